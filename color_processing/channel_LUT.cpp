@@ -1,0 +1,40 @@
+#include "channel_LUT.h"
+
+#include "module_state.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace kx {
+
+channel_LUT::channel_LUT(std::int32_t entry_count, bool for_avx2)
+    : handle_(the_module.luts().create_LUT(entry_count, for_avx2 ? 1 : 0))
+{
+}
+
+channel_LUT::~channel_LUT()
+{
+    the_module.luts().destroy_LUT(handle_);
+}
+
+std::uint32_t* channel_LUT::data() const
+{
+    return the_module.luts().get_LUT_data(handle_);
+}
+
+channel_LUT_set::channel_LUT_set(std::int32_t entry_count, bool for_avx2)
+    : blue(entry_count, for_avx2), green(entry_count, for_avx2), red(entry_count, for_avx2)
+{
+    for (const channel_LUT* LUT : {&blue, &green, &red}) {
+        std::fill_n(LUT->data(), static_cast<std::size_t>(entry_count), std::uint32_t{0});
+    }
+}
+
+void channel_LUT_set::enable(bool blue_flag, bool green_flag, bool red_flag)
+{
+    blue.enable(blue_flag);
+    green.enable(green_flag);
+    red.enable(red_flag);
+}
+
+} // namespace kx

@@ -1,0 +1,38 @@
+// The LUTs of a processor: tables that live in the LUT module, each with its switch.
+#pragma once
+
+#include <cstdint>
+
+namespace kx {
+
+// Owns one table of the LUT module.
+class channel_LUT {
+public:
+    channel_LUT(std::int32_t entry_count, bool for_avx2);
+    ~channel_LUT();
+    channel_LUT(const channel_LUT&) = delete;
+    channel_LUT& operator=(const channel_LUT&) = delete;
+
+    // The table's entries, asked of the LUT module on every call.
+    [[nodiscard]] std::uint32_t* data() const;
+
+    [[nodiscard]] bool enabled() const { return enabled_ != 0; }
+    void enable(bool enabled) { enabled_ = enabled ? 1 : 0; }
+
+private:
+    void* handle_;
+    std::uint8_t enabled_ = 0;
+};
+
+// Three LUTs, created in this order and destroyed in the reverse one, zero-filled and disabled at first.
+struct channel_LUT_set {
+    channel_LUT_set(std::int32_t entry_count, bool for_avx2);
+
+    void enable(bool blue_flag, bool green_flag, bool red_flag);
+
+    channel_LUT blue;
+    channel_LUT green;
+    channel_LUT red;
+};
+
+} // namespace kx

@@ -1,0 +1,135 @@
+// The one kernel body: what happens to a pixel. All kernels are made from it, and nothing here chooses at
+// run time: with choices known at compile time every `if` below is decided by the compiler.
+#pragma once
+
+#include "companion_interfaces/transform_parameters.h"
+#include "kernels/kernel_choices.h"
+#include "kernels/rounding.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace kx {
+
+// Choices known at compile time: what the shipped kernels are made with.
+template <unsigned number>
+struct fixed_choices {
+    static constexpr kernel_choices choice = choices_of(number);
+};
+
+// Choices known only at run time: one slow kernel for all combinations, to run the arithmetic under
+// sanitizers without building the whole family.
+struct variable_choices {
+    kernel_choices choice;
+};
+
+// Where a pixel's samples lie: the offsets of its channels from the pixel's first sample, and the step from
+// one pixel to the next. Planes may lie beyond 2^32 samples.
+struct sample_offsets {
+    std::ptrdiff_t blue;
+    std::ptrdiff_t green;
+    std::ptrdiff_t red;
+    std::ptrdiff_t fourth;
+    std::ptrdiff_t step;
+};
+
+constexpr sample_offsets offsets_of(sample_layout layout, std::ptrdiff_t pixel_count, std::ptrdiff_t samples_per_pixel)
+{
+    switch (layout) {
+    case sample_layout::interleaved_bgr:
+        return {0, 1, 2, 3, samples_per_pixel};
+    case sample_layout::interleaved_rgb:
+        return {2, 1, 0, 3, samples_per_pixel};
+    default:
+        return {0, pixel_count, 2 * pixel_count, 3 * pixel_count, 1};
+    }
+}
+
+constexpr std::int32_t clamp(std::int32_t value, std::int32_t minimum, std::int32_t maximum)
+{
+    const std::int32_t bounded = value < maximum ? value : maximum;
+    return bounded > minimum ? bounded : minimum;
+}
+
+// By a distance whose sign the kind tells.
+constexpr std::int32_t shift(std::int32_t value, shift_kind kind, std::int32_t distance)
+{
+    if (kind == shift_kind::left) {
+        return static_cast<std::int32_t>(static_cast<std::uint32_t>(value) << distance);
+    }
+    return kind == shift_kind::right ? value >> -distance : value;
+}
+
+// Converts the pixels from `first_pixel` on. The constants of the transform are read once, before the loop;
+// only the LUT pointers are read again for each pixel, which costs no more than keeping them would.
+template <typename output_sample, typename choices>
+static void convert_pixels(const transform_parameters& parameters, std::uint32_t first_pixel, choices chosen)
+{
+    const std::ptrdiff_t count = parameters.pixel_count;
+    const std::ptrdiff_t first = first_pixel;
+    if (first >= count) {
+        return;
+    }
+
+    const float* const matrix = matrix_of(parameters);
+    const float red_from_red = matrix[0], red_from_green = matrix[1], red_from_blue = matrix[2];
+    const float green_from_red = matrix[3], green_from_green = matrix[4], green_from_blue = matrix[5];
+    const float blue_from_red = matrix[6], blue_from_green = matrix[7], blue_from_blue = matrix[8];
+    const std::int32_t blue_min = parameters.blue_clamp_min, blue_max = parameters.blue_clamp_max;
+    const std::int32_t green_min = parameters.green_clamp_min, green_max = parameters.green_clamp_max;
+    const std::int32_t red_min = parameters.red_clamp_min, red_max = parameters.red_clamp_max;
+    const std::int32_t blue_distance = parameters.blue_shift_distance;
+    const std::int32_t green_distance = parameters.green_shift_distance;
+    const std::int32_t red_distance = parameters.red_shift_distance;
+
+    const sample_offsets from = offsets_of(chosen.choice.input_layout, count, 3);
+    const sample_offsets to = offsets_of(chosen.choice.output_layout, count, chosen.choice.fourth_sample ? 4 : 3);
+    const std::uint16_t* input = parameters.input_buffer + first * from.step;
+    output_sample* output = static_cast<output_sample*>(parameters.output_buffer) + first * to.step;
+
+    for (std::ptrdiff_t i = first; i < count; ++i, input += from.step, output += to.step) {
+        std::uint16_t blue_in = input[from.blue];
+        std::uint16_t green_in = input[from.green];
+        std::uint16_t red_in = input[from.red];
+        if (chosen.choice.blue_input_LUT) {
+            blue_in = static_cast<std::uint16_t>(parameters.blue_input_LUT_data[blue_in]);
+        }
+        if (chosen.choice.green_input_LUT) {
+            green_in = static_cast<std::uint16_t>(parameters.green_input_LUT_data[green_in]);
+        }
+        if (chosen.choice.red_input_LUT) {
+            red_in = static_cast<std::uint16_t>(parameters.red_input_LUT_data[red_in]);
+        }
+        const auto b = static_cast<float>(blue_in);
+        const auto g = static_cast<float>(green_in);
+        const auto r = static_cast<float>(red_in);
+
+        // Every product and every sum is rounded to single precision, red column first.
+        const float blue_sum = blue_from_red * r + blue_from_green * g + blue_from_blue * b;
+        const float green_sum = green_from_red * r + green_from_green * g + green_from_blue * b;
+        const float red_sum = red_from_red * r + red_from_green * g + red_from_blue * b;
+
+        std::int32_t blue = clamp(round_before_clamp(blue_sum), blue_min, blue_max);
+        std::int32_t green = clamp(round_before_clamp(green_sum), green_min, green_max);
+        std::int32_t red = clamp(round_before_clamp(red_sum), red_min, red_max);
+        if (chosen.choice.blue_output_LUT) {
+            blue = static_cast<std::int32_t>(parameters.blue_output_LUT_data[blue]);
+        }
+        if (chosen.choice.green_output_LUT) {
+            green = static_cast<std::int32_t>(parameters.green_output_LUT_data[green]);
+        }
+        if (chosen.choice.red_output_LUT) {
+            red = static_cast<std::int32_t>(parameters.red_output_LUT_data[red]);
+        }
+
+        // Only the low bits are stored; nothing saturates.
+        output[to.blue] = static_cast<output_sample>(shift(blue, chosen.choice.blue_shift, blue_distance));
+        output[to.green] = static_cast<output_sample>(shift(green, chosen.choice.green_shift, green_distance));
+        output[to.red] = static_cast<output_sample>(shift(red, chosen.choice.red_shift, red_distance));
+        if (chosen.choice.fourth_sample) {
+            output[to.fourth] = 0;
+        }
+    }
+}
+
+} // namespace kx

@@ -1,0 +1,36 @@
+// What the module keeps while it is loaded: the logger, the LUT module and the count of initializations.
+#pragma once
+
+#include "companion_interfaces/LUT_module.h"
+#include "logger_client.h"
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+namespace kx {
+
+class module_state {
+public:
+    // Returns whether the LUT module and all its entry points were found. A failure undoes nothing.
+    bool initialize();
+    void terminate();
+
+    // The logger while the module is initialized, else null. Its presence is what every export checks.
+    [[nodiscard]] const logger_client* logger() const { return logger_.get(); }
+
+    [[nodiscard]] const LUT_module& luts() const { return LUT_module_; }
+
+private:
+    bool load_LUT_module();
+
+    std::mutex lock_; // guards the two that follow, nothing else
+    std::int32_t reference_count_ = 0;
+    std::unique_ptr<logger_client> logger_;
+    LUT_module LUT_module_;
+};
+
+// One for the loaded library. Unloading the library releases a logger that was never terminated.
+extern module_state the_module;
+
+} // namespace kx
