@@ -15,4 +15,8 @@ struct cpuid_registers {
 // Executes CPUID, without asking first whether the processor knows the leaf.
 cpuid_registers cpuid(std::uint32_t leaf, std::uint32_t subleaf);
 
+// Which register state the operating system saves and restores (XCR0). Call only where CPUID reports
+// OSXSAVE.
+std::uint64_t enabled_register_state();
+
 } // namespace kx::platform

@@ -1,0 +1,13 @@
+// The module's arithmetic, in a compilation unit of its own that alone may use AVX2 instructions.
+#pragma once
+
+#include "companion_interfaces/transform_parameters.h"
+
+#include <cstdint>
+
+namespace kx::vector {
+
+std::uint32_t transform_8_bit_output_avx2(const transform_parameters& parameters);
+std::uint32_t transform_16_bit_output_avx2(const transform_parameters& parameters);
+
+} // namespace kx::vector

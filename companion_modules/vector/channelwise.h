@@ -1,0 +1,121 @@
+// Large images with LUTs and a diagonal matrix: each channel is a function of its own sample alone, so one table
+// holds all of it, from input LUT to shift.
+#pragma once
+
+#include "LUT_stages.h"
+#include "convert.h"
+#include "layouts.h"
+#include "tables.h"
+
+#include "kernels/rounding.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <new>
+
+namespace kx::vector {
+
+// Zeros of either sign off the diagonal add zeros to the sums, which change at most the sign of a zero: the
+// rounded sum is that of the channel's own product, be it NaN or infinite.
+inline bool is_diagonal(const float* matrix)
+{
+    for (int i = 0; i < 9; ++i) {
+        if (i % 4 != 0 && matrix[i] != 0.0F) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// What happens to one channel.
+struct channel_function {
+    const std::uint32_t* input_LUT;
+    float factor;
+    channel_settings finish;
+    const std::uint32_t* output_LUT;
+
+    template <typename sample>
+    [[nodiscard]] sample map(std::size_t x) const
+    {
+        const auto looked_up =
+            input_LUT != nullptr ? static_cast<std::uint16_t>(input_LUT[x]) : static_cast<std::uint16_t>(x);
+        const std::int32_t rounded = round_before_clamp(factor * static_cast<float>(looked_up));
+        const std::int32_t clamped =
+            std::max(std::min(rounded, std::int32_t{finish.clamp_max}), std::int32_t{finish.clamp_min});
+        const auto value = static_cast<std::uint32_t>(clamped);
+        return shifted_entry<sample>(output_LUT != nullptr ? output_LUT[value] : value, finish);
+    }
+};
+
+template <typename sample>
+class composed_table {
+public:
+    // For the samples 0 to `last`.
+    composed_table(const channel_function& function, std::size_t last) : entries_(new (std::nothrow) sample[last + 1])
+    {
+        for (std::size_t x = 0; entries_ != nullptr && x <= last; ++x) {
+            entries_[x] = function.map<sample>(x);
+        }
+    }
+
+    // Null if memory did not suffice.
+    [[nodiscard]] const sample* entries() const { return entries_.get(); }
+
+private:
+    std::unique_ptr<sample[]> entries_;
+};
+
+// One channel of a block from the image to the image.
+template <typename sample>
+void map_channel(const sample* table, const std::uint16_t* from, std::ptrdiff_t from_step, sample* to,
+                 std::ptrdiff_t to_step, std::ptrdiff_t count)
+{
+    const auto map = [table](std::uint16_t x) { return table[x]; };
+    const auto with_input_step = [&]<std::ptrdiff_t input_step>() {
+        if (to_step == 1) {
+            map_samples<input_step, 1>(from, to, count, map);
+        } else if (to_step == 3) {
+            map_samples<input_step, 3>(from, to, count, map);
+        } else {
+            map_samples<input_step, 4>(from, to, count, map);
+        }
+    };
+    if (from_step == 1) {
+        with_input_step.template operator()<1>();
+    } else {
+        with_input_step.template operator()<3>();
+    }
+}
+
+// Returns whether memory sufficed; if not, nothing is done.
+template <typename vectors, typename sample>
+bool convert_channelwise(const LUT_conversion<sample>& call, const float* matrix,
+                         const table_set<std::uint32_t>& input_LUTs, const table_set<std::uint32_t>& output_LUTs)
+{
+    const sample_maxima maxima = find_maxima<vectors>(call.input_layout, call.input, call.count);
+    const conversion_settings& settings = call.settings;
+    const composed_table<sample> blue({input_LUTs.blue, matrix[8], settings.blue, output_LUTs.blue}, maxima.blue);
+    const composed_table<sample> green({input_LUTs.green, matrix[4], settings.green, output_LUTs.green}, maxima.green);
+    const composed_table<sample> red({input_LUTs.red, matrix[0], settings.red, output_LUTs.red}, maxima.red);
+    if (blue.entries() == nullptr || green.entries() == nullptr || red.entries() == nullptr) {
+        return false;
+    }
+    const std::ptrdiff_t input_step = step_of(call.input_layout, false);
+    const std::ptrdiff_t output_step = step_of(call.output_layout, call.fourth_sample);
+    for (std::ptrdiff_t i = 0; i < call.count; i += block_pixels) {
+        const std::ptrdiff_t block = std::min(call.count - i, block_pixels);
+        const auto from = advanced(call.input, i * input_step);
+        const auto to = advanced(call.output, i * output_step);
+        map_channel(blue.entries(), from.blue, input_step, to.blue, output_step, block);
+        map_channel(green.entries(), from.green, input_step, to.green, output_step, block);
+        map_channel(red.entries(), from.red, input_step, to.red, output_step, block);
+        if (call.fourth_sample) {
+            clear_samples(to.fourth, output_step, block);
+        }
+    }
+    return true;
+}
+
+} // namespace kx::vector

@@ -1,0 +1,220 @@
+// The vector arithmetic: matrix, rounding, clamp, shift, for any layouts, without LUTs. Which of the loops
+// below runs is chosen once for each call, in `convert`.
+#pragma once
+
+#include "layouts.h"
+
+#include "companion_interfaces/transform_parameters.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace kx::vector {
+
+// What happens to one channel's sums.
+struct channel_settings {
+    std::uint16_t clamp_min;
+    std::uint16_t clamp_max;
+    std::int32_t left_shift; // one of the two shifts, or both, is 0
+    std::int32_t right_shift;
+};
+
+struct conversion_settings {
+    const float* matrix; // nine floats, row by row; or null for the identity
+    channel_settings blue;
+    channel_settings green;
+    channel_settings red;
+};
+
+// What there is to do after the rounding, for all channels together; the less, the faster.
+enum class clamping { none, by_channel };
+enum class shifting { none, right, left_or_right };
+
+constexpr clamping clamping_of(const conversion_settings& settings)
+{
+    const auto is_full = [](const channel_settings& channel) {
+        return channel.clamp_min == 0 && channel.clamp_max == 0xFFFF;
+    };
+    return is_full(settings.blue) && is_full(settings.green) && is_full(settings.red) ? clamping::none
+                                                                                      : clamping::by_channel;
+}
+
+constexpr shifting shifting_of(const conversion_settings& settings)
+{
+    if ((settings.blue.left_shift | settings.green.left_shift | settings.red.left_shift) != 0) {
+        return shifting::left_or_right;
+    }
+    return (settings.blue.right_shift | settings.green.right_shift | settings.red.right_shift) != 0 ? shifting::right
+                                                                                                    : shifting::none;
+}
+
+template <typename vectors, clamping clamp, shifting shift>
+class channel_finish {
+public:
+    explicit channel_finish(const channel_settings& settings)
+        : min_(vectors::all(settings.clamp_min)), max_(vectors::all(settings.clamp_max)),
+          left_(vectors::count(settings.left_shift)), right_(vectors::count(settings.right_shift))
+    {
+    }
+
+    // Takes values that are already within 0..65535, which changes no clamp.
+    typename vectors::words operator()(typename vectors::words value) const
+    {
+        if constexpr (clamp == clamping::by_channel) {
+            value = vectors::max(vectors::min(value, max_), min_);
+        }
+        if constexpr (shift == shifting::left_or_right) {
+            value = vectors::shift_left(value, left_);
+        }
+        if constexpr (shift != shifting::none) {
+            value = vectors::shift_right(value, right_);
+        }
+        return value;
+    }
+
+private:
+    typename vectors::words min_;
+    typename vectors::words max_;
+    typename vectors::shift_count left_;
+    typename vectors::shift_count right_;
+};
+
+template <typename vectors>
+class matrix_product {
+public:
+    using words = typename vectors::words;
+    using floats = typename vectors::floats;
+
+    explicit matrix_product(const float* matrix)
+    {
+        for (int i = 0; i < 9; ++i) {
+            element_[i] = vectors::all(matrix[i]);
+        }
+    }
+
+    // The rounded sums, within 0..65535: below and beyond saturates, as the clamp would.
+    template <pixel_format layout>
+    pixels<vectors> load(planes<const std::uint16_t> from, std::ptrdiff_t i) const
+    {
+        const widened_pixels<vectors> value = load_widened_pixels<vectors, layout>(from, i);
+        const floats lower_blue = vectors::to_float(value.blue.lower);
+        const floats upper_blue = vectors::to_float(value.blue.upper);
+        const floats lower_green = vectors::to_float(value.green.lower);
+        const floats upper_green = vectors::to_float(value.green.upper);
+        const floats lower_red = vectors::to_float(value.red.lower);
+        const floats upper_red = vectors::to_float(value.red.upper);
+        const auto row = [&](int r) {
+            return vectors::pack_to_words(rounded_sum(r, lower_red, lower_green, lower_blue),
+                                          rounded_sum(r, upper_red, upper_green, upper_blue));
+        };
+        return {row(2), row(1), row(0)};
+    }
+
+private:
+    // One addition of the largest float below one half and a truncation round like a double-precision
+    // addition of one half, as far as the clamp lets through: see round_before_clamp of the library.
+    words rounded_sum(int row, floats red, floats green, floats blue) const
+    {
+        const floats red_part = vectors::multiply(element_[3 * row], red);
+        const floats green_part = vectors::multiply(element_[3 * row + 1], green);
+        const floats blue_part = vectors::multiply(element_[3 * row + 2], blue);
+        const floats sum = vectors::add(vectors::add(red_part, green_part), blue_part);
+        return vectors::truncate(vectors::add(sum, vectors::all(0x1.fffffep-2F)));
+    }
+
+    floats element_[9];
+};
+
+// With the identity matrix each sum is its channel's sample, so there is nothing to compute.
+template <typename vectors>
+struct no_product {
+    explicit no_product(const float* /*matrix*/) {}
+    template <pixel_format layout>
+    pixels<vectors> load(planes<const std::uint16_t> from, std::ptrdiff_t i) const
+    {
+        return load_pixels<vectors, layout>(from, i);
+    }
+};
+
+// Has the compiler inline everything a loop calls: left to itself g++ 12 calls functions for the sums of some
+// layouts, at half the speed.
+#if defined(__GNUC__)
+#define KX_INLINE_CALLS __attribute__((flatten))
+#else
+#define KX_INLINE_CALLS
+#endif
+
+// `count` is a multiple of the register's pixels.
+template <typename vectors, template <typename> typename product_of, clamping clamp, shifting shift,
+          pixel_format input_layout, pixel_format output_layout, bool fourth_sample, typename sample>
+KX_INLINE_CALLS void convert_pixels(planes<const std::uint16_t> from, planes<sample> to, std::ptrdiff_t count,
+                                    const conversion_settings& settings)
+{
+    const product_of<vectors> product(settings.matrix);
+    const channel_finish<vectors, clamp, shift> finish_blue(settings.blue);
+    const channel_finish<vectors, clamp, shift> finish_green(settings.green);
+    const channel_finish<vectors, clamp, shift> finish_red(settings.red);
+    for (std::ptrdiff_t i = 0; i < count; i += vectors::pixel_count) {
+        const pixels<vectors> sums = product.template load<input_layout>(from, i);
+        store_pixels<vectors, output_layout, fourth_sample>(
+            to, i, {finish_blue(sums.blue), finish_green(sums.green), finish_red(sums.red)});
+    }
+}
+
+// Chooses the loop.
+template <typename vectors, typename sample>
+void convert(pixel_format input_layout, planes<const std::uint16_t> from, pixel_format output_layout,
+             bool fourth_sample, planes<sample> to, std::ptrdiff_t count, const conversion_settings& settings)
+{
+    // Each step of the choice takes a template that wants one constant more.
+    const auto choose_product =
+        [&]<pixel_format input, pixel_format output, bool fourth, clamping clamp, shifting shift>() {
+            if (settings.matrix != nullptr) {
+                convert_pixels<vectors, matrix_product, clamp, shift, input, output, fourth>(from, to, count, settings);
+            } else {
+                convert_pixels<vectors, no_product, clamp, shift, input, output, fourth>(from, to, count, settings);
+            }
+        };
+    const auto choose_shift = [&]<pixel_format input, pixel_format output, bool fourth, clamping clamp>() {
+        switch (shifting_of(settings)) {
+        case shifting::none:
+            return choose_product.template operator()<input, output, fourth, clamp, shifting::none>();
+        case shifting::right:
+            return choose_product.template operator()<input, output, fourth, clamp, shifting::right>();
+        default:
+            return choose_product.template operator()<input, output, fourth, clamp, shifting::left_or_right>();
+        }
+    };
+    const auto choose_clamp = [&]<pixel_format input, pixel_format output, bool fourth>() {
+        if (clamping_of(settings) == clamping::none) {
+            return choose_shift.template operator()<input, output, fourth, clamping::none>();
+        }
+        return choose_shift.template operator()<input, output, fourth, clamping::by_channel>();
+    };
+    const auto choose_fourth_sample = [&]<pixel_format input, pixel_format output>() {
+        if (fourth_sample) {
+            return choose_clamp.template operator()<input, output, true>();
+        }
+        return choose_clamp.template operator()<input, output, false>();
+    };
+    const auto choose_output_layout = [&]<pixel_format input>() {
+        switch (output_layout) {
+        case pixel_format::interleaved_bgr:
+            return choose_fourth_sample.template operator()<input, pixel_format::interleaved_bgr>();
+        case pixel_format::interleaved_rgb:
+            return choose_fourth_sample.template operator()<input, pixel_format::interleaved_rgb>();
+        default:
+            return choose_fourth_sample.template operator()<input, pixel_format::planar_bgr>();
+        }
+    };
+    switch (input_layout) {
+    case pixel_format::interleaved_bgr:
+        return choose_output_layout.template operator()<pixel_format::interleaved_bgr>();
+    case pixel_format::interleaved_rgb:
+        return choose_output_layout.template operator()<pixel_format::interleaved_rgb>();
+    default:
+        return choose_output_layout.template operator()<pixel_format::planar_bgr>();
+    }
+}
+
+} // namespace kx::vector

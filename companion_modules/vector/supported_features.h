@@ -1,0 +1,34 @@
+// Whether this machine can run a module. Unlike the library's choice of a level, which looks at the
+// processor alone, the AVX2 check asks the operating system too, so that initialization refuses in time.
+#pragma once
+
+#include "platform/processor_identification.h"
+
+#include <cstdint>
+
+namespace kx::vector {
+
+inline bool has_all(std::uint32_t value, std::uint32_t bits)
+{
+    return (value & bits) == bits;
+}
+
+inline bool supports_sse()
+{
+    constexpr std::uint32_t leaf_1_ecx_ssse3 = 1U << 9;
+    constexpr std::uint32_t leaf_1_ecx_sse4_1 = 1U << 19;
+    return has_all(platform::cpuid(1, 0).ecx, leaf_1_ecx_ssse3 | leaf_1_ecx_sse4_1);
+}
+
+inline bool supports_avx2()
+{
+    constexpr std::uint32_t leaf_1_ecx_osxsave = 1U << 27;
+    constexpr std::uint32_t leaf_1_ecx_avx = 1U << 28;
+    constexpr std::uint32_t leaf_7_ebx_avx2 = 1U << 5;
+    constexpr std::uint64_t xmm_and_ymm_state = 0x6;
+    return platform::cpuid(0, 0).eax >= 7 && has_all(platform::cpuid(1, 0).ecx, leaf_1_ecx_osxsave | leaf_1_ecx_avx)
+           && (platform::enabled_register_state() & xmm_and_ymm_state) == xmm_and_ymm_state
+           && has_all(platform::cpuid(7, 0).ebx, leaf_7_ebx_avx2);
+}
+
+} // namespace kx::vector
