@@ -54,6 +54,11 @@ function(kx_program target)
   target_link_libraries(${target} PRIVATE kx_options)
   if(UNIX)
     set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN/../lib")
+    if(KX_SANITIZERS)
+      # The sanitizers call dlopen in the library's place, so that its RUNPATH does not count for the companion
+      # modules. The program's RPATH does.
+      target_link_options(${target} PRIVATE -Wl,--disable-new-dtags)
+    endif()
   elseif(MINGW)
     target_link_options(${target} PRIVATE -static)
   endif()

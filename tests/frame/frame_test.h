@@ -1,0 +1,95 @@
+// The fixtures of the frame's tests: a freshly loaded library, and what happened to its companion modules.
+#pragma once
+
+#include "frame/standins/recorder.h"
+#include "support/color_processing_exports.h"
+#include "support/shared_library.h"
+#include "support/transform_request.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kx_test {
+
+// One line for each call, load or unload of a companion module.
+using lines = std::vector<std::string>;
+
+lines operator+(lines first, const lines& second);
+
+// Log lines as the stand-in logger records them. `text` follows the error mark and its two blanks.
+std::string error_line(const std::string& function, const std::string& text);
+std::string validation_line(const std::string& text);
+std::string timing_line(const transform_export& tested);
+
+// A transform's call of the vector module "sse" or "avx2"; none if the name is empty.
+lines vector_call(const std::string& module, const transform_export& tested);
+
+inline const std::string null_processor_text = "The specified color processor handle is NULL!";
+inline const std::string transform_function_name = "`anonymous-namespace'::kx_color_processor_transform_impl";
+inline const std::string creation_function_name = "`anonymous-namespace'::create_color_processor_impl";
+
+// What a processor does to LUT numbers `first` to first + 5 when it is created and destroyed.
+lines LUTs_created(std::int32_t first, std::int32_t input_entries, std::int32_t output_entries, bool for_avx2);
+lines LUTs_fetched(std::int32_t first, std::int32_t last);
+lines LUTs_destroyed(std::int32_t last, std::int32_t first = 1);
+
+class frame_test : public testing::Test {
+protected:
+    frame_test();
+
+    // What happened since the last call. Log lines come without their source line, which is checked to be
+    // positive, and without the time that a timing line gives, whose form is checked.
+    lines events();
+
+    // The source lines of the log lines that the last call of events() returned.
+    [[nodiscard]] const std::vector<std::int32_t>& source_lines() const { return source_lines_; }
+
+    standins_script& script = *standins_the_script();
+    shared_library library{KX_LIBRARY_UNDER_TEST};
+    color_processing_exports kx{library};
+
+private:
+    std::vector<std::int32_t> source_lines_;
+};
+
+class initialized_test : public frame_test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    // A processor of the given level; what its creation did is forgotten.
+    kx_color_processor* create(std::int32_t vector_level = 0, std::int32_t input_depth = 8,
+                               std::int32_t output_depth = 8);
+    // Destroys all that create() made.
+    void destroy_all();
+
+private:
+    std::vector<kx_color_processor*> processors_;
+};
+
+// An image of a few pixels to convert, with room behind the output.
+class small_image {
+public:
+    explicit small_image(std::int32_t pixel_count);
+
+    // A request for this image. The object must outlive it.
+    transform_request request();
+
+    static constexpr std::uint8_t untouched = 0xEE;
+    [[nodiscard]] bool output_is_untouched() const;
+
+    // Sample `channel` (blue, green, red) of a pixel of the input, which is interleaved.
+    [[nodiscard]] std::uint16_t input(std::size_t pixel, std::size_t channel) const;
+    // The output sample at this index, or the bytes around it that show it as untouched.
+    [[nodiscard]] std::uint16_t output(const transform_export& tested, std::size_t index) const;
+    [[nodiscard]] std::size_t output_samples(const transform_export& tested) const;
+
+private:
+    std::vector<std::uint16_t> input_;
+    std::vector<std::uint8_t> output_;
+};
+
+} // namespace kx_test

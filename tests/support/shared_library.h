@@ -1,0 +1,33 @@
+// A shared library that a test loads at run time, by its path.
+#pragma once
+
+namespace kx_test {
+
+class shared_library {
+public:
+    // Throws std::runtime_error, with the system's reason, if the library cannot be loaded.
+    explicit shared_library(const char* path);
+    ~shared_library() { close(); }
+    shared_library(const shared_library&) = delete;
+    shared_library& operator=(const shared_library&) = delete;
+
+    // Unloads the library ahead of time; whatever was found in it is then dead.
+    void close();
+
+    // Sets `entry_point` to the exported function of this name. Throws std::runtime_error if there is none.
+    template <typename function>
+    void find(const char* name, function*& entry_point) const
+    {
+        entry_point = reinterpret_cast<function*>(address_of(name));
+    }
+
+    // Whether this process has the library in memory.
+    static bool is_loaded(const char* path);
+
+private:
+    [[nodiscard]] void* address_of(const char* name) const;
+
+    void* handle_;
+};
+
+} // namespace kx_test
