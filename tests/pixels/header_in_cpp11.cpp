@@ -1,0 +1,6 @@
+// A C++ host's view of the header: it compiles without warnings, and its functions have C linkage.
+#include "korvex_kvi_color_processing.h"
+
+#include "korvex_kvi_color_processing.h" // twice does no harm
+
+extern "C" int32_t kx_color_clear_matrix(kx_color_processor* processor);

@@ -1,0 +1,123 @@
+#include "harness.h"
+
+#include <cmath>
+#include <limits>
+
+namespace kx_test {
+
+namespace {
+
+constexpr matrix_values identity = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+
+float random_float(random_source& random, float first, float last)
+{
+    return std::uniform_real_distribution<float>(first, last)(random);
+}
+
+matrix_values random_matrix(random_source& random, float first, float last)
+{
+    matrix_values matrix{};
+    for (float& element : matrix) {
+        element = random_float(random, first, last);
+    }
+    return matrix;
+}
+
+// Mostly what cameras use; now and then what only a fault or a test brings.
+std::vector<matrix_values> random_matrices(random_source& random)
+{
+    static constexpr float odd_values[] = {std::numeric_limits<float>::quiet_NaN(),
+                                           std::numeric_limits<float>::infinity(),
+                                           -std::numeric_limits<float>::infinity(),
+                                           std::numeric_limits<float>::max(),
+                                           std::numeric_limits<float>::denorm_min(),
+                                           -0.0F,
+                                           32768.5F,
+                                           -65536.0F};
+    switch (pick(random, 0, 15)) {
+    case 0:
+        return {};
+    case 1:
+        return {identity};
+    case 2: // around zero, both signs
+        return {random_matrix(random, -0.1F, 0.1F)};
+    case 3: // sums around the limits of 32-bit integers
+        return {random_matrix(random, -65536.0F, 65536.0F)};
+    case 4: // sums and products that overflow single precision
+        return {random_matrix(random, -1e34F, 1e34F)};
+    case 5: {
+        matrix_values matrix = random_matrix(random, -0.5F, 1.0F);
+        matrix[pick(random, std::size_t{0}, std::size_t{8})] =
+            odd_values[pick(random, std::size_t{0}, std::size(odd_values) - 1)];
+        return {matrix};
+    }
+    case 6: // one element overflows to infinity in the product and leaves its neighbours alone
+        return {{1e30F, 0, 0, 0, 1, 0, 0, 0, 1}, {1e30F, 0, 0, 0, 0.5F, 0, 0, 0, 1}};
+    case 7: // sums on and beside the halves
+        return {{0.5F, 0, 0, 0, 0.25F, 0.5F, 0, 0.5F, 1.0F}};
+    case 8:
+    case 9:
+        return {random_matrix(random, -0.5F, 1.0F), random_matrix(random, -0.5F, 1.0F)};
+    default:
+        return {random_matrix(random, -0.4F, 0.9F)};
+    }
+}
+
+channel_settings random_settings(shift_direction direction, bool output_LUT, int output_depth, random_source& random)
+{
+    channel_settings settings;
+    const int highest = output_LUT ? (1 << output_depth) - 1 : 65535;
+    settings.clamp_max = static_cast<std::uint16_t>(pick(random, 0, 2) != 0 ? highest : pick(random, 0, highest));
+    settings.clamp_min =
+        pick(random, 0, 2) != 0 ? std::uint16_t{0} : pick(random, std::uint16_t{0}, settings.clamp_max);
+    if (direction != shift_direction::none) {
+        const std::int32_t distance = pick(random, 1, 15);
+        settings.shift_distance = direction == shift_direction::left ? distance : -distance;
+    }
+    return settings;
+}
+
+placement random_placement(random_source& random)
+{
+    return {pick(random, 0, 1) != 0,
+            pick(random, 0, 2) != 0 ? std::size_t{0} : pick(random, std::size_t{1}, std::size_t{31})};
+}
+
+} // namespace
+
+pixel_case random_case(const combination& choices, const test_processor& processor, std::int32_t pixel_count,
+                       random_source& random)
+{
+    pixel_case made;
+    made.choices = choices;
+    made.matrices = random_matrices(random);
+    for (std::size_t channel = 0; channel < 3; ++channel) {
+        made.channels[channel] =
+            random_settings(choices.shift[channel], choices.output_LUT[channel], processor.output_depth(), random);
+    }
+    if (pick(random, 0, 7) == 0) {
+        made.planar_format = pick(random, 0, 1) != 0 ? -1 : std::numeric_limits<std::int32_t>::min();
+    }
+    made.pixel_count = pixel_count;
+    if (pixel_count > 0) {
+        made.samples.resize(3 * static_cast<std::size_t>(pixel_count));
+        for (int channel = 0; channel < 3; ++channel) {
+            // An enabled input LUT must have an entry for every sample.
+            const bool small = choices.input_LUT[static_cast<std::size_t>(channel)];
+            const int highest = small ? (1 << processor.input_depth()) - 1 : 65535;
+            for (std::int32_t pixel = 0; pixel < pixel_count; ++pixel) {
+                const std::int64_t index = reference_sample_index(choices.input_layout, pixel_count, 3, pixel, channel);
+                const int kind = pick(random, 0, 7);
+                made.samples[static_cast<std::size_t>(index)] =
+                    static_cast<std::uint16_t>(kind == 0   ? 0
+                                               : kind == 1 ? highest
+                                                           : pick(random, 0, highest));
+            }
+        }
+    }
+    made.input = random_placement(random);
+    made.output = random_placement(random);
+    return made;
+}
+
+} // namespace kx_test

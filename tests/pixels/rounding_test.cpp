@@ -1,0 +1,58 @@
+// The kernels' short way to round against the rule, over all 2^32 floats.
+#include "kernels/rounding.h"
+
+#include "reference.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+
+namespace kx_test {
+
+namespace {
+
+std::int32_t clamped(std::int32_t value)
+{
+    return std::clamp(value, 0, 65535);
+}
+
+constexpr std::uint64_t shard_count = 8;
+constexpr std::uint64_t shard_length = (std::uint64_t{1} << 32) / shard_count;
+
+class rounding_shortcut : public testing::TestWithParam<std::uint64_t> {};
+
+TEST_P(rounding_shortcut, equals_the_rule_after_the_clamp)
+{
+    const std::uint64_t first = GetParam() * shard_length;
+    std::uint64_t differing = 0;
+    std::uint32_t example = 0;
+    for (std::uint64_t bits = first; bits < first + shard_length; bits += KX_FLOAT_STEP) {
+        const float value = std::bit_cast<float>(static_cast<std::uint32_t>(bits));
+        if (clamped(kx::round_before_clamp(value)) != clamped(reference_rounded(value))) {
+            ++differing;
+            example = static_cast<std::uint32_t>(bits);
+        }
+    }
+    const float value = std::bit_cast<float>(example);
+    EXPECT_EQ(differing, 0U) << "for example " << value << " (0x" << std::hex << example << "): " << std::dec
+                             << kx::round_before_clamp(value) << " instead of " << reference_rounded(value);
+}
+
+INSTANTIATE_TEST_SUITE_P(shard, rounding_shortcut, testing::Range(std::uint64_t{0}, shard_count));
+
+TEST(reference_rounded, follows_the_rule)
+{
+    EXPECT_EQ(reference_rounded(99.49997F), 99);
+    EXPECT_EQ(reference_rounded(99.5F), 100);
+    EXPECT_EQ(reference_rounded(-3.2F), -2);
+    EXPECT_EQ(reference_rounded(0x1.fffffep30F), 2147483520);
+    for (const float beyond : {0x1p31F, -0x1.000002p31F, 3e38F, -3e38F, std::bit_cast<float>(0x7F800000U),
+                               std::bit_cast<float>(0xFF800000U), std::bit_cast<float>(0x7FC00000U)}) {
+        EXPECT_EQ(reference_rounded(beyond), INT32_MIN) << beyond;
+    }
+}
+
+} // namespace
+
+} // namespace kx_test
