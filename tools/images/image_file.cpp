@@ -1,0 +1,59 @@
+#include "image_file.h"
+
+#include "image_formats.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <string_view>
+
+namespace kx::images {
+
+std::unique_ptr<image_reader> open_image(const std::filesystem::path& file)
+{
+    using namespace std::string_view_literals;
+    std::error_code ignored;
+    if (std::filesystem::is_directory(file, ignored)) {
+        throw image_error(file, "is a directory, not an image file");
+    }
+    errno = 0;
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) {
+        throw image_error(file, std::string("cannot be opened: ") + std::strerror(errno));
+    }
+    std::array<char, 8> start{};
+    stream.read(start.data(), start.size());
+    const std::string_view signature(start.data(), static_cast<std::size_t>(stream.gcount()));
+    if (signature == "\x89PNG\r\n\x1a\n"sv) {
+        return open_png(file);
+    }
+    for (const std::string_view mark : {"II*\0"sv, "MM\0*"sv, "II+\0"sv, "MM\0+"sv}) {
+        if (signature.starts_with(mark)) {
+            return open_tiff(file);
+        }
+    }
+    throw image_error(file, "is neither a TIFF nor a PNG file");
+}
+
+file_type type_from_suffix(const std::filesystem::path& file)
+{
+    std::string suffix = file.extension().string();
+    std::ranges::transform(suffix, suffix.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (suffix == ".png") {
+        return file_type::png;
+    }
+    if (suffix == ".tif" || suffix == ".tiff") {
+        return file_type::tiff;
+    }
+    throw image_error(file, "cannot tell the file type from the suffix: use .tif, .tiff or .png");
+}
+
+std::unique_ptr<image_writer> create_image(const std::filesystem::path& file, const write_options& options)
+{
+    return type_from_suffix(file) == file_type::png ? create_png(file, options) : create_tiff(file, options);
+}
+
+} // namespace kx::images

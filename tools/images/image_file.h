@@ -1,0 +1,101 @@
+// Image files as the color processing library wants them: 16-bit RGB in, 16- or 8-bit samples out.
+//
+// Reads TIFF (any libtiff compression, strips or tiles, contiguous or separate planes, several pages) and
+// PNG; writes TIFF and PNG. Nothing is converted on the way: samples in memory are the samples in the file.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace kx::images {
+
+// What went wrong, with the file's name in front.
+class image_error : public std::runtime_error {
+public:
+    image_error(const std::filesystem::path& file, const std::string& reason)
+        : std::runtime_error(file.string() + ": " + reason)
+    {
+    }
+};
+
+// How the samples of an image lie in memory.
+enum class arrangement {
+    interleaved_rgb, // red, green, blue (, fourth) of a pixel side by side
+    planar_bgr,      // planes of width x height samples: blue, green, red (, fourth)
+};
+
+// One page. `samples` holds channels x width x height samples, rows from top to bottom.
+template <typename Sample>
+struct image {
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    unsigned channels = 3; // 3, or 4 in images to be written
+    arrangement layout = arrangement::interleaved_rgb;
+    std::uint16_t orientation = 1; // as in TIFF: 1 is the first row on top, the first column left
+    std::vector<Sample> samples;
+
+    [[nodiscard]] std::size_t pixel_count() const { return std::size_t{width} * height; }
+};
+
+using image_16 = image<std::uint16_t>;
+using image_8 = image<std::uint8_t>;
+
+// An image file open for reading.
+class image_reader {
+public:
+    virtual ~image_reader() = default;
+
+    [[nodiscard]] virtual std::uint32_t page_count() const = 0;
+
+    // The pixels of all pages together.
+    [[nodiscard]] virtual std::uint64_t total_pixels() const = 0;
+
+    // The next page, from the first on; at most page_count() times. Files with separate planes give
+    // planar_bgr, all others interleaved_rgb. A page has at most 2^31 - 1 pixels. Throws image_error.
+    virtual image_16 read_page() = 0;
+};
+
+// Opens a TIFF or PNG file, told apart by its content. Throws image_error unless all of its pages are RGB
+// images of three unsigned 16-bit samples a pixel.
+std::unique_ptr<image_reader> open_image(const std::filesystem::path& file);
+
+enum class compression { none, lzw, deflate };
+
+// A page's arrangement in memory decides whether a TIFF gets contiguous or separate planes.
+struct write_options {
+    compression tiff_compression = compression::none; // PNG has its own
+    std::uint32_t page_count = 1;                     // PNG takes one
+    std::uint64_t expected_bytes = 0;                 // of samples; from 4 GB on a TIFF becomes a BigTIFF
+};
+
+enum class file_type { tiff, png };
+
+// The type that a name's suffix stands for: .tif, .tiff or .png in any case. Throws image_error for others.
+file_type type_from_suffix(const std::filesystem::path& file);
+
+// An image file being written, under a temporary name in the same directory until commit().
+class image_writer {
+public:
+    // Without commit() the temporary file is removed and a file of the final name stays as it was.
+    virtual ~image_writer() = default;
+
+    // Throws image_error. PNG takes three channels, interleaved, with orientation 1: a fourth sample would be
+    // its alpha, and the library's 0 would make the picture transparent.
+    virtual void write_page(const image_16& page) = 0;
+    virtual void write_page(const image_8& page) = 0;
+
+    // Completes the file and gives it its final name, in place of what had it before. Throws image_error.
+    virtual void commit() = 0;
+};
+
+// Creates an image file of the type that its suffix names. Throws image_error.
+std::unique_ptr<image_writer> create_image(const std::filesystem::path& file, const write_options& options = {});
+
+// Removes the temporary files of all open writers; may be called from a signal handler, just before the end.
+void remove_temporary_files() noexcept;
+
+} // namespace kx::images

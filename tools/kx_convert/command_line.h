@@ -1,0 +1,15 @@
+// The command line: the options, their help, and the settings they stand for.
+#pragma once
+
+#include "settings.h"
+
+#include <variant>
+
+namespace kx::convert {
+
+// The settings, or the exit code of a run that ends here: after --help or --version (printed on standard output,
+// 0) or an error in the command line (printed on standard error, not 0). Throws option_error for values that
+// only their content rules out.
+std::variant<settings, int> parse_command_line(int count, char** arguments);
+
+} // namespace kx::convert

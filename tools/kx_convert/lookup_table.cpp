@@ -1,0 +1,89 @@
+#include "lookup_table.h"
+
+#include "text_numbers.h"
+
+#include <cmath>
+#include <functional>
+
+namespace kx::convert {
+
+namespace {
+
+// Maps 0..1 to 0..1.
+using curve = std::function<double(double)>;
+
+double encode_srgb(double linear)
+{
+    return linear <= 0.0031308 ? 12.92 * linear : 1.055 * std::pow(linear, 1.0 / 2.4) - 0.055;
+}
+
+curve curve_named(const given<std::string>& source)
+{
+    constexpr std::string_view gamma_mark = "gamma:";
+    if (source.value == "linear") {
+        return [](double x) { return x; };
+    }
+    if (source.value == "srgb") {
+        return encode_srgb;
+    }
+    if (source.value.starts_with(gamma_mark)) {
+        const auto gamma = parse_number<double>(std::string_view(source.value).substr(gamma_mark.size()));
+        if (!gamma || !(*gamma >= 0.01 && *gamma <= 100.0)) {
+            throw option_error(source.option, "'" + source.value + "' needs a number from 0.01 to 100 after 'gamma:'");
+        }
+        return [exponent = 1.0 / *gamma](double x) { return std::pow(x, exponent); };
+    }
+    return nullptr;
+}
+
+std::vector<std::uint32_t> read_table(const given<std::string>& source, std::size_t entries)
+{
+    const auto refuse = [&source](const std::string& reason) -> void {
+        throw option_error(source.option, source.value + reason);
+    };
+    const std::vector<text_line> lines = read_words(source.option, source.value);
+    if (lines.size() != entries) {
+        refuse(" has " + std::to_string(lines.size()) + " entries, but the table takes " + std::to_string(entries)
+               + " (see the option for the table's bits)");
+    }
+    std::vector<std::uint32_t> table(entries);
+    std::vector<bool> seen(entries);
+    for (std::size_t place = 0; place < lines.size(); ++place) {
+        const auto& [number, words] = lines[place];
+        const std::string where = ", line " + std::to_string(number) + ": ";
+        if (words.size() > 2 || words.size() != lines.front().words.size()) {
+            refuse(where + "every line needs one value, or every line an index and a value");
+        }
+        const auto index = words.size() == 2 ? parse_number<std::size_t>(words.front()) : place;
+        if (!index || *index >= entries || seen[*index]) {
+            refuse(where + "'" + words.front() + "' is not an index from 0 to " + std::to_string(entries - 1)
+                   + ", or was there before");
+        }
+        const auto value = parse_number<std::uint16_t>(words.back());
+        if (!value) {
+            refuse(where + "'" + words.back() + "' is not a whole number from 0 to 65535");
+        }
+        table[*index] = *value;
+        seen[*index] = true;
+    }
+    return table;
+}
+
+} // namespace
+
+std::vector<std::uint32_t> make_lookup_table(const given<std::string>& source, int bits, std::uint32_t full_scale)
+{
+    const std::size_t entries = std::size_t{1} << bits;
+    const curve shape = curve_named(source);
+    if (shape == nullptr) {
+        return read_table(source, entries);
+    }
+    std::vector<std::uint32_t> table(entries);
+    for (std::size_t index = 1; index < entries; ++index) { // all curves begin at 0
+        const double x = static_cast<double>(index) / static_cast<double>(entries - 1);
+        table[index] = static_cast<std::uint32_t>(std::lround(shape(x) * full_scale));
+    }
+    return table;
+}
+
+} // namespace kx::convert

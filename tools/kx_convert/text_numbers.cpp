@@ -1,0 +1,40 @@
+#include "text_numbers.h"
+
+#include "settings.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+namespace kx::convert {
+
+std::vector<text_line> read_words(const std::string& option, const std::filesystem::path& file)
+{
+    errno = 0;
+    std::ifstream stream(file);
+    if (!stream) {
+        throw option_error(option, file.string() + " cannot be opened: " + std::strerror(errno));
+    }
+    std::vector<text_line> lines;
+    std::string text;
+    for (std::size_t number = 1; std::getline(stream, text); ++number) {
+        text.erase(std::min(text.find('#'), text.size()));
+        std::ranges::replace(text, ',', ' ');
+        std::istringstream words(text);
+        text_line line{number, {}};
+        for (std::string word; words >> word;) {
+            line.words.push_back(word);
+        }
+        if (!line.words.empty()) {
+            lines.push_back(std::move(line));
+        }
+    }
+    if (stream.bad()) { // a directory, for one, opens but cannot be read
+        throw option_error(option, file.string() + " cannot be read: " + std::strerror(errno));
+    }
+    return lines;
+}
+
+} // namespace kx::convert

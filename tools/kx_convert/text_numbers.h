@@ -1,0 +1,37 @@
+// Numbers from the command line and from text files.
+#pragma once
+
+#include <charconv>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kx::convert {
+
+// The number that the whole text stands for, or nothing.
+template <typename Number>
+std::optional<Number> parse_number(std::string_view text)
+{
+    if (text.starts_with('+') && !text.starts_with("+-")) {
+        text.remove_prefix(1);
+    }
+    Number number{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc{} || end != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return number;
+}
+
+struct text_line {
+    std::size_t number; // from 1 on
+    std::vector<std::string> words;
+};
+
+// The lines of a text file that hold anything: words separated by blanks or commas, comments from # on left out.
+// Throws option_error, which names `option` and the file.
+std::vector<text_line> read_words(const std::string& option, const std::filesystem::path& file);
+
+} // namespace kx::convert
