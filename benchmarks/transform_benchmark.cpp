@@ -1,0 +1,110 @@
+// Pixels a second of the main kinds of transform, at every vector level, for an image in the cache and one far
+// beyond it, and a memcpy of the same bytes for comparison. A case's runs stand side by side, so that their ratios
+// are those of one moment of a noisy machine.
+#include "workload.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace {
+
+using namespace kx::benchmarks;
+
+constexpr transform_case cases[] = {
+    {"48 to 48, interleaved, matrix", 48, 1, 1, correction, 0, false, false},
+    {"48 to 24, interleaved, matrix, shift -8", 24, 1, 1, correction, -8, false, false},
+    {"48 to 64, interleaved, matrix", 64, 1, 1, correction, 0, false, false},
+    {"48 to 32, interleaved, matrix, shift -8", 32, 1, 1, correction, -8, false, false},
+    {"48 to 48, planar, matrix", 48, 0, 0, correction, 0, false, false},
+    {"48 to 48, planar to interleaved, matrix", 48, 0, 1, correction, 0, false, false},
+    {"48 to 24, matrix, three output LUTs", 24, 1, 1, correction, 0, false, true},
+    {"48 to 48, matrix, six LUTs", 48, 1, 1, correction, 0, true, true},
+    {"48 to 48, bgr to rgb, identity", 48, 1, 2, identity, 0, false, false},
+    {"48 to 24, bgr to rgb, identity, shift -8", 24, 1, 2, identity, -8, false, false},
+    {"48 to 48, planar to interleaved, identity", 48, 0, 1, identity, 0, false, false},
+    {"48 to 24, identity, three output LUTs", 24, 1, 1, identity, 0, false, true},
+};
+
+constexpr std::int32_t image_sizes[] = {1 << 14, 8'000'000};
+const char* const level_names[] = {"scalar", "SSE", "AVX2"};
+
+// Bytes a call reads and writes.
+std::int64_t bytes_of(const transform_case& what, std::int64_t pixels)
+{
+    return pixels * (48 + what.output_bits) / 8;
+}
+
+struct buffers {
+    explicit buffers(std::int32_t pixels) : input(noise_image(pixels)), output(static_cast<std::size_t>(pixels) * 4) {}
+
+    std::vector<std::uint16_t> input;
+    std::vector<std::uint16_t> output;
+};
+
+buffers& buffers_of(std::int32_t pixels)
+{
+    static std::map<std::int32_t, std::unique_ptr<buffers>> all;
+    auto& found = all[pixels];
+    if (found == nullptr) {
+        found = std::make_unique<buffers>(pixels);
+    }
+    return *found;
+}
+
+void finish(benchmark::State& state, const transform_case& what, std::int32_t pixels)
+{
+    state.SetItemsProcessed(state.iterations() * pixels);
+    state.SetBytesProcessed(state.iterations() * bytes_of(what, pixels));
+}
+
+void run_transform(benchmark::State& state, const transform_case& what, const processor& with, std::int32_t pixels)
+{
+    buffers& images = buffers_of(pixels);
+    configure(with, what);
+    for (auto _ : state) {
+        transform(with, what, images.input, images.output);
+        benchmark::ClobberMemory();
+    }
+    finish(state, what, pixels);
+}
+
+// As many bytes read and written together as the transform does, half of them each way.
+void run_memcpy(benchmark::State& state, const transform_case& what, std::int32_t pixels)
+{
+    buffers& images = buffers_of(pixels);
+    const auto half = static_cast<std::size_t>(bytes_of(what, pixels) / 2);
+    for (auto _ : state) {
+        std::memcpy(images.output.data(), images.input.data(), std::min(half, images.input.size() * 2));
+        benchmark::ClobberMemory();
+    }
+    finish(state, what, pixels);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+        return 1;
+    }
+    const module_in_use module;
+    const processor processors[] = {processor(0), processor(1), processor(2)};
+    for (const std::int32_t pixels : image_sizes) {
+        for (const transform_case& what : cases) {
+            const std::string name = std::string(what.name) + "/" + std::to_string(pixels) + "/";
+            for (int level = 0; level < 3; ++level) {
+                benchmark::RegisterBenchmark((name + level_names[level]).c_str(), run_transform, what,
+                                             std::cref(processors[level]), pixels);
+            }
+            benchmark::RegisterBenchmark((name + "memcpy").c_str(), run_memcpy, what, pixels);
+        }
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
