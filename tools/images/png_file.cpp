@@ -20,7 +20,7 @@ class png_handle {
 public:
     enum class direction { read, write };
 
-    png_handle(const std::string& path, direction way, const std::filesystem::path& shown_name);
+    png_handle(const std::string& path, direction way, std::filesystem::path shown_name);
     png_handle(const png_handle&) = delete;
     png_handle& operator=(const png_handle&) = delete;
     ~png_handle();
@@ -58,8 +58,8 @@ private:
     png_infop info_ = nullptr;
 };
 
-png_handle::png_handle(const std::string& path, direction way, const std::filesystem::path& shown_name)
-    : name_(shown_name), way_(way), stream_(std::fopen(path.c_str(), way == direction::read ? "rb" : "wb"))
+png_handle::png_handle(const std::string& path, direction way, std::filesystem::path shown_name)
+    : name_(std::move(shown_name)), way_(way), stream_(std::fopen(path.c_str(), way == direction::read ? "rb" : "wb"))
 {
     if (stream_ == nullptr) {
         throw image_error(name_, std::string("cannot be opened: ") + std::strerror(errno));
@@ -197,7 +197,7 @@ private:
             throw image_error(pending_.final_name(), refusal);
         }
         handle_.call("cannot be written", [this, &page] {
-            png_structp const png = handle_.png();
+            png_struct* const png = handle_.png();
             png_set_IHDR(png, handle_.info(), page.width, page.height, 8 * sizeof(Sample), PNG_COLOR_TYPE_RGB,
                          PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
             png_write_info(png, handle_.info());

@@ -19,8 +19,8 @@ int ignore_warning(TIFF*, void*, const char*, const char*, va_list)
 
 } // namespace
 
-tiff_file::tiff_file(const std::string& path, const char* mode, const std::filesystem::path& shown_name)
-    : name_(shown_name), path_(path)
+tiff_file::tiff_file(const std::string& path, const char* mode, std::filesystem::path shown_name)
+    : name_(std::move(shown_name)), path_(path)
 {
     TIFFOpenOptions* const options = TIFFOpenOptionsAlloc();
     if (options == nullptr) {

@@ -10,7 +10,7 @@ namespace kx::images {
 class tiff_file {
 public:
     // Opens `path`; messages speak of `shown_name`. Throws image_error.
-    tiff_file(const std::string& path, const char* mode, const std::filesystem::path& shown_name);
+    tiff_file(const std::string& path, const char* mode, std::filesystem::path shown_name);
     tiff_file(const tiff_file&) = delete;
     tiff_file& operator=(const tiff_file&) = delete;
     ~tiff_file();

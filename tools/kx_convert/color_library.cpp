@@ -141,11 +141,12 @@ std::string color_processor::vector_level_text() const
     for (std::int32_t level = highest; level > KX_COLOR_VECTOR_LEVEL_SCALAR; --level) {
         const std::string name = level_names.at(static_cast<std::size_t>(level));
         const module_state state = state_of(name);
+        text += separator;
+        text += name;
         if (state == module_state::ready) {
-            return text + separator + name + " module loaded and accepts this machine";
+            return text + " module loaded and accepts this machine";
         }
-        text +=
-            separator + name + (state == module_state::missing ? " module missing" : " module refuses this machine");
+        text += state == module_state::missing ? " module missing" : " module refuses this machine";
         separator = ", ";
     }
     return text + separator + "scalar kernels";
