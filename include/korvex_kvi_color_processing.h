@@ -99,8 +99,8 @@ typedef struct kx_color_processor kx_color_processor;
  * everything else; every further call must be matched by a further terminate.
  *
  * Returns KX_COLOR_SUCCESS, or KX_COLOR_NOT_INITIALIZED when the LUT module or one of its six entry
- * points is missing. After a failure no processor can be created; the call counts all the same, so
- * match it with kx_color_processing_module_terminate. A missing logger module is no failure.
+ * points is missing. After a failure create no processor; the call counts all the same, so match it with
+ * kx_color_processing_module_terminate. A missing logger module is no failure.
  */
 KX_COLOR_PROCESSING_API int32_t kx_color_processing_module_initialize(void);
 

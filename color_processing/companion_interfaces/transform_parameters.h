@@ -18,7 +18,7 @@ enum class pixel_format : std::int32_t {
     interleaved_rgb = 2, // red, green, blue (and the fourth) side by side
 };
 
-struct transform_parameters {
+struct transform_parameters { // NOLINT(clang-analyzer-optin.performance.Padding): the layout is fixed
     const std::uint16_t* input_buffer;
     pixel_format input_format;
     const std::uint32_t* blue_input_LUT_data;
