@@ -20,7 +20,7 @@ void run(benchmark::State& state, const transform_case& what)
     configure(with, what);
     const std::vector<std::uint16_t> input = noise_image(pixels);
     std::vector<std::uint16_t> output(static_cast<std::size_t>(pixels) * 4);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         transform(with, what, input, output);
         benchmark::ClobberMemory();
     }

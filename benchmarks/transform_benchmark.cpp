@@ -5,7 +5,10 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
+#include <exception>
 #include <map>
 #include <memory>
 #include <string>
@@ -65,7 +68,7 @@ void run_transform(benchmark::State& state, const transform_case& what, const pr
 {
     buffers& images = buffers_of(pixels);
     configure(with, what);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         transform(with, what, images.input, images.output);
         benchmark::ClobberMemory();
     }
@@ -77,7 +80,7 @@ void run_memcpy(benchmark::State& state, const transform_case& what, std::int32_
 {
     buffers& images = buffers_of(pixels);
     const auto half = static_cast<std::size_t>(bytes_of(what, pixels) / 2);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         std::memcpy(images.output.data(), images.input.data(), std::min(half, images.input.size() * 2));
         benchmark::ClobberMemory();
     }
@@ -87,7 +90,7 @@ void run_memcpy(benchmark::State& state, const transform_case& what, std::int32_
 } // namespace
 
 int main(int argc, char** argv)
-{
+try {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 1;
@@ -107,4 +110,7 @@ int main(int argc, char** argv)
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     return 0;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
 }

@@ -24,7 +24,7 @@ cmsHTRANSFORM make_transform(bool with_curves, cmsUInt32Number output_type)
         cmsPipelineInsertStage(pipeline, cmsAT_END, cmsStageAllocToneCurves(nullptr, 3, curves));
         cmsFreeToneCurve(curve);
     }
-    const cmsHPROFILE link = cmsCreateProfilePlaceholder(nullptr);
+    cmsHPROFILE link = cmsCreateProfilePlaceholder(nullptr);
     cmsSetProfileVersion(link, 4.3);
     cmsSetDeviceClass(link, cmsSigLinkClass);
     cmsSetColorSpace(link, cmsSigRgbData);
@@ -32,22 +32,22 @@ cmsHTRANSFORM make_transform(bool with_curves, cmsUInt32Number output_type)
     cmsWriteTag(link, cmsSigAToB0Tag, pipeline);
     cmsPipelineFree(pipeline);
     cmsHPROFILE profiles[1] = {link};
-    const cmsHTRANSFORM transform = cmsCreateMultiprofileTransform(profiles, 1, TYPE_RGB_16, output_type,
-                                                                   INTENT_RELATIVE_COLORIMETRIC, cmsFLAGS_NOOPTIMIZE);
+    cmsHTRANSFORM transform = cmsCreateMultiprofileTransform(profiles, 1, TYPE_RGB_16, output_type,
+                                                             INTENT_RELATIVE_COLORIMETRIC, cmsFLAGS_NOOPTIMIZE);
     cmsCloseProfile(link);
     return transform;
 }
 
 void run(benchmark::State& state, bool with_curves, cmsUInt32Number output_type)
 {
-    const cmsHTRANSFORM transform = make_transform(with_curves, output_type);
+    cmsHTRANSFORM transform = make_transform(with_curves, output_type);
     if (transform == nullptr) {
         state.SkipWithError("no transform could be made");
         return;
     }
     const std::vector<std::uint16_t> input = noise_image(static_cast<std::int32_t>(pixels));
     std::vector<std::uint16_t> output(input.size());
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         cmsDoTransform(transform, input.data(), output.data(), pixels);
         benchmark::ClobberMemory();
     }

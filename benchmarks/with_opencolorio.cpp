@@ -48,7 +48,7 @@ void run(benchmark::State& state, bool with_table, ocio::BitDepth depth)
                                      3 * columns * static_cast<long>(sizeof(std::uint16_t)));
     ocio::PackedImageDesc to(output.data(), columns, rows, ocio::CHANNEL_ORDERING_RGB, depth, sizeof(sample),
                              3 * sizeof(sample), 3 * columns * static_cast<long>(sizeof(sample)));
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         processor->apply(from, to);
         benchmark::ClobberMemory();
     }

@@ -24,7 +24,7 @@ void matrix_to_16_bits(benchmark::State& state)
     std::vector<std::uint16_t> samples = noise_image(rows * columns);
     const cv::Mat input = image(samples);
     cv::Mat output;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         cv::transform(input, output, matrix);
         benchmark::ClobberMemory();
     }
@@ -38,7 +38,7 @@ void matrix_to_8_bits(benchmark::State& state)
     const cv::Mat input = image(samples);
     cv::Mat corrected;
     cv::Mat output;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         cv::transform(input, corrected, matrix);
         corrected.convertTo(output, CV_8U, 1.0 / 256);
         benchmark::ClobberMemory();
@@ -59,7 +59,7 @@ void matrix_and_table_to_8_bits(benchmark::State& state)
     cv::Mat corrected;
     cv::Mat narrowed;
     cv::Mat output;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         cv::transform(input, corrected, matrix);
         corrected.convertTo(narrowed, CV_8U, 1.0 / 256);
         cv::LUT(narrowed, table, output);

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <source_location>
 
 namespace kx {
 
@@ -20,11 +19,10 @@ constexpr const char* bare_file_name(const char* path)
 
 struct call_site {
     // `function` is a text of its own rather than the compiler's name for the function: log filters rely
-    // on it. File and line are those of the caller.
+    // on it. File and line are those of the caller. (Not std::source_location, which clang 14 lacks.)
     constexpr call_site(const char* function, // NOLINT(google-explicit-constructor): meant to be implicit
-                        std::source_location location = std::source_location::current())
-        : source_file_name(bare_file_name(location.file_name())),
-          source_line(static_cast<std::int32_t>(location.line())), function_name(function)
+                        const char* path = __builtin_FILE(), std::int32_t line = __builtin_LINE())
+        : source_file_name(bare_file_name(path)), source_line(line), function_name(function)
     {
     }
 

@@ -40,15 +40,37 @@ planes<sample> advanced(const planes<sample>& from, std::ptrdiff_t samples)
     return {from.blue + samples, from.green + samples, from.red + samples, from.fourth + samples};
 }
 
-// to[i] = map(from[i]), with steps known to the compiler.
 template <std::ptrdiff_t from_step, std::ptrdiff_t to_step, typename input, typename output, typename mapping>
-void map_samples(const input* from, output* to, std::ptrdiff_t count, mapping map)
+void map_samples_by(const input* from, output* to, std::ptrdiff_t count, mapping map)
 {
     constexpr std::ptrdiff_t unroll = 8; // divides every register's and so every block's pixels
     for (std::ptrdiff_t i = 0; i < count; i += unroll) {
         for (std::ptrdiff_t k = i; k < i + unroll; ++k) {
             to[k * to_step] = map(from[k * from_step]);
         }
+    }
+}
+
+// Maps every sample of one channel. The steps, from pixel to pixel, are those of the layouts: 1, 3 or 4; the loops
+// know them at compile time.
+template <typename input, typename output, typename mapping>
+void map_samples(const input* from, std::ptrdiff_t from_step, output* to, std::ptrdiff_t to_step, std::ptrdiff_t count,
+                 mapping map)
+{
+    const auto choose_to_step = [&]<std::ptrdiff_t known_from_step>() {
+        switch (to_step) {
+        case 1:
+            return map_samples_by<known_from_step, 1>(from, to, count, map);
+        case 3:
+            return map_samples_by<known_from_step, 3>(from, to, count, map);
+        default:
+            return map_samples_by<known_from_step, 4>(from, to, count, map);
+        }
+    };
+    if (from_step == 1) {
+        choose_to_step.template operator()<1>();
+    } else {
+        choose_to_step.template operator()<3>();
     }
 }
 
@@ -65,17 +87,11 @@ template <typename entry>
 void look_up_inputs(const entry* table, const std::uint16_t* from, std::ptrdiff_t step, std::uint16_t* to,
                     std::ptrdiff_t count)
 {
-    const auto map = [&](auto mapping) {
-        if (step == 1) {
-            map_samples<1, 1>(from, to, count, mapping);
-        } else {
-            map_samples<3, 1>(from, to, count, mapping);
-        }
-    };
     if (table != nullptr) {
-        map([table](std::uint16_t x) { return static_cast<std::uint16_t>(table[x]); });
+        map_samples(from, step, to, 1, count,
+                    [table](std::uint16_t x) { return static_cast<std::uint16_t>(table[x]); });
     } else {
-        map([](std::uint16_t x) { return x; });
+        map_samples(from, step, to, 1, count, [](std::uint16_t x) { return x; });
     }
 }
 
@@ -84,15 +100,7 @@ template <typename entry, typename sample>
 void look_up_outputs(const entry* table, const channel_settings& settings, const std::uint16_t* from, sample* to,
                      std::ptrdiff_t step, std::ptrdiff_t count)
 {
-    const auto map = [&](auto mapping) {
-        if (step == 1) {
-            map_samples<1, 1>(from, to, count, mapping);
-        } else if (step == 3) {
-            map_samples<1, 3>(from, to, count, mapping);
-        } else {
-            map_samples<1, 4>(from, to, count, mapping);
-        }
-    };
+    const auto map = [&](auto mapping) { map_samples(from, 1, to, step, count, mapping); };
     if (table == nullptr) {
         map([](std::uint16_t v) { return static_cast<sample>(v); });
     } else if constexpr (std::is_same_v<entry, sample>) {

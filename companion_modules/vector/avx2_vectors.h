@@ -30,6 +30,13 @@ struct avx2_vectors {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(address), _mm256_castsi256_si128(value));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(address + step), _mm256_extracti128_si256(value, 1));
     }
+    // The same past the caches, to addresses and steps that are multiples of 16.
+    static void stream_lanes(void* to, std::ptrdiff_t step, words value)
+    {
+        char* const address = static_cast<char*>(to);
+        _mm_stream_si128(reinterpret_cast<__m128i*>(address), _mm256_castsi256_si128(value));
+        _mm_stream_si128(reinterpret_cast<__m128i*>(address + step), _mm256_extracti128_si256(value, 1));
+    }
     static void store_lower_halves(void* to, std::ptrdiff_t step, words value)
     {
         char* const address = static_cast<char*>(to);

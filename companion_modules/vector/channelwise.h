@@ -67,28 +67,6 @@ private:
     std::unique_ptr<sample[]> entries_;
 };
 
-// One channel of a block from the image to the image.
-template <typename sample>
-void map_channel(const sample* table, const std::uint16_t* from, std::ptrdiff_t from_step, sample* to,
-                 std::ptrdiff_t to_step, std::ptrdiff_t count)
-{
-    const auto map = [table](std::uint16_t x) { return table[x]; };
-    const auto with_input_step = [&]<std::ptrdiff_t input_step>() {
-        if (to_step == 1) {
-            map_samples<input_step, 1>(from, to, count, map);
-        } else if (to_step == 3) {
-            map_samples<input_step, 3>(from, to, count, map);
-        } else {
-            map_samples<input_step, 4>(from, to, count, map);
-        }
-    };
-    if (from_step == 1) {
-        with_input_step.template operator()<1>();
-    } else {
-        with_input_step.template operator()<3>();
-    }
-}
-
 // Returns whether memory sufficed; if not, nothing is done.
 template <typename vectors, typename sample>
 bool convert_channelwise(const LUT_conversion<sample>& call, const float* matrix,
@@ -108,9 +86,13 @@ bool convert_channelwise(const LUT_conversion<sample>& call, const float* matrix
         const std::ptrdiff_t block = std::min(call.count - i, block_pixels);
         const auto from = advanced(call.input, i * input_step);
         const auto to = advanced(call.output, i * output_step);
-        map_channel(blue.entries(), from.blue, input_step, to.blue, output_step, block);
-        map_channel(green.entries(), from.green, input_step, to.green, output_step, block);
-        map_channel(red.entries(), from.red, input_step, to.red, output_step, block);
+        const auto map = [&](const sample* table, const std::uint16_t* channel_from, sample* channel_to) {
+            map_samples(channel_from, input_step, channel_to, output_step, block,
+                        [table](std::uint16_t x) { return table[x]; });
+        };
+        map(blue.entries(), from.blue, to.blue);
+        map(green.entries(), from.green, to.green);
+        map(red.entries(), from.red, to.red);
         if (call.fourth_sample) {
             clear_samples(to.fourth, output_step, block);
         }

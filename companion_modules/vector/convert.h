@@ -5,6 +5,7 @@
 #include "layouts.h"
 
 #include "companion_interfaces/transform_parameters.h"
+#include "kernels/rounding.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -94,7 +95,7 @@ public:
 
     // The rounded sums, within 0..65535: below and beyond saturates, as the clamp would.
     template <pixel_format layout>
-    pixels<vectors> load(planes<const std::uint16_t> from, std::ptrdiff_t i) const
+    [[nodiscard]] pixels<vectors> load(planes<const std::uint16_t> from, std::ptrdiff_t i) const
     {
         const widened_pixels<vectors> value = load_widened_pixels<vectors, layout>(from, i);
         const floats lower_blue = vectors::to_float(value.blue.lower);
@@ -113,13 +114,13 @@ public:
 private:
     // One addition of the largest float below one half and a truncation round like a double-precision
     // addition of one half, as far as the clamp lets through: see round_before_clamp of the library.
-    words rounded_sum(int row, floats red, floats green, floats blue) const
+    [[nodiscard]] words rounded_sum(int row, floats red, floats green, floats blue) const
     {
         const floats red_part = vectors::multiply(element_[3 * row], red);
         const floats green_part = vectors::multiply(element_[3 * row + 1], green);
         const floats blue_part = vectors::multiply(element_[3 * row + 2], blue);
         const floats sum = vectors::add(vectors::add(red_part, green_part), blue_part);
-        return vectors::truncate(vectors::add(sum, vectors::all(0x1.fffffep-2F)));
+        return vectors::truncate(vectors::add(sum, vectors::all(just_below_one_half)));
     }
 
     floats element_[9];
@@ -130,7 +131,7 @@ template <typename vectors>
 struct no_product {
     explicit no_product(const float* /*matrix*/) {}
     template <pixel_format layout>
-    pixels<vectors> load(planes<const std::uint16_t> from, std::ptrdiff_t i) const
+    [[nodiscard]] pixels<vectors> load(planes<const std::uint16_t> from, std::ptrdiff_t i) const
     {
         return load_pixels<vectors, layout>(from, i);
     }
@@ -161,6 +162,36 @@ KX_INLINE_CALLS void convert_pixels(planes<const std::uint16_t> from, planes<sam
     }
 }
 
+// Stores past the caches. Pays for large outputs of conversions that compute so little that memory is what they wait
+// for: a line written this way need not be read first.
+template <typename vectors>
+struct streaming : vectors {
+    static void store_lanes(void* to, std::ptrdiff_t step, typename vectors::words value)
+    {
+        vectors::stream_lanes(to, step, value);
+    }
+};
+
+// From how many bytes of output on: as much as a processor core's share of the last cache, or more.
+inline constexpr std::ptrdiff_t streamed_bytes = 1 << 24;
+
+// Whether all stores of whole lanes go to multiples of 16 bytes, in an image large enough.
+template <pixel_format layout, bool fourth_sample, typename sample>
+bool is_worth_streaming(planes<sample> to, std::ptrdiff_t count)
+{
+    const auto is_aligned = [](const sample* plane) { return reinterpret_cast<std::uintptr_t>(plane) % 16 == 0; };
+    const std::ptrdiff_t bytes = count * (fourth_sample ? 4 : 3) * static_cast<std::ptrdiff_t>(sizeof(sample));
+    if (bytes < streamed_bytes) {
+        return false;
+    }
+    if constexpr (layout == pixel_format::planar_bgr) {
+        return is_aligned(to.blue) && is_aligned(to.green) && is_aligned(to.red)
+               && (!fourth_sample || is_aligned(to.fourth));
+    }
+    constexpr bool whole_lanes = sizeof(sample) == 2 || fourth_sample;
+    return whole_lanes && is_aligned(layout == pixel_format::interleaved_bgr ? to.blue : to.red);
+}
+
 // Chooses the loop.
 template <typename vectors, typename sample>
 void convert(pixel_format input_layout, planes<const std::uint16_t> from, pixel_format output_layout,
@@ -171,6 +202,10 @@ void convert(pixel_format input_layout, planes<const std::uint16_t> from, pixel_
         [&]<pixel_format input, pixel_format output, bool fourth, clamping clamp, shifting shift>() {
             if (settings.matrix != nullptr) {
                 convert_pixels<vectors, matrix_product, clamp, shift, input, output, fourth>(from, to, count, settings);
+            } else if (is_worth_streaming<output, fourth>(to, count)) {
+                convert_pixels<streaming<vectors>, no_product, clamp, shift, input, output, fourth>(from, to, count,
+                                                                                                    settings);
+                _mm_sfence();
             } else {
                 convert_pixels<vectors, no_product, clamp, shift, input, output, fourth>(from, to, count, settings);
             }

@@ -25,6 +25,11 @@ struct sse_vectors {
     {
         _mm_storeu_si128(static_cast<__m128i*>(to), value);
     }
+    // The same past the caches, to addresses and steps that are multiples of 16.
+    static void stream_lanes(void* to, std::ptrdiff_t /*step*/, words value)
+    {
+        _mm_stream_si128(static_cast<__m128i*>(to), value);
+    }
     static void store_lower_halves(void* to, std::ptrdiff_t /*step*/, words value)
     {
         _mm_storel_epi64(static_cast<__m128i*>(to), value);
