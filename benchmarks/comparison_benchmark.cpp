@@ -21,7 +21,7 @@ void run(benchmark::State& state, const transform_case& what)
     const std::vector<std::uint16_t> input = noise_image(pixels);
     std::vector<std::uint16_t> output(static_cast<std::size_t>(pixels) * 4);
     while (state.KeepRunning()) {
-        transform(with, what, input, output);
+        transform(with, what, input, output.data());
         benchmark::ClobberMemory();
     }
     state.SetItemsProcessed(state.iterations() * pixels);

@@ -90,7 +90,7 @@ inline void configure(const processor& with, const transform_case& what)
 
 // `output` has room for four samples of 16 bits a pixel.
 inline void transform(const processor& with, const transform_case& what, const std::vector<std::uint16_t>& input,
-                      std::vector<std::uint16_t>& output)
+                      std::uint16_t* output)
 {
     const auto call = [&](auto function, auto* to) {
         const std::int32_t status =
@@ -100,12 +100,12 @@ inline void transform(const processor& with, const transform_case& what, const s
             throw std::runtime_error("a transform failed");
         }
     };
-    auto* const bytes = reinterpret_cast<std::uint8_t*>(output.data());
+    auto* const bytes = reinterpret_cast<std::uint8_t*>(output);
     switch (what.output_bits) {
     case 48:
-        return call(kx_color_transform_48_to_48, output.data());
+        return call(kx_color_transform_48_to_48, output);
     case 64:
-        return call(kx_color_transform_48_to_64, output.data());
+        return call(kx_color_transform_48_to_64, output);
     case 24:
         return call(kx_color_transform_48_to_24, bytes);
     default:

@@ -12,12 +12,14 @@ LEVELS = ["scalar", "SSE", "AVX2", "memcpy"]
 
 
 def medians(file):
-    """Pixels a second by benchmark name, each the median of its repetitions."""
-    return {
-        run["run_name"]: run["items_per_second"]
+    """Pixels a second by benchmark name, each the median of its repetitions, in the order of registration."""
+    runs = [
+        run
         for run in json.loads(file.read_text())["benchmarks"]
         if run.get("aggregate_name") == "median" and "items_per_second" in run
-    }
+    ]
+    runs.sort(key=lambda run: run["family_index"])
+    return {run["run_name"]: run["items_per_second"] for run in runs}
 
 
 def processor():
@@ -30,7 +32,7 @@ def processor():
 
 
 def table_rows(results, pixels):
-    """(case, {level: pixels a second}) in the order of measurement."""
+    """(case, {level: pixels a second}) in the order of registration."""
     rows = {}
     for name, speed in results.items():
         case, size, level = name.rsplit("/", 2)
