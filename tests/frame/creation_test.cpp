@@ -1,43 +1,60 @@
-// What creating and destroying processors does to the companion modules.
+// What creating and destroying processors does to the companion modules, also when these throw, and which vector
+// module the processors then use.
 #include "frame/frame_test.h"
 #include "platform/processor_identification.h"
 #include "vector_level.h"
 
 #include <algorithm>
+#include <new>
+#include <stdexcept>
+#include <utility>
 
 namespace kx_test {
 
 namespace {
 
-const lines vector_modules_bound{"sse loaded", "sse initialize", "avx2 loaded", "avx2 initialize"};
-const lines vector_modules_released{"avx2 terminate", "avx2 unloaded", "sse terminate", "sse unloaded"};
 const std::string notice = "log 2 korvex_kvi_color_processing.cpp kx_color_create_color_processor: "
                            "Creating a color processor instance!";
 
-using creation = initialized_test;
-
-TEST_F(creation, creates_and_destroys_in_order)
-{
-    // Whatever the level, every processor has its LUTs and binds both vector modules.
-    for (const std::int32_t level : {0, 1, 2, 3, -1}) {
-        SCOPED_TRACE(level);
-        kx_color_processor* const processor = kx.create_color_processor_test(8, 10, level);
-        ASSERT_NE(processor, nullptr);
-        EXPECT_EQ(events(), LUTs_created(1, 256, 1024, level == 2) + vector_modules_bound);
-        EXPECT_EQ(kx.destroy_color_processor(processor), 0);
-        EXPECT_EQ(events(), vector_modules_released + LUTs_destroyed(6));
-        standins_reset();
+class creation : public initialized_test {
+protected:
+    // Three LUTs from this number on.
+    void expect_zero_LUTs(std::size_t first, std::size_t entries)
+    {
+        std::vector<std::uint32_t> expected(entries + 2 * standins::LUT_guard_words, standins::LUT_fill);
+        std::fill_n(expected.begin() + standins::LUT_guard_words, entries, 0U);
+        EXPECT_TRUE(std::all_of(&recorder.LUTs[first], &recorder.LUTs[first + 3],
+                                [&](const auto& LUT) { return LUT == expected; }));
     }
-}
+};
 
-TEST_F(creation, tells_the_LUT_module_of_level_2_alone)
+// Whatever the level, every processor has its LUTs and binds both vector modules, and terminates also those that
+// refused.
+TEST_F(creation, level_and_usable_modules_decide)
 {
-    for (const std::int32_t level : {INT32_MIN, -1, 0, 1, 2, 3, 5, INT32_MAX}) {
-        kx_color_processor* const processor = kx.create_color_processor_test(0, 0, level);
-        EXPECT_EQ(events().front(),
-                  level == 2 ? "kx_create_LUT_test(1, 1) = LUT 1" : "kx_create_LUT_test(1, 0) = LUT 1");
-        EXPECT_EQ(kx.destroy_color_processor(processor), 0);
-        standins_reset();
+    std::int32_t input_depth = 0;
+    for (int usable = 0; usable < 4; ++usable) {
+        const bool sse_usable = (usable & 1) != 0;
+        const bool avx2_usable = (usable & 2) != 0;
+        for (const std::int32_t level : {INT32_MIN, -1, 0, 1, 2, 3, 5, INT32_MAX}) {
+            const std::int32_t output_depth = 16 - input_depth;
+            SCOPED_TRACE(testing::Message() << "level " << level << ", usable " << usable << ", " << input_depth);
+            standins::reset();
+            recorder.vector[standins::sse].initialize_result = sse_usable ? 0 : 1;
+            recorder.vector[standins::avx2].initialize_result = avx2_usable ? 0 : -1;
+            kx_color_processor* const processor = kx.create_color_processor_test(input_depth, output_depth, level);
+            ASSERT_NE(processor, nullptr);
+            EXPECT_EQ(events(),
+                      LUTs_created(1, 1 << input_depth, 1 << output_depth, level == 2) + vector_modules_bound);
+            expect_zero_LUTs(1, std::size_t{1} << input_depth);
+            expect_zero_LUTs(4, std::size_t{1} << output_depth);
+            expect_transforms_call(processor, level == 2 && avx2_usable  ? "avx2"
+                                              : level >= 1 && sse_usable ? "sse"
+                                                                         : "");
+            EXPECT_EQ(kx.destroy_color_processor(processor), 0);
+            EXPECT_EQ(events(), vector_modules_released + LUTs_destroyed(6));
+            input_depth = (input_depth + 1) % 17;
+        }
     }
 }
 
@@ -53,50 +70,13 @@ TEST_F(creation, each_processor_initializes_and_terminates_the_vector_modules_fo
     EXPECT_EQ(events(), vector_modules_released + LUTs_destroyed(12, 7));
 }
 
-TEST_F(creation, refusing_vector_modules_are_terminated_all_the_same)
-{
-    script.vector[standins_sse].initialize_result = 1;
-    script.vector[standins_avx2].initialize_result = -1;
-    kx_color_processor* const processor = kx.create_color_processor_test(0, 0, 2);
-    ASSERT_NE(processor, nullptr);
-    EXPECT_EQ(events(), LUTs_created(1, 1, 1, true) + vector_modules_bound);
-    EXPECT_EQ(kx.destroy_color_processor(processor), 0);
-    EXPECT_EQ(events(), vector_modules_released + LUTs_destroyed(6));
-}
-
-TEST_F(creation, LUTs_have_the_entries_of_their_depth_and_are_zero)
-{
-    for (std::int32_t depth = 0; depth <= 16; ++depth) {
-        SCOPED_TRACE(depth);
-        const std::int32_t other_depth = 16 - depth;
-        kx_color_processor* const processor = kx.create_color_processor_test(depth, other_depth, 0);
-        ASSERT_NE(processor, nullptr);
-        EXPECT_EQ(events(), LUTs_created(1, 1 << depth, 1 << other_depth, false) + vector_modules_bound);
-        for (std::int32_t number = 1; number <= 6; ++number) {
-            const std::uint32_t* const data = standins_LUT_data(number);
-            const std::uint32_t* const end = data + (1 << (number <= 3 ? depth : other_depth));
-            EXPECT_EQ(std::count(data, end, 0U), end - data);
-            EXPECT_EQ(std::count(data - standins_LUT_guard_words, data, standins_LUT_fill), standins_LUT_guard_words);
-            EXPECT_EQ(std::count(end, end + standins_LUT_guard_words, standins_LUT_fill), standins_LUT_guard_words);
-        }
-        EXPECT_EQ(kx.destroy_color_processor(processor), 0);
-        standins_reset();
-    }
-}
-
 TEST_F(creation, takes_the_level_from_the_machine)
 {
     const std::int32_t level = kx::supported_vector_level(kx::platform::cpuid);
     kx_color_processor* const processor = kx.create_color_processor(3, 2);
     ASSERT_NE(processor, nullptr);
     EXPECT_EQ(events(), lines{notice} + LUTs_created(1, 8, 4, level == 2) + vector_modules_bound);
-
-    small_image image(2);
-    EXPECT_EQ(transform_exports[0].call(kx, processor, image.request()), 0);
-    const lines called = level == 2   ? lines{"avx2 transforms to 16 bits"}
-                         : level == 1 ? lines{"sse transforms to 16 bits"}
-                                      : lines{};
-    EXPECT_EQ(events(), LUTs_fetched(1, 6) + called + lines{timing_line(transform_exports[0])});
+    expect_transforms_call(processor, level == 2 ? "avx2" : level == 1 ? "sse" : "");
     EXPECT_EQ(kx.destroy_color_processor(processor), 0);
 }
 
@@ -109,9 +89,9 @@ TEST_F(creation, bit_depths_out_of_range_are_refused_before_anything_is_created)
         std::int32_t output_depth;
         const std::string& line;
     } refused[] = {
-        {-1, 8, negative},         {8, -1, negative},         {-1, -1, negative},  {17, -1, negative},
-        {-1, 17, negative},        {INT32_MIN, 0, negative},  {17, 8, too_large},  {8, 17, too_large},
-        {INT32_MAX, 0, too_large}, {0, INT32_MAX, too_large}, {32, 32, too_large},
+        {-1, 8, negative},         {8, -1, negative},   {17, -1, negative}, {-1, 17, negative},
+        {INT32_MIN, 0, negative},  {17, 8, too_large},  {8, 17, too_large}, {INT32_MAX, 0, too_large},
+        {0, INT32_MAX, too_large}, {32, 32, too_large},
     };
     for (const auto& depths : refused) {
         SCOPED_TRACE(testing::Message() << depths.input_depth << ", " << depths.output_depth);
@@ -122,18 +102,109 @@ TEST_F(creation, bit_depths_out_of_range_are_refused_before_anything_is_created)
     }
 }
 
-using creation_uninitialized = frame_test;
+class creation_failure : public initialized_test, public testing::WithParamInterface<standins::exception> {
+protected:
+    // Creates a processor with 16 and 32 entries at level 2, which must fail as the modules were asked to, then
+    // one that must not.
+    void expect_failure(const lines& expected)
+    {
+        const std::string reason =
+            GetParam() == standins::bad_alloc ? "Memory allocation failure when" : "An unknown error occurred when";
+        EXPECT_EQ(kx.create_color_processor_test(4, 5, 2), nullptr);
+        EXPECT_EQ(events(), expected
+                                + lines{"log 0 korvex_kvi_color_processing.cpp " + creation_function_name + ": "
+                                        + reason + " trying to create a color correction instance!"});
+        EXPECT_EQ(recorder.LUT_count(), 0);
 
-TEST_F(creation_uninitialized, returns_null_in_silence)
+        standins::reset();
+        kx_color_processor* const processor = kx.create_color_processor_test(4, 5, 2);
+        EXPECT_NE(processor, nullptr);
+        EXPECT_EQ(events(), LUTs + vector_modules_bound);
+        EXPECT_EQ(kx.destroy_color_processor(processor), 0);
+        standins::reset();
+    }
+
+    const lines LUTs = LUTs_created(1, 16, 32, true);
+};
+
+TEST_P(creation_failure, any_call_of_a_module_may_throw)
 {
-    EXPECT_EQ(kx.create_color_processor(8, 8), nullptr);
-    EXPECT_EQ(kx.create_color_processor_test(8, 8, 0), nullptr);
-    EXPECT_EQ(kx.create_color_processor(-1, 17), nullptr);
-    EXPECT_EQ(kx.module_initialize(), 0);
-    EXPECT_EQ(kx.module_terminate(), 0);
+    std::int32_t created = 0;
+    std::int32_t fetched = 0;
+    for (auto failing = LUTs.begin(); failing != LUTs.end(); ++failing) {
+        SCOPED_TRACE(*failing);
+        const std::size_t result = failing->find(" = LUT");
+        const bool creates = result != std::string::npos;
+        const lines released = LUTs_destroyed(created);
+        (creates ? recorder.create_LUT : recorder.get_LUT_data) = {creates ? ++created : ++fetched, GetParam()};
+        expect_failure(lines(LUTs.begin(), failing) + lines{failing->substr(0, result) + " throws"} + released);
+    }
+    EXPECT_EQ(created, 6);
+    EXPECT_EQ(fetched, 6);
+
+    recorder.vector[standins::sse].initialize_throws = GetParam();
+    expect_failure(LUTs + lines{"sse loaded", "sse initialize", "sse unloaded"} + LUTs_destroyed(6));
+    recorder.vector[standins::avx2].initialize_throws = GetParam();
+    expect_failure(LUTs + vector_modules_bound + lines{"avx2 unloaded", "sse terminate", "sse unloaded"}
+                   + LUTs_destroyed(6));
+}
+
+INSTANTIATE_TEST_SUITE_P(exceptions, creation_failure, testing::Values(standins::bad_alloc, standins::runtime_error));
+
+// Creation alone turns exceptions into a result; everywhere else they pass to the caller, and the processor
+// stays as it was.
+using later_failure = initialized_test;
+
+TEST_F(later_failure, passes_through)
+{
+    kx_color_processor* const processor = create(1);
+    recorder.get_LUT_data = {1, standins::runtime_error};
+    EXPECT_THROW(kx.get_red_output_LUT(processor), std::runtime_error);
+
+    small_image image(4);
+    recorder.vector[standins::sse].transform_throws = standins::bad_alloc;
     events();
-    EXPECT_EQ(kx.create_color_processor(8, 8), nullptr);
-    EXPECT_EQ(events(), lines{});
+    for (const transform_export& tested : transform_exports) {
+        EXPECT_THROW(tested.call(kx, processor, image.request()), std::bad_alloc);
+        const lines happened = events();
+        EXPECT_EQ(std::count(happened.begin(), happened.end(), timing_line(tested)), 0) << "it never returned";
+        EXPECT_TRUE(image.output_is_untouched());
+    }
+    recorder.vector[standins::sse].transform_throws = standins::no_exception;
+    expect_transforms_call(processor, "sse");
+}
+
+using leaves = std::vector<std::pair<std::uint32_t, std::uint32_t>>;
+
+constexpr std::uint32_t avx2 = 1U << 5; // leaf 7, EBX
+constexpr std::uint32_t fma = 1U << 12; // leaf 1, ECX
+constexpr std::uint32_t sse4_1 = 1U << 19;
+constexpr std::uint32_t sse = 1U << 25; // leaf 1, EDX
+constexpr std::uint32_t sse2 = 1U << 26;
+
+// Every combination of the five features, with all other bits once clear and once set.
+TEST(vector_level, follows_the_features_and_reads_no_leaf_in_vain)
+{
+    for (unsigned features = 0; features < 64; ++features) {
+        const auto has = [features](unsigned feature) { return (features >> feature & 1) != 0; };
+        const auto bit = [&](unsigned feature, std::uint32_t mask) { return has(feature) ? mask : 0; };
+        const std::uint32_t others = has(5) ? ~std::uint32_t{0} : 0;
+
+        leaves read;
+        const auto cpuid = [&](std::uint32_t leaf, std::uint32_t subleaf) -> kx::platform::cpuid_registers {
+            read.emplace_back(leaf, subleaf);
+            if (leaf == 7) {
+                return {others, bit(0, avx2) | (others & ~avx2), others, others};
+            }
+            return {others, others, bit(1, fma) | bit(2, sse4_1) | (others & ~(fma | sse4_1)),
+                    bit(3, sse) | bit(4, sse2) | (others & ~(sse | sse2))};
+        };
+        const std::int32_t level = kx::supported_vector_level(cpuid);
+
+        SCOPED_TRACE(testing::Message() << "features " << features);
+        EXPECT_EQ(level, has(0) && has(1) ? 2 : has(2) && has(3) && has(4) ? 1 : 0);
+        EXPECT_EQ(read, has(0) && !has(1) ? (leaves{{7, 0}, {1, 0}, {1, 0}}) : (leaves{{7, 0}, {1, 0}}));
+    }
 }
 
 } // namespace

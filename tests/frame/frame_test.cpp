@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <regex>
 
 namespace kx_test {
 
@@ -9,6 +10,11 @@ lines operator+(lines first, const lines& second)
 {
     first.insert(first.end(), second.begin(), second.end());
     return first;
+}
+
+lines when(bool condition, const std::string& line)
+{
+    return condition ? lines{line} : lines{};
 }
 
 std::string error_line(const std::string& function, const std::string& text)
@@ -29,8 +35,7 @@ std::string timing_line(const transform_export& tested)
 
 lines vector_call(const std::string& module, const transform_export& tested)
 {
-    const char* const call = tested.sample_bytes == 1 ? " transforms to 8 bits" : " transforms to 16 bits";
-    return module.empty() ? lines{} : lines{module + call};
+    return when(!module.empty(), module + " transforms to " + std::to_string(8 * tested.sample_bytes) + " bits");
 }
 
 lines LUTs_fetched(std::int32_t first, std::int32_t last)
@@ -65,47 +70,33 @@ lines LUTs_destroyed(std::int32_t last, std::int32_t first)
     return destroyed;
 }
 
-namespace {
-
-// The line with a stand-in for the time, if the line ends as a timing line does.
-std::string without_time(const std::string& line)
-{
-    const std::string before = " takes ";
-    const std::string after = " microseconds.";
-    constexpr std::size_t decimals = 6;
-    const std::size_t start = line.find(before);
-    if (start == std::string::npos || !line.ends_with(after)) {
-        return line;
-    }
-    const std::size_t number = start + before.size();
-    const std::string time = line.substr(number, line.size() - after.size() - number);
-    const std::size_t point = time.find_first_not_of("0123456789");
-    const bool well_formed = point != 0 && point != std::string::npos && time[point] == '.'
-                             && time.size() == point + 1 + decimals
-                             && time.find_first_not_of("0123456789", point + 1) == std::string::npos;
-    return well_formed ? line.substr(0, number) + "(time)" + after : line;
-}
-
-} // namespace
-
-frame_test::frame_test()
-{
-    standins_reset();
-}
-
 lines frame_test::events()
 {
+    static const std::regex time(R"( takes \d+\.\d{6} microseconds\.$)");
     lines happened;
-    source_lines_.clear();
-    for (std::size_t i = 0; i < standins_event_count(); ++i) {
-        happened.push_back(without_time(standins_event(i)));
-        if (happened.back().rfind("log ", 0) == 0) {
-            source_lines_.push_back(standins_event_source_line(i));
-            EXPECT_GT(source_lines_.back(), 0) << happened.back();
+    source_lines.clear();
+    for (const standins::event& event : recorder.events) {
+        happened.push_back(event.text);
+        if (event.text.starts_with("log ")) {
+            happened.back() = std::regex_replace(event.text, time, " takes (time) microseconds.");
+            source_lines.push_back(event.source_line);
+            EXPECT_GT(event.source_line, 0) << event.text;
         }
     }
-    standins_clear_events();
+    recorder.events.clear();
     return happened;
+}
+
+void frame_test::expect_transforms_call(kx_color_processor* processor, const std::string& module)
+{
+    for (const transform_export& tested : transform_exports) {
+        SCOPED_TRACE(tested);
+        small_image image(3);
+        EXPECT_EQ(tested.call(kx, processor, image.request()), 0);
+        EXPECT_EQ(events(), LUTs_fetched(1, 6) + vector_call(module, tested) + lines{timing_line(tested)});
+        EXPECT_EQ(image.output(tested, 1), stored(tested, image.input(0, 1)));
+        EXPECT_EQ(image.output(tested, 2 * tested.samples_per_pixel), stored(tested, image.input(2, 0)));
+    }
 }
 
 void initialized_test::SetUp()
@@ -117,18 +108,17 @@ void initialized_test::SetUp()
 void initialized_test::TearDown()
 {
     destroy_all();
-    EXPECT_EQ(standins_LUT_count(), 0) << "LUTs were left behind";
+    EXPECT_EQ(recorder.LUT_count(), 0) << "LUTs were left behind";
     EXPECT_EQ(kx.module_terminate(), 0);
 }
 
 kx_color_processor* initialized_test::create(std::int32_t vector_level, std::int32_t input_depth,
                                              std::int32_t output_depth)
 {
-    kx_color_processor* const processor = kx.create_color_processor_test(input_depth, output_depth, vector_level);
-    EXPECT_NE(processor, nullptr);
-    processors_.push_back(processor);
+    processors_.push_back(kx.create_color_processor_test(input_depth, output_depth, vector_level));
+    EXPECT_NE(processors_.back(), nullptr);
     events();
-    return processor;
+    return processors_.back();
 }
 
 void initialized_test::destroy_all()
@@ -140,43 +130,37 @@ void initialized_test::destroy_all()
     events();
 }
 
-small_image::small_image(std::int32_t pixel_count)
-    : input_(3 * static_cast<std::size_t>(pixel_count)), output_(8 * input_.size() + 64, untouched)
+small_image::small_image(std::size_t pixel_count) : output_bytes(24 * pixel_count + 64, untouched)
 {
-    std::uint16_t value = 0x1234;
-    std::generate(input_.begin(), input_.end(),
-                  [&value] { return value = static_cast<std::uint16_t>(value + 0x0107); });
+    for (std::size_t i = 0; i < 3 * pixel_count; ++i) {
+        input_samples.push_back(static_cast<std::uint16_t>(0x1234 + 0x0107 * i));
+    }
 }
 
 transform_request small_image::request()
 {
     transform_request request;
-    request.input = input_.data();
-    request.output = output_.data();
-    request.pixel_count = static_cast<std::int32_t>(input_.size() / 3);
+    request.input = input_samples.data();
+    request.output = output_bytes.data();
+    request.pixel_count = static_cast<std::int32_t>(input_samples.size() / 3);
     return request;
 }
 
 bool small_image::output_is_untouched() const
 {
-    return std::all_of(output_.begin(), output_.end(), [](std::uint8_t byte) { return byte == untouched; });
+    return std::all_of(output_bytes.begin(), output_bytes.end(), [](std::uint8_t byte) { return byte == untouched; });
 }
 
 std::uint16_t small_image::input(std::size_t pixel, std::size_t channel) const
 {
-    return input_[3 * pixel + channel];
+    return input_samples[3 * pixel + channel];
 }
 
 std::uint16_t small_image::output(const transform_export& tested, std::size_t index) const
 {
     std::uint16_t sample = 0;
-    std::memcpy(&sample, output_.data() + index * tested.sample_bytes, tested.sample_bytes);
+    std::memcpy(&sample, output_bytes.data() + index * tested.sample_bytes, tested.sample_bytes);
     return sample;
-}
-
-std::size_t small_image::output_samples(const transform_export& tested) const
-{
-    return output_.size() / tested.sample_bytes;
 }
 
 } // namespace kx_test

@@ -3,12 +3,9 @@
 
 #include "frame/standins/recorder.h"
 #include "support/color_processing_exports.h"
-#include "support/shared_library.h"
-#include "support/transform_request.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -18,6 +15,16 @@ namespace kx_test {
 using lines = std::vector<std::string>;
 
 lines operator+(lines first, const lines& second);
+lines when(bool condition, const std::string& line);
+
+inline const lines log_obtained{"kvi_get_log(KORVEX_KVI_COLOR_PROCESSING, '')"};
+inline const lines log_freed{"kvi_free_log(KORVEX_KVI_COLOR_PROCESSING, '')"};
+inline const lines logger_opened = lines{"logger loaded"} + log_obtained;
+inline const lines logger_closed = log_freed + lines{"logger unloaded"};
+inline const lines LUT_initialized{"kx_LUT_module_initialize()"};
+inline const lines LUT_terminated{"kx_LUT_module_terminate()"};
+inline const lines vector_modules_bound{"sse loaded", "sse initialize", "avx2 loaded", "avx2 initialize"};
+inline const lines vector_modules_released{"avx2 terminate", "avx2 unloaded", "sse terminate", "sse unloaded"};
 
 // Log lines as the stand-in logger records them. `text` follows the error mark and its two blanks.
 std::string error_line(const std::string& function, const std::string& text);
@@ -38,21 +45,20 @@ lines LUTs_destroyed(std::int32_t last, std::int32_t first = 1);
 
 class frame_test : public testing::Test {
 protected:
-    frame_test();
+    frame_test() { standins::reset(); }
 
     // What happened since the last call. Log lines come without their source line, which is checked to be
     // positive, and without the time that a timing line gives, whose form is checked.
     lines events();
 
-    // The source lines of the log lines that the last call of events() returned.
-    [[nodiscard]] const std::vector<std::int32_t>& source_lines() const { return source_lines_; }
+    // Expects all transforms to call the vector module and to convert all pixels, as the stand-ins do not. The
+    // processor has LUTs 1 to 6.
+    void expect_transforms_call(kx_color_processor* processor, const std::string& module);
 
-    standins_script& script = *standins_the_script();
+    standins::recorder& recorder = standins::the_recorder();
+    std::vector<std::int32_t> source_lines; // of the log lines that the last call of events() returned
     shared_library library{KX_LIBRARY_UNDER_TEST};
     color_processing_exports kx{library};
-
-private:
-    std::vector<std::int32_t> source_lines_;
 };
 
 class initialized_test : public frame_test {
@@ -71,9 +77,8 @@ private:
 };
 
 // An image of a few pixels to convert, with room behind the output.
-class small_image {
-public:
-    explicit small_image(std::int32_t pixel_count);
+struct small_image {
+    explicit small_image(std::size_t pixel_count);
 
     // A request for this image. The object must outlive it.
     transform_request request();
@@ -83,13 +88,16 @@ public:
 
     // Sample `channel` (blue, green, red) of a pixel of the input, which is interleaved.
     [[nodiscard]] std::uint16_t input(std::size_t pixel, std::size_t channel) const;
-    // The output sample at this index, or the bytes around it that show it as untouched.
     [[nodiscard]] std::uint16_t output(const transform_export& tested, std::size_t index) const;
-    [[nodiscard]] std::size_t output_samples(const transform_export& tested) const;
 
-private:
-    std::vector<std::uint16_t> input_;
-    std::vector<std::uint8_t> output_;
+    std::vector<std::uint16_t> input_samples;
+    std::vector<std::uint8_t> output_bytes;
 };
+
+// The bits of a sample that a transform stores.
+inline std::uint16_t stored(const transform_export& tested, std::size_t sample)
+{
+    return static_cast<std::uint16_t>(sample & (tested.sample_bytes == 1 ? 0xFF : 0xFFFF));
+}
 
 } // namespace kx_test

@@ -1,22 +1,50 @@
 // The logger module through its exported functions: what is written, where, and what is refused.
-#include "logger_module_fixture.h"
+#include "companion_interfaces/logger_module.h"
+#include "support/shared_library.h"
 
 #include <gmock/gmock.h>
 
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
 
 namespace {
 
 using testing::AllOf;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
+
+// The loaded module and its functions.
+struct logger_module : kx_test::shared_library {
+    logger_module() : shared_library(KX_MODULE_FILE)
+    {
+        find("kvi_get_log", get_log);
+        find("kvi_log", log_line);
+        find("kvi_free_log", free_log);
+    }
+
+    std::int32_t write(void* log, std::int32_t level, const char* text) const
+    {
+        return log_line(log, level, "file.cpp", 12, "function", text);
+    }
+
+    kx::logger_module::get_log_function* get_log = nullptr;
+    kx::logger_module::log_function* log_line = nullptr;
+    kx::logger_module::free_log_function* free_log = nullptr;
+};
 
 // A whole line, with the given level, channel and rest.
 auto is_line(const std::string& level, const std::string& channel_and_text)
@@ -26,190 +54,197 @@ auto is_line(const std::string& level, const std::string& channel_and_text)
                  EndsWith(" " + level + " " + channel_and_text));
 }
 
+// The same for a line of `write`.
+auto is_written(const std::string& level, const std::string& channel_and_text)
+{
+    return is_line(level, channel_and_text + " (file.cpp:12 function)");
+}
+
+// Every line must be ended, the last one too.
+std::vector<std::string> lines_of(const std::string& text)
+{
+    EXPECT_TRUE(text.empty() || text.ends_with('\n')) << text;
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+// The lines that `action` makes appear on standard error; nothing may appear on standard output.
+std::vector<std::string> standard_error_of(const std::function<void()>& action)
+{
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    action();
+    const std::string errors = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    return lines_of(errors);
+}
+
+class logger_module_test : public testing::Test {
+protected:
+    logger_module_test()
+    {
+        unsetenv("KVI_LOG_LEVEL");
+        unsetenv("KVI_LOG_FILE");
+        std::filesystem::remove_all(directory);
+        std::filesystem::create_directory(directory);
+    }
+    ~logger_module_test() override { std::filesystem::remove_all(directory); }
+
+    std::vector<std::string> contents() const
+    {
+        std::ifstream stream(file, std::ios::binary);
+        EXPECT_TRUE(stream.is_open()) << file;
+        return lines_of({std::istreambuf_iterator<char>(stream), {}});
+    }
+
+    const std::filesystem::path directory =
+        std::filesystem::path(testing::TempDir())
+        / (std::string("kx_") + testing::UnitTest::GetInstance()->current_test_info()->name());
+    const std::filesystem::path file = directory / "made" / "for" / "it.txt";
+    logger_module module;
+};
+
 TEST_F(logger_module_test, the_level_of_the_environment_decides_what_is_written)
 {
     struct setting {
-        const char* value;           // null: unset
-        std::array<bool, 5> written; // levels -1 to 3
+        const char* value;
+        std::int32_t highest; // level that is written
         bool warned;
     };
-    const setting settings[] = {
-        {nullptr, {true, true, true, false, false}, false},      {"", {true, true, true, false, false}, false},
-        {"error", {true, true, false, false, false}, false},     {"warning", {true, true, true, false, false}, false},
-        {"info", {true, true, true, true, false}, false},        {"INFO", {true, true, true, false, false}, true},
-        {"information", {true, true, true, false, false}, true}, {"2", {true, true, true, false, false}, true},
-        {"off {}", {true, true, true, false, false}, true},
-    };
-    const std::array<const char*, 5> level_names{"error", "error", "warning", "info", "debug"};
-    for (const setting& set : settings) {
-        SCOPED_TRACE(set.value != nullptr ? set.value : "(unset)");
-        set.value != nullptr ? setenv("KVI_LOG_LEVEL", set.value, 1) : unsetenv("KVI_LOG_LEVEL");
-        std::array<std::int32_t, 5> results{};
-        const std::vector<std::string> lines = standard_error_of([&] {
-            void* log = get_log("CHANNEL", "");
-            for (std::int32_t level = -1; level <= 3; ++level) {
-                results[static_cast<std::size_t>(level + 1)] = write(log, level, "text");
-            }
-            free_log("CHANNEL", "");
-        });
+    constexpr setting settings[] = {{nullptr, 1, false}, {"", 1, false},    {"error", 0, false}, {"warning", 1, false},
+                                    {"info", 2, false},  {"INFO", 1, true}, {"2", 1, true},      {"off {}", 1, true}};
+    const char* const level_names[] = {"error", "error", "warning", "info"};
+    for (const auto& [value, highest, warned] : settings) {
+        SCOPED_TRACE(value != nullptr ? value : "(unset)");
+        value != nullptr ? setenv("KVI_LOG_LEVEL", value, 1) : unsetenv("KVI_LOG_LEVEL");
         std::vector<testing::Matcher<std::string>> expected;
-        if (set.warned) {
+        if (warned) {
             expected.emplace_back(
-                AllOf(HasSubstr(" warning korvex_kvi_logger: KVI_LOG_LEVEL is \""), HasSubstr(set.value)));
+                AllOf(HasSubstr(" warning korvex_kvi_logger: KVI_LOG_LEVEL is \""), HasSubstr(value)));
         }
-        for (std::size_t i = 0; i < results.size(); ++i) {
-            EXPECT_EQ(results[i] == 0, set.written[i]) << i;
-            if (set.written[i]) {
-                expected.emplace_back(is_line(level_names[i], "CHANNEL: text (file.cpp:12 function)"));
+        const std::vector<std::string> lines = standard_error_of([&, highest = highest] {
+            void* const log = module.get_log("CHANNEL", "");
+            for (std::int32_t level = -1; level <= 3; ++level) {
+                EXPECT_EQ(module.write(log, level, "text"), level <= highest ? 0 : 1) << level;
+                if (level <= highest) {
+                    expected.emplace_back(is_written(level_names[level + 1], "CHANNEL: text"));
+                }
             }
-        }
+            module.free_log("CHANNEL", "");
+        });
         EXPECT_THAT(lines, testing::ElementsAreArray(expected));
     }
 }
 
 TEST_F(logger_module_test, texts_are_data)
 {
+    const std::string lengthy(100'000, 'x');
     const std::vector<std::string> lines = standard_error_of([&] {
-        void* log = get_log("{0} %n", "%v {");
-        EXPECT_EQ(log_line(log, 0, "{:d}%s", -7, "f<{}>%", "{} {0} {9} %s %n %v {:>99999999} }{ \xFF\xC3"), 0);
-        EXPECT_EQ(log_line(log, 0, nullptr, 0, nullptr, nullptr), 0);
-        EXPECT_EQ(log_line(log, 0, "", 2147483647, "", ""), 0);
-        EXPECT_EQ(log_line(log, 0, "f", 1, "g", std::string(100000, 'x').c_str()), 0);
-        free_log("{0} %n", "%v {");
+        void* const log = module.get_log("{0} %n", "%v {");
+        EXPECT_EQ(module.log_line(log, 0, "{:d}%s", -7, "f<{}>%", "{} {0} {9} %s %n %v {:>99999999} }{ \xFF\xC3"), 0);
+        EXPECT_EQ(module.log_line(log, 0, nullptr, 0, nullptr, nullptr), 0);
+        EXPECT_EQ(module.log_line(log, 0, "f", 2147483647, "", lengthy.c_str()), 0);
+        module.free_log("{0} %n", "%v {");
     });
     EXPECT_THAT(lines, ElementsAre(is_line("error", "{0} %n/%v {: {} {0} {9} %s %n %v {:>99999999} }{ \xFF\xC3"
                                                     " ({:d}%s:-7 f<{}>%)"),
                                    is_line("error", "{0} %n/%v {: ? (?:0 ?)"),
-                                   is_line("error", "{0} %n/%v {:  (:2147483647 )"),
-                                   is_line("error", "{0} %n/%v {: " + std::string(100000, 'x') + " (f:1 g)")));
+                                   is_line("error", "{0} %n/%v {: " + lengthy + " (f:2147483647 )")));
 }
 
 TEST_F(logger_module_test, a_channel_closes_when_closed_as_often_as_opened)
 {
+    auto* const get_log = module.get_log;
+    auto* const free_log = module.free_log;
     EXPECT_EQ(free_log("A", ""), 1) << "nothing is open";
-    void* a = get_log("A", "");
+    void* const a = get_log("A", "");
     ASSERT_NE(a, nullptr);
     EXPECT_EQ(get_log("A", nullptr), a) << "a null second name is an empty one";
-    void* ab = get_log("A", "B");
-    ASSERT_NE(ab, nullptr);
+    void* const ab = get_log("A", "B");
     EXPECT_NE(ab, a);
     EXPECT_EQ(free_log("B", ""), 1) << "not open";
     EXPECT_EQ(free_log("A", ""), 0);
-    const std::vector<std::string> lines = standard_error_of([&] {
-        EXPECT_EQ(write(a, 0, "one"), 0) << "still open once";
-        EXPECT_EQ(write(ab, 0, "two"), 0);
-    });
-    EXPECT_THAT(lines, ElementsAre(is_line("error", "A: one (file.cpp:12 function)"),
-                                   is_line("error", "A/B: two (file.cpp:12 function)")));
+    EXPECT_THAT(standard_error_of([&] {
+                    EXPECT_EQ(module.write(a, 0, "still open once"), 0);
+                    EXPECT_EQ(module.write(ab, 0, "two"), 0);
+                    EXPECT_EQ(get_log(nullptr, ""), nullptr);
+                    EXPECT_EQ(free_log(nullptr, nullptr), 1);
+                    EXPECT_EQ(module.log_line(nullptr, 0, nullptr, 0, nullptr, nullptr), 1);
+                }),
+                ElementsAre(is_written("error", "A: still open once"), is_written("error", "A/B: two")));
     EXPECT_EQ(free_log("A", nullptr), 0);
     EXPECT_EQ(free_log("A", ""), 1);
     EXPECT_EQ(free_log("A", "B"), 0);
     EXPECT_EQ(free_log("A", "B"), 1);
 }
 
-TEST_F(logger_module_test, null_names_and_handles_are_refused)
-{
-    EXPECT_THAT(standard_error_of([&] {
-                    EXPECT_EQ(get_log(nullptr, ""), nullptr);
-                    EXPECT_EQ(get_log(nullptr, nullptr), nullptr);
-                    EXPECT_EQ(free_log(nullptr, nullptr), 1);
-                    EXPECT_EQ(write(nullptr, 0, "text"), 1);
-                    EXPECT_EQ(log_line(nullptr, 0, nullptr, 0, nullptr, nullptr), 1);
-                }),
-                IsEmpty());
-}
-
 TEST_F(logger_module_test, appends_to_the_file_and_leaves_standard_error_alone)
 {
-    const std::filesystem::path nested = directory / "made" / "for" / "it.txt";
-    setenv("KVI_LOG_FILE", nested.c_str(), 1);
+    setenv("KVI_LOG_FILE", file.c_str(), 1);
     const std::vector<std::string> errors = standard_error_of([&] {
         for (const char* text : {"first", "second"}) {
-            void* one = get_log("ONE", "");
-            void* two = get_log("TWO", "");
-            EXPECT_EQ(write(one, 0, text), 0);
-            EXPECT_EQ(write(one, 2, "dropped"), 1);
-            EXPECT_EQ(write(two, 1, text), 0);
+            void* const one = module.get_log("ONE", "");
+            void* const two = module.get_log("TWO", "");
+            EXPECT_EQ(module.write(one, 0, text), 0);
+            EXPECT_EQ(module.write(one, 2, "dropped"), 1);
+            module.free_log("ONE", "");
+            EXPECT_EQ(module.write(two, 1, text), 0);
             // Lines are there at once: the process may not live to close its channels.
-            EXPECT_THAT(contents(nested), Contains(HasSubstr(std::string("TWO: ") + text)));
-            free_log("ONE", "");
-            EXPECT_EQ(write(two, 1, "still"), 0);
-            free_log("TWO", "");
+            EXPECT_THAT(contents().back(), is_written("warning", std::string("TWO: ") + text));
+            module.free_log("TWO", "");
         }
     });
     EXPECT_THAT(errors, IsEmpty());
-    const std::string place = " (file.cpp:12 function)";
-    EXPECT_THAT(contents(nested),
-                ElementsAre(is_line("error", "ONE: first" + place), is_line("warning", "TWO: first" + place),
-                            is_line("warning", "TWO: still" + place), is_line("error", "ONE: second" + place),
-                            is_line("warning", "TWO: second" + place), is_line("warning", "TWO: still" + place)));
+    EXPECT_THAT(contents(), ElementsAre(is_written("error", "ONE: first"), is_written("warning", "TWO: first"),
+                                        is_written("error", "ONE: second"), is_written("warning", "TWO: second")));
 }
 
-TEST_F(logger_module_test, a_file_that_cannot_be_opened_loses_no_errors)
+TEST_F(logger_module_test, an_output_that_fails_is_reported)
 {
-    setenv("KVI_LOG_FILE", directory.c_str(), 1); // a directory
+    const auto write_and_close = [this](const std::string& text) {
+        const std::int32_t result = module.write(module.get_log("CHANNEL", ""), 0, text.c_str());
+        module.free_log("CHANNEL", "");
+        return result;
+    };
+    setenv("KVI_LOG_FILE", directory.c_str(), 1); // cannot be opened
     setenv("KVI_LOG_LEVEL", "error", 1);          // the warning comes all the same
-    const std::vector<std::string> lines = standard_error_of([&] {
-        void* log = get_log("CHANNEL", "");
-        EXPECT_EQ(write(log, 0, "error"), 0);
-        EXPECT_EQ(write(log, 1, "warning"), 1);
-        free_log("CHANNEL", "");
-    });
-    EXPECT_THAT(lines, ElementsAre(AllOf(HasSubstr(" warning korvex_kvi_logger: KVI_LOG_FILE: "),
-                                         HasSubstr(directory.string()), EndsWith(": using standard error")),
-                                   is_line("error", "CHANNEL: error (file.cpp:12 function)")));
-}
+    EXPECT_THAT(standard_error_of([&] { EXPECT_EQ(write_and_close("text"), 0); }),
+                ElementsAre(AllOf(HasSubstr(" warning korvex_kvi_logger: KVI_LOG_FILE: "),
+                                  HasSubstr(directory.string()), EndsWith(": using standard error")),
+                            is_written("error", "CHANNEL: text")));
 
-TEST_F(logger_module_test, a_line_that_cannot_be_written_is_reported)
-{
-    const char* full = "/dev/full";
-    if (!std::filesystem::exists(full)) {
-        GTEST_SKIP() << "no " << full;
-    }
-    setenv("KVI_LOG_FILE", full, 1);
-    EXPECT_THAT(standard_error_of([&] {
-                    void* log = get_log("CHANNEL", "");
-                    EXPECT_EQ(write(log, 0, "text"), 1);
-                    EXPECT_EQ(write(log, 0, std::string(100000, 'x').c_str()), 1);
-                    free_log("CHANNEL", "");
-                }),
-                IsEmpty());
+    setenv("KVI_LOG_FILE", "/dev/full", 1);
+    EXPECT_EQ(write_and_close("text"), 1);
+    EXPECT_EQ(write_and_close(std::string(100'000, 'x')), 1);
 
-    // The same for a standard error that is closed, even with a warning of the logger's own to come first.
+    // Standard error is closed, and a warning of the logger's own comes first.
     unsetenv("KVI_LOG_FILE");
     setenv("KVI_LOG_LEVEL", "nonsense", 1);
     const int standard_error = dup(STDERR_FILENO);
     close(STDERR_FILENO);
-    void* log = get_log("CHANNEL", "");
-    const std::int32_t result = write(log, 0, "text");
-    free_log("CHANNEL", "");
+    const std::int32_t result = write_and_close("text");
     dup2(standard_error, STDERR_FILENO);
     close(standard_error);
-    EXPECT_NE(log, nullptr);
     EXPECT_EQ(result, 1);
 }
 
 TEST_F(logger_module_test, unloading_releases_the_module_and_its_file)
 {
-    setenv("KVI_LOG_FILE", file.c_str(), 1);
-    module.close();
-    ASSERT_FALSE(kx_test::shared_library::is_loaded(KX_MODULE_FILE));
     const auto open_descriptors = [] {
         return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
     };
     const auto descriptors_before = open_descriptors();
-    for (int cycle = 0; cycle < 10; ++cycle) {
-        kx_test::shared_library again(KX_MODULE_FILE);
-        again.find("kvi_get_log", get_log);
-        again.find("kvi_log", log_line);
-        again.find("kvi_free_log", free_log);
-        EXPECT_EQ(write(get_log("CHANNEL", ""), 0, "text"), 0);
-        EXPECT_EQ(free_log("CHANNEL", ""), 0);
-        EXPECT_TRUE(kx_test::shared_library::is_loaded(KX_MODULE_FILE));
-        again.close();
-        ASSERT_FALSE(kx_test::shared_library::is_loaded(KX_MODULE_FILE)) << cycle;
-        EXPECT_EQ(open_descriptors(), descriptors_before) << cycle;
-    }
+    setenv("KVI_LOG_FILE", file.c_str(), 1);
+    EXPECT_EQ(module.write(module.get_log("CHANNEL", ""), 0, "text"), 0);
+    EXPECT_EQ(module.free_log("CHANNEL", ""), 0);
+    EXPECT_TRUE(kx_test::shared_library::is_loaded(KX_MODULE_FILE));
+    module.close();
+    EXPECT_FALSE(kx_test::shared_library::is_loaded(KX_MODULE_FILE));
+    EXPECT_EQ(open_descriptors(), descriptors_before);
 }
 
 // A host that never terminates the library has its channel closed at the exit of the process. What is
@@ -218,27 +253,62 @@ TEST_F(logger_module_test, unloading_releases_the_module_and_its_file)
 TEST(logger_module_exit, channels_work_after_the_static_destructors)
 {
     const auto host = [] {
+        static logger_module* module = nullptr; // never unloaded
         static void* log = nullptr;
-        static kx::logger_module::log_function* log_line = nullptr;
-        static kx::logger_module::free_log_function* free_log = nullptr;
         std::atexit([] {
-            const bool worked = log_line(log, 0, "f", 1, "g", "at the exit") == 0 && free_log("CHANNEL", "") == 0
-                                && free_log("CHANNEL", "") == 1;
+            const bool worked = module->write(log, 0, "at the exit") == 0 && module->free_log("CHANNEL", "") == 0
+                                && module->free_log("CHANNEL", "") == 1;
             std::fputs(worked ? "closed\n" : "failed\n", stderr);
         });
-        auto* module = new kx_test::shared_library(KX_MODULE_FILE); // never unloaded
-        kx::logger_module::get_log_function* get_log = nullptr;
-        module->find("kvi_get_log", get_log);
-        module->find("kvi_log", log_line);
-        module->find("kvi_free_log", free_log);
-        log = get_log("CHANNEL", "");
-        log_line(log, 1, "f", 1, "g", "before the exit");
+        module = new logger_module;
+        log = module->get_log("CHANNEL", "");
         std::exit(EXIT_SUCCESS);
     };
     unsetenv("KVI_LOG_LEVEL");
     unsetenv("KVI_LOG_FILE");
-    EXPECT_EXIT(host(), testing::ExitedWithCode(EXIT_SUCCESS),
-                "warning CHANNEL: before the exit .*\n.*error CHANNEL: at the exit .*\nclosed\n");
+    EXPECT_EXIT(host(), testing::ExitedWithCode(EXIT_SUCCESS), "error CHANNEL: at the exit .*\nclosed\n");
+}
+
+// Threads write long and short lines into one file, through a channel that they share and channels that come
+// and go, the last of them with the file.
+TEST_F(logger_module_test, lines_of_many_threads_stay_whole_and_in_order)
+{
+    setenv("KVI_LOG_FILE", file.c_str(), 1);
+    constexpr int thread_count = 4;
+    constexpr int lines_each = 500;
+    const auto text_of = [](int thread, int i) {
+        // Every second line does not fit a stream's buffer.
+        return std::to_string(thread) + " " + std::to_string(i) + " "
+               + std::string(i % 2 != 0 ? 9000 : 10, static_cast<char>('a' + thread));
+    };
+    const auto channel_of = [](int thread) { return thread % 2 != 0 ? "ODD" : "EVEN"; };
+    std::atomic<int> trouble = 0;
+    {
+        std::vector<std::jthread> threads;
+        for (int thread = 0; thread < thread_count; ++thread) {
+            threads.emplace_back([&, thread] {
+                const char* const name = channel_of(thread);
+                for (int i = 0; i < lines_each; ++i) {
+                    void* const log = module.get_log(name, "");
+                    trouble += log == nullptr || module.write(log, 0, text_of(thread, i).c_str()) != 0
+                               || module.free_log(name, "") != 0;
+                }
+            });
+        }
+    }
+    EXPECT_EQ(trouble, 0);
+    EXPECT_EQ(module.free_log("ODD", ""), 1);
+    EXPECT_EQ(module.free_log("EVEN", ""), 1);
+
+    std::array<int, thread_count> next{};
+    for (const std::string& line : contents()) {
+        std::size_t thread = thread_count;
+        ASSERT_EQ(std::sscanf(line.c_str(), "%*s error %*[^:]: %zu", &thread), 1) << line;
+        const int number = static_cast<int>(thread);
+        const std::string text = channel_of(number) + (": " + text_of(number, next.at(thread)++));
+        ASSERT_THAT(line, EndsWith(" error " + text + " (file.cpp:12 function)"));
+    }
+    EXPECT_THAT(next, testing::Each(lines_each));
 }
 
 } // namespace

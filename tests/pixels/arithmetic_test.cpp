@@ -4,26 +4,17 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <ostream>
 
 namespace kx_test {
 
 namespace {
 
-constexpr float infinity = std::numeric_limits<float>::infinity();
-
-// `pixel_count` equal pixels of the samples in memory order, all interleaved blue first, nothing switched on.
-pixel_case plain_case(const matrix_values& matrix, std::array<std::uint16_t, 3> samples, int output_bits,
-                      std::int32_t output_layout, bool fourth_sample)
+// Equal pixels of the samples in memory order, interleaved blue first, nothing switched on.
+pixel_case plain_case(const matrix_values& matrix, std::array<std::uint16_t, 3> samples, int output_bits)
 {
     pixel_case made;
-    made.choices = {output_bits,
-                    1,
-                    {false, false, false},
-                    {false, false, false},
-                    {shift_direction::none, shift_direction::none, shift_direction::none},
-                    fourth_sample,
-                    output_layout};
+    made.choices.output_bits = output_bits;
+    made.choices.input_layout = made.choices.output_layout = KX_COLOR_INTERLEAVED_BGR;
     made.matrices = {matrix};
     made.pixel_count = 67; // vectors, if any, and a remainder
     for (std::int32_t pixel = 0; pixel < made.pixel_count; ++pixel) {
@@ -32,66 +23,54 @@ pixel_case plain_case(const matrix_values& matrix, std::array<std::uint16_t, 3> 
     return made;
 }
 
-struct known_result {
-    const char* name;
-    int output_bits;
-    std::array<std::uint16_t, 3> input; // blue, green, red
-    float red_from_red;                 // the other elements are the identity's
-    std::uint16_t red_clamp_max;
-    std::array<std::int32_t, 3> shift_distances; // blue, green, red
-    std::vector<std::uint16_t> output;           // red, green, blue, and the fourth where there are four
-};
+class arithmetic : public pixel_test {};
 
-void PrintTo(const known_result& known, std::ostream* out)
+// The reference could be wrong with the library: these results were worked out by hand.
+TEST_F(arithmetic, known_results)
 {
-    *out << known.name;
-}
-
-class known_results : public pixel_test, public testing::WithParamInterface<known_result> {};
-
-TEST_P(known_results, come_out)
-{
-    const known_result& known = GetParam();
-    const bool fourth_sample = known.output.size() == 4;
-    pixel_case made =
-        plain_case({known.red_from_red, 0, 0, 0, 1, 0, 0, 0, 1}, known.input, known.output_bits, 2, fourth_sample);
-    made.channels[2].clamp_max = known.red_clamp_max;
-    for (std::size_t channel = 0; channel < 3; ++channel) {
-        made.channels[channel].shift_distance = known.shift_distances[channel];
-    }
-
+    struct known_result {
+        int output_bits;
+        std::array<std::uint16_t, 3> input; // blue, green, red
+        float red_from_red;                 // the other elements are the identity's
+        std::uint16_t red_clamp_max;
+        std::array<std::int32_t, 3> shift_distances;
+        std::vector<int> output; // red, green, blue, and the fourth where there are four
+    };
+    const known_result known_results[] = {
+        {16, {100, 200, 300}, 1.5F, 65535, {0, 0, 0}, {450, 200, 100}},
+        {16, {100, 200, 300}, 1.5F, 400, {0, 0, -2}, {100, 200, 100}},
+        {16, {100, 200, 300}, 1.5F, 400, {0, 0, 2}, {1600, 200, 100}},
+        {16, {0, 0, 65535}, 1.5F, 65535, {0, 0, 0}, {65535, 0, 0}},
+        {16, {3, 1, 2}, 1.0F, 65535, {15, 15, 15}, {0, 32768, 32768, 0}},
+        {8, {4000, 8000, 12000}, 1.0F, 65535, {-8, -8, -8}, {46, 31, 15, 0}},
+        {8, {255, 256, 257}, 1.0F, 65535, {0, 0, 4}, {16, 0, 255}},
+    };
     random_source random(1);
-    const test_processor processor(0, 0, vector_level(), random);
-    EXPECT_TRUE(pixel_harness(100).run(processor, made));
+    const test_processor processor(0, 0, random);
+    for (const known_result& known : known_results) {
+        pixel_case made = plain_case({known.red_from_red, 0, 0, 0, 1, 0, 0, 0, 1}, known.input, known.output_bits);
+        made.choices.output_layout = KX_COLOR_INTERLEAVED_RGB;
+        made.choices.fourth_sample = known.output.size() == 4;
+        made.channels[2].clamp_max = known.red_clamp_max;
+        for (std::size_t channel = 0; channel < 3; ++channel) {
+            made.channels[channel].shift_distance = known.shift_distances[channel];
+        }
+        EXPECT_TRUE(pixel_harness(100).run(processor, made));
 
-    // The reference could be wrong with the library: look at the samples themselves too.
-    std::vector<std::uint16_t> words(known.output.size() * 67, 0xFFFF);
-    std::vector<std::uint8_t> bytes(known.output.size() * 67, 0xFF);
-    void* const output = known.output_bits == 8 ? static_cast<void*>(bytes.data()) : words.data();
-    ASSERT_EQ(call_transform(processor, made, made.samples.data(), output), KX_COLOR_SUCCESS);
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        const int sample = known.output_bits == 8 ? int{bytes[i]} : int{words[i]};
-        ASSERT_EQ(sample, known.output[i % known.output.size()]) << "sample " << i;
+        std::vector<std::uint16_t> words(known.output.size() * 67, 0xFFFF);
+        ASSERT_EQ(processor.transform(made, made.samples.data(), words.data()), KX_COLOR_SUCCESS);
+        const auto* const bytes = reinterpret_cast<const std::uint8_t*>(words.data());
+        for (std::size_t i = 0; i < words.size(); ++i) {
+            const int sample = known.output_bits == 8 ? int{bytes[i]} : int{words[i]};
+            ASSERT_EQ(sample, known.output[i % known.output.size()]) << "sample " << i << "\n  " << describe(made);
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    all, known_results,
-    testing::Values(known_result{"rounded_half", 16, {100, 200, 300}, 1.5F, 65535, {0, 0, 0}, {450, 200, 100}},
-                    known_result{"clamped", 16, {100, 200, 300}, 1.5F, 400, {0, 0, 0}, {400, 200, 100}},
-                    known_result{"shifted_right", 16, {100, 200, 300}, 1.5F, 400, {0, 0, -2}, {100, 200, 100}},
-                    known_result{"shifted_left", 16, {100, 200, 300}, 1.5F, 400, {0, 0, 2}, {1600, 200, 100}},
-                    known_result{"clamped_to_16_bits", 16, {0, 0, 65535}, 1.5F, 65535, {0, 0, 0}, {65535, 0, 0}},
-                    known_result{"no_saturation_16", 16, {3, 1, 2}, 1.0F, 65535, {15, 15, 15}, {0, 32768, 32768, 0}},
-                    known_result{"high_bytes", 8, {4000, 8000, 12000}, 1.0F, 65535, {-8, -8, -8}, {46, 31, 15, 0}},
-                    known_result{"low_bytes", 8, {4000, 8000, 12000}, 1.0F, 65535, {0, 0, 0}, {224, 64, 160, 0}},
-                    known_result{"no_saturation_8", 8, {255, 256, 257}, 1.0F, 65535, {0, 0, 4}, {16, 0, 255}}));
-
-class rounding : public pixel_test {};
 
 // With the matrix element m and the input sample 1 a channel's sum is m itself.
-TEST_F(rounding, of_sums_that_are_hard_to_round)
+TEST_F(arithmetic, sums_that_are_hard_to_round)
 {
+    constexpr float infinity = std::numeric_limits<float>::infinity();
     std::vector<float> sums = {0.0F,       -0.0F,     99.49997F, 99.5F,  -3.2F,  65534.5F, 65535.5F, 65536.0F,
                                8388607.5F, 0x1p-149F, 0x1p-126F, 1e30F,  -1e30F, 0x1p31F,  -0x1p31F, 0x1p32F,
                                infinity,   -infinity, 3e38F,     -3e38F, -0.5F,  -1.5F,    -65536.5F};
@@ -106,14 +85,14 @@ TEST_F(rounding, of_sums_that_are_hard_to_round)
     sums.push_back(std::numeric_limits<float>::quiet_NaN());
 
     random_source random(5);
-    const test_processor processor(0, 0, vector_level(), random);
+    const test_processor processor(0, 0, random);
     pixel_harness harness(100);
     for (std::size_t i = 0; i < sums.size(); ++i) {
         // An infinity or NaN spreads over its column, so the other rows see it as NaN.
         const matrix_values matrix = {
             sums[i], 0, 0, 0, sums[(i + 1) % sums.size()], 0, 0, 0, sums[(i + 2) % sums.size()]};
         for (const int bits : {8, 16}) {
-            pixel_case made = plain_case(matrix, {1, 1, 1}, bits, 1, false);
+            pixel_case made = plain_case(matrix, {1, 1, 1}, bits);
             ASSERT_TRUE(harness.run(processor, made));
             made.channels[0].clamp_min = made.channels[1].clamp_min = made.channels[2].clamp_min = 7;
             ASSERT_TRUE(harness.run(processor, made));
@@ -123,13 +102,11 @@ TEST_F(rounding, of_sums_that_are_hard_to_round)
 
 // Sums in which two large parts cancel: what is left of the third tells in which order they were added, and
 // whether each product and sum was rounded.
-TEST_F(rounding, of_every_product_and_sum)
+TEST_F(arithmetic, order_and_rounding_of_every_product_and_sum)
 {
     random_source random(6);
-    const test_processor processor(0, 0, vector_level(), random);
+    const test_processor processor(0, 0, random);
     pixel_harness harness(100);
-    int order_tells = 0;
-    int fusing_tells = 0;
     for (int i = 0; i < 1000 / KX_EXTENT_STEP; ++i) {
         matrix_values matrix{};
         for (std::size_t row = 0; row < 3; ++row) {
@@ -138,26 +115,12 @@ TEST_F(rounding, of_every_product_and_sum)
             matrix[3 * row + (row + 1) % 3] = large;
             matrix[3 * row + (row + 2) % 3] = -large;
         }
-        pixel_case made = plain_case(matrix, {0, 0, 0}, i % 2 == 0 ? 16 : 8, 1, false);
-        for (std::size_t sample = 0; sample < made.samples.size(); sample += 3) {
-            const auto all = pick(random, std::uint16_t{20'000}, std::uint16_t{65'535});
-            std::fill_n(made.samples.begin() + static_cast<std::ptrdiff_t>(sample), 3, all);
-            const float value = all;
-            for (std::size_t row = 0; row < 9; row += 3) {
-                const float* const m = &matrix[row];
-                const std::int32_t right = reference_rounded((m[0] * value + m[1] * value) + m[2] * value);
-                const std::int32_t reversed = reference_rounded((m[2] * value + m[1] * value) + m[0] * value);
-                const std::int32_t fused =
-                    reference_rounded(std::fma(m[2], value, std::fma(m[1], value, m[0] * value)));
-                order_tells += right != reversed ? 1 : 0;
-                fusing_tells += right != fused ? 1 : 0;
-            }
+        pixel_case made = plain_case(matrix, {0, 0, 0}, i % 2 == 0 ? 16 : 8);
+        for (auto pixel = made.samples.begin(); pixel != made.samples.end(); pixel += 3) {
+            std::fill_n(pixel, 3, pick(random, std::uint16_t{20'000}, std::uint16_t{65'535}));
         }
         ASSERT_TRUE(harness.run(processor, made));
     }
-    // Or else these images would show neither fault.
-    EXPECT_GT(order_tells, 1000);
-    EXPECT_GT(fusing_tells, 1000);
 }
 
 } // namespace

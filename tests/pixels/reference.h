@@ -2,43 +2,29 @@
 // knows nothing of the library's code.
 #pragma once
 
-#include <array>
+#include "pixel_case.h"
+
 #include <cstdint>
+#include <limits>
 
 namespace kx_test {
 
-using matrix_values = std::array<float, 9>; // rows output red, green, blue; columns input red, green, blue
-
-struct reference_channel {
-    const std::uint32_t* input_LUT; // null when off
-    const std::uint32_t* output_LUT;
-    std::uint16_t clamp_min;
-    std::uint16_t clamp_max;
-    std::int32_t shift_distance;
-};
-
-struct reference_transform {
-    std::array<reference_channel, 3> channels; // blue, green, red
-    matrix_values matrix;
-    const std::uint16_t* input;
-    std::int32_t input_format; // 1 and 2 interleaved, all others planar
-    std::int32_t output_format;
-    bool fourth_sample;
-    int output_bits; // of a sample: 8 or 16
-    std::int64_t pixel_count;
-};
-
 // A channel's sum, rounded but not yet clamped.
-std::int32_t reference_rounded(float sum);
-
-// The processor's matrix after `appended` was multiplied into `matrix` on the right.
-matrix_values reference_product(const matrix_values& matrix, const matrix_values& appended);
+inline std::int32_t reference_rounded(float sum)
+{
+    const double rounded = static_cast<double>(sum) + 0.5;
+    // Written so that NaN takes the first branch.
+    if (!(rounded > -2147483649.0 && rounded < 2147483648.0)) {
+        return std::numeric_limits<std::int32_t>::min();
+    }
+    return static_cast<std::int32_t>(rounded);
+}
 
 // Where sample `channel` (blue, green, red, fourth) of a pixel lies in an image, in samples.
-std::int64_t reference_sample_index(std::int32_t format, std::int64_t pixel_count, int samples_per_pixel,
+std::int64_t reference_sample_index(std::int32_t layout, std::int64_t pixel_count, int samples_per_pixel,
                                     std::int64_t pixel, int channel);
 
 // Writes the output samples of the pixels from `first` on, and nothing else.
-void reference_convert(const reference_transform& transform, std::int64_t first, std::uint8_t* output);
+void reference_convert(const pixel_case& wanted, const LUT_set& LUTs, std::int64_t first, std::uint8_t* output);
 
 } // namespace kx_test

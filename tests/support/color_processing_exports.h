@@ -1,33 +1,92 @@
-// The library's nineteen exports, found by name in a copy that the test loaded itself.
+// The library's nineteen exports, found by name in a copy that the test loaded itself, and the four
+// transforms called through one record of their arguments.
 #pragma once
 
 #include "korvex_kvi_color_processing.h"
 #include "support/shared_library.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <ostream>
+
 namespace kx_test {
 
 struct color_processing_exports {
-    explicit color_processing_exports(const shared_library& library);
+    const shared_library& library;
 
-    decltype(&kx_color_processing_module_initialize) module_initialize;
-    decltype(&kx_color_processing_module_terminate) module_terminate;
-    decltype(&kx_color_create_color_processor) create_color_processor;
-    decltype(&kx_color_create_color_processor_test) create_color_processor_test;
-    decltype(&kx_color_destroy_color_processor) destroy_color_processor;
-    decltype(&kx_color_append_matrix) append_matrix;
-    decltype(&kx_color_clear_matrix) clear_matrix;
-    decltype(&kx_color_get_blue_input_LUT) get_blue_input_LUT;
-    decltype(&kx_color_get_green_input_LUT) get_green_input_LUT;
-    decltype(&kx_color_get_red_input_LUT) get_red_input_LUT;
-    decltype(&kx_color_enable_input_LUTs) enable_input_LUTs;
-    decltype(&kx_color_get_blue_output_LUT) get_blue_output_LUT;
-    decltype(&kx_color_get_green_output_LUT) get_green_output_LUT;
-    decltype(&kx_color_get_red_output_LUT) get_red_output_LUT;
-    decltype(&kx_color_enable_output_LUTs) enable_output_LUTs;
-    decltype(&kx_color_transform_48_to_48) transform_48_to_48;
-    decltype(&kx_color_transform_48_to_64) transform_48_to_64;
-    decltype(&kx_color_transform_48_to_24) transform_48_to_24;
-    decltype(&kx_color_transform_48_to_32) transform_48_to_32;
+#define KX_EXPORT(prefix, name)                                                                                        \
+    decltype(&prefix##name) name = reinterpret_cast<decltype(name)>(library.address_of(#prefix #name))
+    KX_EXPORT(kx_color_processing_, module_initialize);
+    KX_EXPORT(kx_color_processing_, module_terminate);
+    KX_EXPORT(kx_color_, create_color_processor);
+    KX_EXPORT(kx_color_, create_color_processor_test);
+    KX_EXPORT(kx_color_, destroy_color_processor);
+    KX_EXPORT(kx_color_, append_matrix);
+    KX_EXPORT(kx_color_, clear_matrix);
+    KX_EXPORT(kx_color_, get_blue_input_LUT);
+    KX_EXPORT(kx_color_, get_green_input_LUT);
+    KX_EXPORT(kx_color_, get_red_input_LUT);
+    KX_EXPORT(kx_color_, enable_input_LUTs);
+    KX_EXPORT(kx_color_, get_blue_output_LUT);
+    KX_EXPORT(kx_color_, get_green_output_LUT);
+    KX_EXPORT(kx_color_, get_red_output_LUT);
+    KX_EXPORT(kx_color_, enable_output_LUTs);
+    KX_EXPORT(kx_color_, transform_48_to_48);
+    KX_EXPORT(kx_color_, transform_48_to_64);
+    KX_EXPORT(kx_color_, transform_48_to_24);
+    KX_EXPORT(kx_color_, transform_48_to_32);
+#undef KX_EXPORT
 };
+
+struct transform_export {
+    const char* name;
+    const char* timer_name;
+    std::size_t sample_bytes;
+    std::size_t samples_per_pixel;
+    std::int32_t (*call)(const color_processing_exports& kx, kx_color_processor* processor,
+                         const struct transform_request& request);
+};
+
+// A transform's arguments, with defaults that change nothing about a pixel.
+struct transform_request {
+    const std::uint16_t* input = nullptr;
+    std::int32_t input_format = KX_COLOR_INTERLEAVED_BGR;
+    std::uint16_t blue_min = 0, blue_max = 65535;
+    std::uint16_t green_min = 0, green_max = 65535;
+    std::uint16_t red_min = 0, red_max = 65535;
+    std::int32_t blue_shift = 0, green_shift = 0, red_shift = 0;
+    void* output = nullptr;
+    std::int32_t output_format = KX_COLOR_INTERLEAVED_BGR;
+    std::int32_t pixel_count = 0;
+};
+
+namespace detail {
+
+template <auto entry_point, typename output_sample>
+std::int32_t call(const color_processing_exports& kx, kx_color_processor* processor, const transform_request& request)
+{
+    const transform_request& r = request;
+    return (kx.*entry_point)(processor, r.input, r.input_format, r.blue_min, r.blue_max, r.green_min, r.green_max,
+                             r.red_min, r.red_max, r.blue_shift, r.green_shift, r.red_shift,
+                             static_cast<output_sample*>(r.output), r.output_format, r.pixel_count);
+}
+
+} // namespace detail
+
+inline constexpr transform_export transform_exports[] = {
+    {"kx_color_transform_48_to_48", "color processing transform 48 to 48", 2, 3,
+     detail::call<&color_processing_exports::transform_48_to_48, std::uint16_t>},
+    {"kx_color_transform_48_to_64", "color processing transform 48 to 64", 2, 4,
+     detail::call<&color_processing_exports::transform_48_to_64, std::uint16_t>},
+    {"kx_color_transform_48_to_24", "color processing transform 48 to 24", 1, 3,
+     detail::call<&color_processing_exports::transform_48_to_24, std::uint8_t>},
+    {"kx_color_transform_48_to_32", "color processing transform 48 to 32", 1, 4,
+     detail::call<&color_processing_exports::transform_48_to_32, std::uint8_t>},
+};
+
+inline std::ostream& operator<<(std::ostream& stream, const transform_export& tested)
+{
+    return stream << tested.name;
+}
 
 } // namespace kx_test

@@ -14,79 +14,67 @@ namespace kx_test {
 
 namespace {
 
+void* checked(void* found, const char* name)
+{
+    if (found == nullptr) {
 #if defined(_WIN32)
-std::string reason()
-{
-    return "error " + std::to_string(GetLastError());
-}
-void* load(const char* path)
-{
-    return LoadLibraryA(path);
-}
-void* find_address(void* library, const char* name)
-{
-    return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
-}
-void unload(void* library)
-{
-    FreeLibrary(static_cast<HMODULE>(library));
-}
+        const std::string reason = "error " + std::to_string(GetLastError());
 #else
-std::string reason()
-{
-    const char* text = dlerror();
-    return text != nullptr ? text : "no reason given";
-}
-void* load(const char* path)
-{
-    return dlopen(path, RTLD_NOW | RTLD_LOCAL);
-}
-void* find_address(void* library, const char* name)
-{
-    return dlsym(library, name);
-}
-void unload(void* library)
-{
-    dlclose(library);
-}
+        const std::string reason = dlerror();
 #endif
+        throw std::runtime_error(std::string("cannot find ") + name + ": " + reason);
+    }
+    return found;
+}
 
 } // namespace
 
-shared_library::shared_library(const char* path) : handle_(load(path))
+#if defined(_WIN32)
+
+shared_library::shared_library(const char* path) : handle_(checked(LoadLibraryA(path), path)) {}
+
+void* shared_library::address_of(const char* name) const
 {
-    if (handle_ == nullptr) {
-        throw std::runtime_error(std::string("cannot load ") + path + ": " + reason());
-    }
+    return checked(reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(handle_), name)), name);
 }
 
 void shared_library::close()
 {
     if (void* const library = std::exchange(handle_, nullptr)) {
-        unload(library);
+        FreeLibrary(static_cast<HMODULE>(library));
     }
-}
-
-void* shared_library::address_of(const char* name) const
-{
-    void* const address = find_address(handle_, name);
-    if (address == nullptr) {
-        throw std::runtime_error(std::string("no entry point ") + name + ": " + reason());
-    }
-    return address;
 }
 
 bool shared_library::is_loaded(const char* path)
 {
-#if defined(_WIN32)
     return GetModuleHandleA(path) != nullptr;
+}
+
 #else
+
+shared_library::shared_library(const char* path) : handle_(checked(dlopen(path, RTLD_NOW | RTLD_LOCAL), path)) {}
+
+void* shared_library::address_of(const char* name) const
+{
+    return checked(dlsym(handle_, name), name);
+}
+
+void shared_library::close()
+{
+    if (void* const library = std::exchange(handle_, nullptr)) {
+        dlclose(library);
+    }
+}
+
+bool shared_library::is_loaded(const char* path)
+{
     void* const library = dlopen(path, RTLD_NOW | RTLD_NOLOAD);
     if (library != nullptr) {
         dlclose(library);
     }
     return library != nullptr;
-#endif
 }
+
+#endif
 
 } // namespace kx_test

@@ -14,7 +14,9 @@ public:
     // Unloads the library ahead of time; whatever was found in it is then dead.
     void close();
 
-    // Sets `entry_point` to the exported function of this name. Throws std::runtime_error if there is none.
+    // The exported function of this name. Throws std::runtime_error if there is none.
+    [[nodiscard]] void* address_of(const char* name) const;
+
     template <typename function>
     void find(const char* name, function*& entry_point) const
     {
@@ -25,8 +27,6 @@ public:
     static bool is_loaded(const char* path);
 
 private:
-    [[nodiscard]] void* address_of(const char* name) const;
-
     void* handle_;
 };
 

@@ -1,79 +1,73 @@
-// Stand-in for the LUT module. LEAVE_OUT_name builds it without that entry point. Its handles lead to no
-// table: nobody but the module may look behind them.
+// Stand-in for the LUT module. Its handles lead to no table: nobody but the module may look behind them.
 #include "frame/standins/standin.h"
+
+using namespace standins;
 
 namespace {
 
 constexpr char name[] = "LUT";
-const standin::presence<name> reports_presence;
+const presence<name> reports_presence;
 
-[[maybe_unused]] char handles[standins_LUT_limit];
+char handles[std::tuple_size_v<decltype(recorder::LUTs)>];
 
-[[maybe_unused]] void* handle_of(std::int32_t number)
-{
-    return handles + number;
-}
-
-[[maybe_unused]] std::int32_t number_of(void* handle)
+std::int32_t number_of(void* handle)
 {
     return static_cast<std::int32_t>(static_cast<char*>(handle) - handles);
 }
 
+std::string call_text(const char* function, void* handle)
+{
+    return function + ("(LUT " + std::to_string(number_of(handle))) + ")";
+}
+
 } // namespace
 
-#ifndef LEAVE_OUT_kx_LUT_module_initialize
 KX_STANDIN_API std::int32_t kx_LUT_module_initialize()
 {
-    standin::record(standins_other, "kx_LUT_module_initialize()");
-    return standin::script().LUT_initialize_result;
+    record(other, "kx_LUT_module_initialize()");
+    return the_recorder().LUT_initialize_result;
 }
-#endif
 
-#ifndef LEAVE_OUT_kx_create_LUT_test
 KX_STANDIN_API void* kx_create_LUT_test(std::int32_t entry_count, std::int32_t for_avx2)
 {
-    if (const standins_exception exception = standin::due(standin::script().create_LUT)) {
-        standin::record(standins_LUT_call, "kx_create_LUT_test(%d, %d) throws", entry_count, for_avx2);
-        standin::throw_if(exception);
+    recorder& r = the_recorder();
+    const std::string call =
+        "kx_create_LUT_test(" + std::to_string(entry_count) + ", " + std::to_string(for_avx2) + ")";
+    if (const exception thrown = due(r.create_LUT)) {
+        record(LUT_call, call + " throws");
+        throw_if(thrown);
     }
-    const std::int32_t number = standins_create_LUT(entry_count);
-    standin::record(standins_LUT_call, "kx_create_LUT_test(%d, %d) = LUT %d", entry_count, for_avx2, number);
-    return handle_of(number);
+    const std::int32_t number = r.LUTs_created.fetch_add(1, std::memory_order_relaxed) + 1;
+    r.LUTs.at(static_cast<std::size_t>(number))
+        .assign(static_cast<std::size_t>(entry_count + 2 * LUT_guard_words), LUT_fill);
+    record(LUT_call, call + " = LUT " + std::to_string(number));
+    return handles + number;
 }
-#endif
 
-#ifndef LEAVE_OUT_kx_LUT_transform_16
 KX_STANDIN_API std::int32_t kx_LUT_transform_16(void* LUT, const std::uint16_t*, std::uint16_t*, std::int32_t)
 {
-    standin::record(standins_LUT_call, "kx_LUT_transform_16(LUT %d)", number_of(LUT));
+    record(LUT_call, call_text("kx_LUT_transform_16", LUT));
     return 1;
 }
-#endif
 
-#ifndef LEAVE_OUT_kx_get_LUT_data
 KX_STANDIN_API std::uint32_t* kx_get_LUT_data(void* LUT)
 {
-    const standins_exception exception = standin::due(standin::script().get_LUT_data);
-    standin::record(standins_LUT_call, "kx_get_LUT_data(LUT %d)%s", number_of(LUT),
-                    exception != standins_no_exception ? " throws" : "");
-    standin::throw_if(exception);
-    return standins_LUT_data(number_of(LUT));
+    const exception thrown = due(the_recorder().get_LUT_data);
+    record(LUT_call, call_text("kx_get_LUT_data", LUT) + (thrown != no_exception ? " throws" : ""));
+    throw_if(thrown);
+    return the_recorder().LUT_data(number_of(LUT));
 }
-#endif
 
-#ifndef LEAVE_OUT_kx_destroy_LUT
 KX_STANDIN_API std::int32_t kx_destroy_LUT(void* LUT)
 {
-    const bool existed = standins_destroy_LUT(number_of(LUT)) != 0;
-    standin::record(standins_LUT_call, "kx_destroy_LUT(%s %d)", existed ? "LUT" : "no LUT", number_of(LUT));
+    const bool existed = the_recorder().LUT_data(number_of(LUT)) != nullptr;
+    record(LUT_call, call_text("kx_destroy_LUT", LUT) + (existed ? "" : " in vain"));
+    the_recorder().LUTs.at(static_cast<std::size_t>(number_of(LUT))) = {};
     return 1; // must not matter
 }
-#endif
 
-#ifndef LEAVE_OUT_kx_LUT_module_terminate
 KX_STANDIN_API std::int32_t kx_LUT_module_terminate()
 {
-    standin::record(standins_other, "kx_LUT_module_terminate()");
+    record(other, "kx_LUT_module_terminate()");
     return 1; // must not matter
 }
-#endif

@@ -1,10 +1,8 @@
-// What all stand-ins do alike.
+// What all stand-ins do alike. A stand-in that lacks an entry point is built with the entry point renamed.
 #pragma once
 
 #include "frame/standins/recorder.h"
 
-#include <cstdarg>
-#include <cstdio>
 #include <new>
 #include <stdexcept>
 
@@ -14,41 +12,22 @@
 #define KX_STANDIN_API extern "C" __attribute__((visibility("default")))
 #endif
 
-namespace standin {
+namespace standins {
 
-inline standins_script& script()
+inline void throw_if(exception wanted)
 {
-    return *standins_the_script();
-}
-
-#if defined(__GNUC__)
-__attribute__((format(printf, 2, 3)))
-#endif
-inline void
-record(standins_kind kind, const char* format, ...)
-{
-    char text[512];
-    std::va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(text, sizeof text, format, arguments);
-    va_end(arguments);
-    standins_record(kind, text, 0);
-}
-
-inline void throw_if(standins_exception exception)
-{
-    if (exception == standins_bad_alloc) {
+    if (wanted == bad_alloc) {
         throw std::bad_alloc();
     }
-    if (exception == standins_runtime_error) {
+    if (wanted == runtime_error) {
         throw std::runtime_error("as the test asked");
     }
 }
 
-// What the present call of a function throws by its script.
-inline standins_exception due(standins_failure& failure)
+// What the present call of a function throws.
+inline exception due(failure& wanted)
 {
-    return failure.call_number > 0 && --failure.call_number == 0 ? failure.exception : standins_no_exception;
+    return wanted.call_number > 0 && --wanted.call_number == 0 ? wanted.thrown : no_exception;
 }
 
 // Reports that its module was loaded and unloaded. The name is no member: setting it while the module is loaded
@@ -56,10 +35,10 @@ inline standins_exception due(standins_failure& failure)
 // lock.
 template <const char* module>
 struct presence {
-    presence() { record(standins_other, "%s loaded", module); }
-    ~presence() { record(standins_other, "%s unloaded", module); }
+    presence() { record(other, std::string(module) + " loaded"); }
+    ~presence() { record(other, std::string(module) + " unloaded"); }
     presence(const presence&) = delete;
     presence& operator=(const presence&) = delete;
 };
 
-} // namespace standin
+} // namespace standins

@@ -1,0 +1,94 @@
+// The pixels that the scalar kernels convert after a vector module: exactly those from the one on that it returned.
+#include "frame/frame_test.h"
+#include "support/guarded_buffer.h"
+
+#include <algorithm>
+#include <cstring>
+#include <system_error>
+
+namespace kx_test {
+
+namespace {
+
+class hand_over : public initialized_test {
+protected:
+    // Looks at the last pixels only, so that the largest image takes a few pages.
+    void expect_rest(std::int32_t level, std::int32_t pixel_count, std::uint32_t returned)
+    {
+        SCOPED_TRACE(testing::Message() << "level " << level << ", " << returned << " of " << pixel_count);
+        recorder.vector[level == 2 ? standins::avx2 : standins::sse].first_unconverted = returned;
+        kx_color_processor* const processor = create(level);
+        const std::size_t pixels = pixel_count > 0 ? static_cast<std::size_t>(pixel_count) : 0;
+        const std::size_t first_looked_at = pixels - std::min<std::size_t>(pixels, 7);
+        const auto for_each_sample = [&](std::size_t samples_per_pixel, std::int32_t format, const auto& look_at) {
+            for (std::size_t pixel = first_looked_at; pixel < pixels; ++pixel) {
+                for (std::size_t channel = 0; channel < samples_per_pixel; ++channel) {
+                    const std::size_t place = format == 2 && channel < 3 ? 2 - channel : channel;
+                    look_at(pixel, channel, format <= 0 ? place * pixels + pixel : pixel * samples_per_pixel + place);
+                }
+            }
+        };
+        const auto value_of = [&](std::size_t pixel, std::size_t channel) {
+            return static_cast<std::uint16_t>(0x0111 * (pixel - first_looked_at + 1) + 0x1003 * channel);
+        };
+
+        const guarded_buffer input(6 * pixels);
+        const guarded_buffer output(8 * pixels);
+        transform_request request;
+        request.pixel_count = pixel_count;
+        request.input = reinterpret_cast<std::uint16_t*>(input.end() - 6 * pixels);
+        for (request.input_format = -1; request.input_format <= 2; ++request.input_format) {
+            for_each_sample(3, request.input_format, [&](std::size_t pixel, std::size_t channel, std::size_t index) {
+                const_cast<std::uint16_t*>(request.input)[index] = value_of(pixel, channel);
+            });
+            for (const transform_export& tested : transform_exports) {
+                std::uint8_t* const image = output.end() - tested.sample_bytes * tested.samples_per_pixel * pixels;
+                request.output = image;
+                for (request.output_format = -1; request.output_format <= 2; ++request.output_format) {
+                    SCOPED_TRACE(testing::Message()
+                                 << tested << ", format " << request.input_format << " to " << request.output_format);
+                    const auto for_each_output = [&](const auto& look_at) {
+                        for_each_sample(tested.samples_per_pixel, request.output_format, look_at);
+                    };
+                    for_each_output([&](std::size_t, std::size_t, std::size_t index) {
+                        std::memset(image + tested.sample_bytes * index, small_image::untouched, tested.sample_bytes);
+                    });
+                    EXPECT_EQ(tested.call(kx, processor, request), 0);
+                    for_each_output([&](std::size_t pixel, std::size_t channel, std::size_t index) {
+                        std::uint16_t expected = channel == 3 ? 0 : value_of(pixel, channel);
+                        if (pixel < returned) {
+                            expected = 0x0101 * small_image::untouched;
+                        }
+                        EXPECT_EQ(std::memcmp(image + tested.sample_bytes * index, &expected, tested.sample_bytes), 0)
+                            << "pixel " << pixel << ", channel " << channel;
+                    });
+                }
+            }
+        }
+        destroy_all();
+    }
+};
+
+TEST_F(hand_over, kernels_convert_exactly_the_rest)
+{
+    for (const std::int32_t pixel_count : {7, 0, -1, INT32_MIN}) {
+        expect_rest(0, pixel_count, 0);
+        for (const std::uint32_t returned : {0U, 1U, 3U, 6U, 7U, 8U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
+            expect_rest(1, pixel_count, returned);
+            expect_rest(2, pixel_count, returned);
+        }
+    }
+}
+
+TEST_F(hand_over, samples_may_lie_beyond_32_bits)
+{
+    try {
+        expect_rest(2, INT32_MAX, INT32_MAX - 5);
+    } catch (const std::system_error& refused) {
+        GTEST_SKIP() << "no address space for the largest image: " << refused.what();
+    }
+}
+
+} // namespace
+
+} // namespace kx_test
