@@ -14,7 +14,7 @@ extern "C" {
 
 KX_MODULE_EXPORT std::int32_t kx_color_processing_vector_avx2_module_initialize()
 {
-    return state.add(kx::vector::supports_avx2());
+    return state.add(kx::vector::supports_avx2(kx::platform::cpuid, kx::platform::enabled_register_state));
 }
 
 KX_MODULE_EXPORT std::uint32_t

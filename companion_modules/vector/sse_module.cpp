@@ -14,7 +14,7 @@ extern "C" {
 
 KX_MODULE_EXPORT std::int32_t kx_color_processing_vector_sse_module_initialize()
 {
-    return state.add(kx::vector::supports_sse());
+    return state.add(kx::vector::supports_sse(kx::platform::cpuid));
 }
 
 KX_MODULE_EXPORT std::uint32_t

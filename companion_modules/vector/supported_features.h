@@ -13,22 +13,26 @@ inline bool has_all(std::uint32_t value, std::uint32_t bits)
     return (value & bits) == bits;
 }
 
-inline bool supports_sse()
+// The arguments are those of the platform layer, or a test's stand-ins.
+
+template <typename cpuid_function>
+bool supports_sse(cpuid_function cpuid)
 {
     constexpr std::uint32_t leaf_1_ecx_ssse3 = 1U << 9;
     constexpr std::uint32_t leaf_1_ecx_sse4_1 = 1U << 19;
-    return has_all(platform::cpuid(1, 0).ecx, leaf_1_ecx_ssse3 | leaf_1_ecx_sse4_1);
+    return has_all(cpuid(1, 0).ecx, leaf_1_ecx_ssse3 | leaf_1_ecx_sse4_1);
 }
 
-inline bool supports_avx2()
+template <typename cpuid_function, typename register_state_function>
+bool supports_avx2(cpuid_function cpuid, register_state_function enabled_register_state)
 {
     constexpr std::uint32_t leaf_1_ecx_osxsave = 1U << 27;
     constexpr std::uint32_t leaf_1_ecx_avx = 1U << 28;
     constexpr std::uint32_t leaf_7_ebx_avx2 = 1U << 5;
     constexpr std::uint64_t xmm_and_ymm_state = 0x6;
-    return platform::cpuid(0, 0).eax >= 7 && has_all(platform::cpuid(1, 0).ecx, leaf_1_ecx_osxsave | leaf_1_ecx_avx)
-           && (platform::enabled_register_state() & xmm_and_ymm_state) == xmm_and_ymm_state
-           && has_all(platform::cpuid(7, 0).ebx, leaf_7_ebx_avx2);
+    return cpuid(0, 0).eax >= 7 && has_all(cpuid(1, 0).ecx, leaf_1_ecx_osxsave | leaf_1_ecx_avx)
+           && (enabled_register_state() & xmm_and_ymm_state) == xmm_and_ymm_state
+           && has_all(cpuid(7, 0).ebx, leaf_7_ebx_avx2);
 }
 
 } // namespace kx::vector
