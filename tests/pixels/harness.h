@@ -4,7 +4,6 @@
 #include "korvex_kvi_color_processing.h"
 #include "pixel_case.h"
 #include "support/guarded_buffer.h"
-#include "vector_spy.h"
 
 #include <gtest/gtest.h>
 
@@ -15,9 +14,6 @@ namespace kx_test {
 
 // The vector level under test, 0..2: what the environment variable KX_TEST_VECTOR_LEVEL says.
 int vector_level();
-
-// Of the module of this level, 1 or 2.
-vector_spy& spy_of(int level);
 
 // A module initialized for the length of a test. A test is skipped when this machine's processor lacks the
 // instructions of the level under test.
@@ -55,8 +51,7 @@ public:
 
     // Runs the case on a configured processor. Succeeds when the library returned success and called the
     // vector module of the level under test, once, and no other; that module left over no more than a
-    // vector's worth of pixels; every output sample is right, and every byte around them is untouched. Where a
-    // spy stands in for the module, that goes for the pixels that it leaves over.
+    // vector's worth of pixels; every output sample is right, and every byte around them is untouched.
     testing::AssertionResult transform(const test_processor& processor, const pixel_case& wanted);
 
     // The same, configuring the processor first.

@@ -48,14 +48,14 @@ std::int64_t reference_sample_index(std::int32_t layout, std::int64_t pixel_coun
     return pixel * samples_per_pixel + (swapped ? 2 - channel : channel);
 }
 
-void reference_convert(const pixel_case& wanted, const LUT_set& LUTs, std::int64_t first, std::uint8_t* output)
+void reference_convert(const pixel_case& wanted, const LUT_set& LUTs, std::uint8_t* output)
 {
     const combination& choices = wanted.choices;
     matrix_values m = identity;
     for (const matrix_values& appended : wanted.matrices) {
         m = product(m, appended);
     }
-    for (std::int64_t pixel = first; pixel < wanted.pixel_count; ++pixel) {
+    for (std::int64_t pixel = 0; pixel < wanted.pixel_count; ++pixel) {
         float in[3] = {}; // blue, green, red
         for (std::size_t channel = 0; channel < 3; ++channel) {
             const std::int64_t index =

@@ -24,7 +24,7 @@ inline std::int32_t reference_rounded(float sum)
 std::int64_t reference_sample_index(std::int32_t layout, std::int64_t pixel_count, int samples_per_pixel,
                                     std::int64_t pixel, int channel);
 
-// Writes the output samples of the pixels from `first` on, and nothing else.
-void reference_convert(const pixel_case& wanted, const LUT_set& LUTs, std::int64_t first, std::uint8_t* output);
+// Writes the output samples and nothing else.
+void reference_convert(const pixel_case& wanted, const LUT_set& LUTs, std::uint8_t* output);
 
 } // namespace kx_test

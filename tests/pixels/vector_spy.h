@@ -6,7 +6,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <vector>
 
 namespace kx_test {
@@ -16,9 +15,6 @@ struct vector_spy {
     std::int32_t initialize_result = -1; // the module's own answer, if there is one
     std::vector<int> calls;              // of transforms, by the bits of their output samples
     std::uint32_t converted = 0;         // what the last transform returned
-
-    // When set, transforms convert nothing and say that they converted so many pixels.
-    std::optional<std::uint32_t> stand_in;
 };
 
 } // namespace kx_test
