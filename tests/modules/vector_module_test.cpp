@@ -7,8 +7,10 @@
 #include <gmock/gmock.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <string>
 #include <vector>
 
 namespace {
@@ -47,8 +49,8 @@ protected:
     kx::vector_module_terminate_function* terminate = nullptr;
 
     std::array<float, 9> identity{1, 0, 0, 0, 1, 0, 0, 0, 1};
-    std::vector<std::uint16_t> input = std::vector<std::uint16_t>(3 * pixels, 5);
-    std::vector<std::uint16_t> output = std::vector<std::uint16_t>(3 * pixels, 0xABCD);
+    std::vector<std::uint16_t> input = std::vector<std::uint16_t>(3 * std::size_t{pixels}, 5);
+    std::vector<std::uint16_t> output = std::vector<std::uint16_t>(3 * std::size_t{pixels}, 0xABCD);
     kx::transform_parameters record{};
 };
 
