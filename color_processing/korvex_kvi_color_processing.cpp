@@ -98,8 +98,10 @@ std::int32_t kx_color_processor_transform_impl(const char* timer_name, kx_color_
     if (const std::int32_t status = check_frame(processor, function_name); status != KX_COLOR_SUCCESS) {
         return status;
     }
-    const kx::scope_timer timer(timer_name, the_module.logger(), function_name);
-    return (correction_of(processor).*transform)(parameters);
+    kx::scope_timer timer(timer_name, the_module.logger(), function_name);
+    const std::int32_t status = (correction_of(processor).*transform)(parameters);
+    timer.report();
+    return status;
 }
 
 // A record of a transform's arguments, its LUT fields and processor clear.

@@ -3,21 +3,19 @@
 #include "logger_client.h"
 #include "platform/performance_counter.h"
 
-#include <exception>
-
 namespace kx {
 
 scope_timer::scope_timer(const char* name, const logger_client* logger, const call_site& site)
-    : name_(name), logger_(logger), site_(site), exceptions_at_start_(std::uncaught_exceptions())
+    : name_(name), logger_(logger), site_(site)
 {
     if (platform::query_performance_frequency(frequency_)) {
         platform::query_performance_counter(start_count_);
     }
 }
 
-scope_timer::~scope_timer() noexcept(false)
+void scope_timer::report()
 {
-    if (std::uncaught_exceptions() > exceptions_at_start_ || !platform::query_performance_counter(end_count_)) {
+    if (!platform::query_performance_counter(end_count_)) {
         return;
     }
     logger_->write(logger_module::information_level, site_, "%s takes %f microseconds.", name_,

@@ -14,12 +14,10 @@ public:
     // `name` and `site` are static texts; `logger` must outlive the timer.
     scope_timer(const char* name, const logger_client* logger, const call_site& site);
 
-    // Writes the timing line, unless an exception is leaving the scope. May itself let an exception of the
-    // logger module through, as every other logging call does.
-    ~scope_timer() noexcept(false);
-
-    scope_timer(const scope_timer&) = delete;
-    scope_timer& operator=(const scope_timer&) = delete;
+    // Writes the timing line: at the scope's normal end, which a destructor cannot tell from its end by an exception.
+    // A companion module's exceptions are not always among those that std::uncaught_exceptions counts here: on
+    // Windows each module may have a C++ runtime of its own.
+    void report();
 
 private:
     const char* name_;
@@ -28,7 +26,6 @@ private:
     std::int64_t start_count_ = 0;
     std::int64_t end_count_ = 0;
     std::int64_t frequency_ = 0;
-    int exceptions_at_start_;
 };
 
 // Microseconds between two readings of a counter with `frequency` ticks a second.

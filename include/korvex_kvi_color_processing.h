@@ -27,7 +27,8 @@
  * Errors. Functions that return int32_t return one of the KX_COLOR_... status codes; functions that
  * return a pointer return NULL for every failure. A rejected call changes nothing and, once the module
  * is initialized, writes one line to the logger. No exception leaves the library unless a companion
- * module raises it.
+ * module raises it; a host that catches one lets go of it before it destroys the processor, since the
+ * exception may live in a module that is then unloaded.
  *
  * Threads. Distinct processors may be used from distinct threads, and any number of threads may run
  * transforms on one processor, as long as nobody changes or destroys that processor meanwhile.
