@@ -3,7 +3,10 @@
 # kx_options: warnings, arithmetic and visibility. Linked by every target.
 add_library(kx_options INTERFACE)
 if(MSVC)
-  target_compile_options(kx_options INTERFACE /W4 /WX /fp:precise /permissive- /utf-8)
+  set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>") # nothing to ship beside the libraries
+  target_compile_options(kx_options INTERFACE /W4 /WX /fp:precise /permissive- /utf-8
+    # Companion modules may throw through functions with C linkage.
+    /EHs /EHc-)
   target_compile_definitions(kx_options INTERFACE _CRT_SECURE_NO_WARNINGS NOMINMAX)
 else()
   target_compile_options(kx_options INTERFACE
@@ -14,6 +17,10 @@ else()
     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
     $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
     -fvisibility=hidden)
+  if(MINGW)
+    # Nothing to ship beside libraries and programs: the compiler's own runtime goes into each.
+    target_link_options(kx_options INTERFACE -static)
+  endif()
   if(KX_SANITIZERS)
     target_compile_options(kx_options INTERFACE
       -fsanitize=${KX_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer
@@ -23,12 +30,17 @@ else()
   endif()
 endif()
 
-# Makes `target` a shared library that is loaded or linked by its bare name: korvex_kvi_NAME.so or .dll.
+# Makes `target` a shared library named korvex_kvi_NAME.so or .dll. Hosts load it by its bare name or, when it is
+# LINKED, link it: on Windows that takes an import library.
 # EXPORTS names a version script: whatever it does not list stays hidden, also the templates of the standard
 # library that hidden visibility alone would let through and that can pin the library in memory.
 function(kx_shared_library target)
-  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "EXPORTS" "SOURCES")
-  add_library(${target} SHARED ${ARG_SOURCES})
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "LINKED" "EXPORTS" "SOURCES")
+  if(WIN32 AND NOT ARG_LINKED)
+    add_library(${target} MODULE ${ARG_SOURCES})
+  else()
+    add_library(${target} SHARED ${ARG_SOURCES})
+  endif()
   target_link_libraries(${target} PRIVATE kx_options)
   set_target_properties(${target} PROPERTIES PREFIX "" IMPORT_PREFIX "")
   if(UNIX)
@@ -43,13 +55,19 @@ function(kx_shared_library target)
       target_link_options(${target} PRIVATE -Wl,--no-undefined)
     endif()
   elseif(MINGW)
-    # Nothing to ship beside the libraries: the compiler's own runtime goes into each.
-    target_link_options(${target} PRIVATE -static $<$<CONFIG:Release>:-Wl,--strip-all>)
+    target_link_options(${target} PRIVATE $<$<CONFIG:Release>:-Wl,--strip-all>)
   endif()
-  install(TARGETS ${target} LIBRARY DESTINATION lib RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
+  if(WIN32)
+    # What Windows shows as the file's properties.
+    set(KX_FILE ${target})
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc @ONLY)
+    target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+  endif()
+  install(TARGETS ${target}
+    LIBRARY DESTINATION ${KX_LIBRARY_FOLDER} RUNTIME DESTINATION bin ARCHIVE DESTINATION ${KX_LIBRARY_FOLDER})
 endfunction()
 
-# A program in bin that finds the libraries in lib beside it.
+# A program in bin that finds the libraries: in lib beside it, or in its own folder on Windows.
 function(kx_program target)
   cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES")
   add_executable(${target} ${ARG_SOURCES})
@@ -61,7 +79,5 @@ function(kx_program target)
       # modules. The program's RPATH does.
       target_link_options(${target} PRIVATE -Wl,--disable-new-dtags)
     endif()
-  elseif(MINGW)
-    target_link_options(${target} PRIVATE -static)
   endif()
 endfunction()

@@ -6,7 +6,7 @@
 
 namespace kx {
 
-constinit module_state the_module;
+module_state the_module;
 
 bool module_state::initialize()
 {

@@ -61,7 +61,7 @@ private:
 
 // A host that forgets to terminate the library has its channel closed at the exit of the process, after
 // the static destructors of this module: so there are none. The book exists while a channel is open.
-constinit std::mutex the_lock; // guards the_book and the channels' counts; needs no destruction
+std::mutex the_lock; // guards the_book and the channels' counts; needs no destruction
 constinit log_book* the_book = nullptr;
 
 const char* shown(const char* text)

@@ -1,12 +1,13 @@
 #include "log_output.h"
 
+#include "platform/environment.h"
+
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/base_sink.h>
 #include <spdlog/sinks/basic_file_sink.h>
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <string_view>
@@ -35,19 +36,12 @@ class standard_error_sink final : public spdlog::sinks::base_sink<std::mutex> {
     }
 };
 
-// An environment variable; empty when it is not set.
-std::string environment(const char* name)
-{
-    const char* value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): nobody here changes the environment
-    return value != nullptr ? value : "";
-}
-
 } // namespace
 
 log_output log_output_from_environment()
 {
-    const std::string level = environment("KVI_LOG_LEVEL");
-    const std::string file = environment("KVI_LOG_FILE");
+    const std::string level = kx::platform::environment_variable("KVI_LOG_LEVEL");
+    const std::string file = kx::platform::environment_variable("KVI_LOG_FILE");
     std::string level_trouble;
     std::string file_trouble;
 

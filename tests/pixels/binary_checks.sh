@@ -1,11 +1,14 @@
 #!/bin/sh
 # Looks into built modules. Usage:
 #   binary_checks.sh exports MODULE NAME...     these functions and nothing else are exported
-#   binary_checks.sh linkage MODULE...          modules find each other beside themselves, after LD_LIBRARY_PATH;
-#                                               they need nothing but the C and C++ runtime
+#   binary_checks.sh linkage MODULE...          they need nothing but the C and C++ runtime, .dll files nothing but
+#                                               what Windows has; .so files find each other beside themselves, after
+#                                               LD_LIBRARY_PATH
 #   binary_checks.sh build_path PATH MODULE...  no trace of where they were built
 #   binary_checks.sh instructions baseline|avx MODULE...
 #                                               no fused multiply-add; baseline: no AVX either
+#   binary_checks.sh aligned_moves MODULE...    no aligned access by 256-bit registers, which a stack that is aligned
+#                                               to 16 bytes cannot take
 # The tools may be named in NM, READELF and OBJDUMP.
 set -u
 LC_ALL=C
@@ -21,15 +24,39 @@ fail() {
 check_exports() {
     module=$1
     shift
-    # With the kind of symbol: T is a function.
-    wanted=$(printf 'T %s\n' "$@" | sort)
-    found=$("$NM" -D --defined-only "$module" | awk '{ print $2, $3 }' | sort)
+    case $module in
+    *.dll)
+        wanted=$(printf '%s\n' "$@" | sort)
+        found=$("$OBJDUMP" -p "$module" | sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t\[ *[0-9]*\] //p' | sort)
+        ;;
+    *) # with the kind of symbol: T is a function
+        wanted=$(printf 'T %s\n' "$@" | sort)
+        found=$("$NM" -D --defined-only "$module" | awk '{ print $2, $3 }' | sort)
+        ;;
+    esac
     [ "$found" = "$wanted" ] || fail "$module exports:
 $found"
 }
 
+check_imports() {
+    imports=$("$OBJDUMP" -p "$1" | sed -n 's/^\tDLL Name: //p')
+    [ -n "$imports" ] || fail "$1: no imports found"
+    for name in $imports; do
+        case $name in
+        KERNEL32.dll | msvcrt.dll) ;;
+        *) fail "$1 needs $name" ;;
+        esac
+    done
+}
+
 check_linkage() {
     for module in "$@"; do
+        case $module in
+        *.dll | *.exe)
+            check_imports "$module"
+            continue
+            ;;
+        esac
         dynamic=$("$READELF" -d -W "$module")
         echo "$dynamic" | grep -q '(RUNPATH).*\[\$ORIGIN\]' || fail "$module: no RUNPATH \$ORIGIN"
         echo "$dynamic" | grep -q '(RPATH)' && fail "$module: RPATH"
@@ -65,6 +92,20 @@ check_instructions() {
             END {
                 if (instructions < 50 || wrong > 0) {
                     print module ": " wrong + 0 " of " instructions + 0 " instructions are wrong" example
+                    exit 1
+                }
+            }' || failures=$((failures + 1))
+    done
+}
+
+check_aligned_moves() {
+    for module in "$@"; do
+        "$OBJDUMP" -d --no-show-raw-insn "$module" | awk -F '\t' -v module="$module" '
+            $2 ~ /%ymm/ { ++wide }
+            $2 ~ /^vmov(ap|dqa).*\(.*%ymm|^vmov(ap|dqa).*%ymm.*\(/ { ++wrong; example = $0 }
+            END {
+                if (wide < 50 || wrong > 0) {
+                    print module ": " wrong + 0 " of " wide + 0 " instructions are aligned moves" example
                     exit 1
                 }
             }' || failures=$((failures + 1))

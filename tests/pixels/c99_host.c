@@ -1,4 +1,4 @@
-/* A host in plain C that loads the library by path, works with it and unloads it.
+/* A host in plain C that loads the library by name, works with it and unloads it.
  *
  *   c99_host LIBRARY [VECTOR_MODULE_FILE_NAME...]
  *
@@ -6,10 +6,15 @@
 #define KX_COLOR_PROCESSING_API
 #include "korvex_kvi_color_processing.h"
 
-#include <dlfcn.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <dlfcn.h>
+#endif
 
 static void expect(int condition, const char* what)
 {
@@ -19,18 +24,53 @@ static void expect(int condition, const char* what)
     }
 }
 
-/* Entry points are found by name: a void pointer does not convert to them in C, its bits do. */
-static void find(void* library, const char* name, void* entry_point)
+#if defined(_WIN32)
+
+static void* load(const char* name)
 {
-    void* address = dlsym(library, name);
-    expect(address != NULL, name);
-    memcpy(entry_point, &address, sizeof address);
+    return (void*)LoadLibraryA(name);
+}
+
+static int unload(void* library)
+{
+    return FreeLibrary((HMODULE)library) != 0;
+}
+
+static int is_loaded(const char* name)
+{
+    return GetModuleHandleA(name) != NULL;
+}
+
+#else
+
+static void* load(const char* name)
+{
+    return dlopen(name, RTLD_NOW | RTLD_LOCAL);
+}
+
+static int unload(void* library)
+{
+    return dlclose(library) == 0;
 }
 
 static int is_loaded(const char* name)
 {
     void* module = dlopen(name, RTLD_NOW | RTLD_NOLOAD);
     return module != NULL && dlclose(module) == 0;
+}
+
+#endif
+
+/* Entry points are found by name: a void pointer does not convert to them in C, its bits do. */
+static void find(void* library, const char* name, void* entry_point)
+{
+#if defined(_WIN32)
+    FARPROC address = GetProcAddress((HMODULE)library, name);
+#else
+    void* address = dlsym(library, name);
+#endif
+    expect(address != NULL, name);
+    memcpy(entry_point, &address, sizeof address);
 }
 
 int main(int argc, char** argv)
@@ -49,7 +89,7 @@ int main(int argc, char** argv)
     int32_t (*append_matrix)(kx_color_processor*, const float*);
     int32_t (*transform)(kx_color_processor*, const uint16_t*, int32_t, uint16_t, uint16_t, uint16_t, uint16_t,
                          uint16_t, uint16_t, int32_t, int32_t, int32_t, uint8_t*, int32_t, int32_t);
-    void* library = argc < 2 ? NULL : dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
+    void* library = argc < 2 ? NULL : load(argv[1]);
     expect(library != NULL, "the library is loaded");
     find(library, "kx_color_processing_module_initialize", &initialize);
     find(library, "kx_color_processing_module_terminate", &terminate);
@@ -76,7 +116,7 @@ int main(int argc, char** argv)
     }
     expect(terminate() == KX_COLOR_SUCCESS, "the module is terminated");
     expect(is_loaded(argv[1]), "the library stays loaded");
-    expect(dlclose(library) == 0, "the library is closed");
+    expect(unload(library), "the library is closed");
     expect(!is_loaded(argv[1]), "the library is gone");
     return 0;
 }

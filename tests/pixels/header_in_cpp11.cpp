@@ -3,4 +3,4 @@
 
 #include "korvex_kvi_color_processing.h" // twice does no harm
 
-extern "C" int32_t kx_color_clear_matrix(kx_color_processor* processor);
+extern "C" KX_COLOR_PROCESSING_API int32_t kx_color_clear_matrix(kx_color_processor* processor);

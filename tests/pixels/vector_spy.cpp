@@ -1,13 +1,17 @@
 // Compiled once for each vector module, with KX_SPY_ON as sse or avx2 and the module's path in KX_MODULE_FILE.
 #include "vector_spy.h"
 
-#include <dlfcn.h>
+#include "support/shared_library.h"
 
 #define KX_JOIN_EXPANDED(a, b, c) a##b##c
 #define KX_JOIN(a, b, c) KX_JOIN_EXPANDED(a, b, c)
 #define KX_TEXT_EXPANDED(a) #a
 #define KX_TEXT(a) KX_TEXT_EXPANDED(a)
+#if defined(_WIN32)
+#define KX_EXPORT __declspec(dllexport)
+#else
 #define KX_EXPORT __attribute__((visibility("default")))
+#endif
 
 #define KX_INITIALIZE KX_JOIN(kx_color_processing_vector_, KX_SPY_ON, _module_initialize)
 #define KX_TRANSFORM_8_BIT KX_JOIN(kx_color_processing_transform_8_bit_output_vector_, KX_SPY_ON, )
@@ -18,12 +22,12 @@ namespace {
 
 thread_local kx_test::vector_spy account;
 
-// The module's own function of this name, or null.
+// The module's own function of this name. Throws when there is none.
 template <typename function>
 function* find(const char* name)
 {
-    static void* const module = dlopen(KX_MODULE_FILE, RTLD_NOW | RTLD_LOCAL);
-    return module != nullptr ? reinterpret_cast<function*>(dlsym(module, name)) : nullptr;
+    static const auto& module = *new kx_test::shared_library(KX_MODULE_FILE); // never unloaded
+    return reinterpret_cast<function*>(module.address_of(name));
 }
 
 std::uint32_t pass_on(int output_bits, const char* name, const void* parameters)
@@ -44,8 +48,7 @@ KX_EXPORT kx_test::vector_spy& KX_JOIN(kx_vector_spy_, KX_SPY_ON, )()
 
 KX_EXPORT std::int32_t KX_INITIALIZE()
 {
-    auto* const initialize = find<std::int32_t()>(KX_TEXT(KX_INITIALIZE));
-    account.initialize_result = initialize != nullptr ? initialize() : -1;
+    account.initialize_result = find<std::int32_t()>(KX_TEXT(KX_INITIALIZE))();
     return account.initialize_result;
 }
 
@@ -61,7 +64,6 @@ KX_EXPORT std::uint32_t KX_TRANSFORM_16_BIT(const void* parameters)
 
 KX_EXPORT std::int32_t KX_TERMINATE()
 {
-    auto* const terminate = find<std::int32_t()>(KX_TEXT(KX_TERMINATE));
-    return terminate != nullptr ? terminate() : 0;
+    return find<std::int32_t()>(KX_TEXT(KX_TERMINATE))();
 }
 }

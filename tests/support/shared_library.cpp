@@ -1,5 +1,6 @@
 #include "support/shared_library.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -31,7 +32,20 @@ void* checked(void* found, const char* name)
 
 #if defined(_WIN32)
 
-shared_library::shared_library(const char* path) : handle_(checked(LoadLibraryA(path), path)) {}
+namespace {
+
+// Windows knows no library by a path with forward slashes, though it may load it.
+std::string with_backslashes(std::string path)
+{
+    std::replace(path.begin(), path.end(), '/', '\\');
+    return path;
+}
+
+} // namespace
+
+shared_library::shared_library(const char* path) : handle_(checked(LoadLibraryA(with_backslashes(path).c_str()), path))
+{
+}
 
 void* shared_library::address_of(const char* name) const
 {
@@ -47,7 +61,7 @@ void shared_library::close()
 
 bool shared_library::is_loaded(const char* path)
 {
-    return GetModuleHandleA(path) != nullptr;
+    return GetModuleHandleA(with_backslashes(path).c_str()) != nullptr;
 }
 
 #else

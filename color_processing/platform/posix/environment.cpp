@@ -1,0 +1,13 @@
+#include "platform/environment.h"
+
+#include <cstdlib>
+
+namespace kx::platform {
+
+std::string environment_variable(const char* name)
+{
+    const char* value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): nobody here changes the environment
+    return value != nullptr ? value : "";
+}
+
+} // namespace kx::platform
