@@ -16,10 +16,11 @@
  * Use: initialize the module once, create one or more color processors, configure each (matrix, LUTs),
  * transform as many images as you like, destroy the processors, terminate the module.
  *
- * Companion modules. The library loads four shared libraries by file name when it needs them and
- * expects them beside itself: korvex_kvi_LUT (required), korvex_kvi_logger (diagnostics; without it
- * nothing is logged), korvex_kvi_color_processing_vector_sse and
- * korvex_kvi_color_processing_vector_avx2 (speed; without them the results are the same, only slower).
+ * Companion modules. The library loads four shared libraries by file name when it needs them:
+ * korvex_kvi_LUT (required), korvex_kvi_logger (diagnostics; without it nothing is logged),
+ * korvex_kvi_color_processing_vector_sse and korvex_kvi_color_processing_vector_avx2 (speed; without
+ * them the results are the same, only slower). On Linux they are found beside the library, on Windows
+ * beside the host's program, or wherever else the system looks for libraries by default.
  *
  * Channel order. Arguments for the three channels always come in the order blue, green, red. The matrix
  * alone is written in the order red, green, blue.
