@@ -59,7 +59,6 @@ function(kx_shared_library target)
   endif()
   if(WIN32)
     # What Windows shows as the file's properties.
-    set(KX_FILE ${target})
     configure_file(${PROJECT_SOURCE_DIR}/cmake/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc @ONLY)
     target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
   endif()

@@ -4,12 +4,9 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-# What builds everything but the benchmarks' comparisons and the tests; the headers of spdlog and fmt serve the
-# Windows version too.
+# What builds everything but the benchmarks' comparisons, the tests and the Windows version.
 build_packages=(g++ cmake ninja-build libspdlog-dev libfmt-dev libcli11-dev libtiff-dev libpng-dev liblcms2-dev
     libboost-dev)
-# shellcheck disable=SC2034 # used by the script that sources this
-windows_build_packages=(g++-mingw-w64-x86-64-posix cmake ninja-build libspdlog-dev libfmt-dev)
 
 # need_packages PACKAGE...: installs those Debian packages that are missing, or names them and stops when
 # this is not root.
