@@ -4,7 +4,7 @@
 
 #include "companion_interfaces/transform_parameters.h"
 #include "kernels/kernel_choices.h"
-#include "kernels/rounding.h"
+#include "rounding.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "log_output.h"
 
-#include "platform/environment.h"
+#include "environment.h"
 
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/base_sink.h>
@@ -40,8 +40,8 @@ class standard_error_sink final : public spdlog::sinks::base_sink<std::mutex> {
 
 log_output log_output_from_environment()
 {
-    const std::string level = kx::platform::environment_variable("KVI_LOG_LEVEL");
-    const std::string file = kx::platform::environment_variable("KVI_LOG_FILE");
+    const std::string level = environment_variable("KVI_LOG_LEVEL");
+    const std::string file = environment_variable("KVI_LOG_FILE");
     std::string level_trouble;
     std::string file_trouble;
 

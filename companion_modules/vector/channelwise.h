@@ -7,7 +7,7 @@
 #include "layouts.h"
 #include "tables.h"
 
-#include "kernels/rounding.h"
+#include "rounding.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -5,7 +5,7 @@
 #include "layouts.h"
 
 #include "companion_interfaces/transform_parameters.h"
-#include "kernels/rounding.h"
+#include "rounding.h"
 
 #include <cstddef>
 #include <cstdint>

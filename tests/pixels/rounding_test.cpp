@@ -1,5 +1,5 @@
 // The kernels' short way to round against the rule, over all 2^32 floats.
-#include "kernels/rounding.h"
+#include "rounding.h"
 
 #include "reference.h"
 

@@ -1,8 +1,8 @@
-#include "platform/environment.h"
+#include "environment.h"
 
 #include <cstdlib>
 
-namespace kx::platform {
+namespace kvi {
 
 std::string environment_variable(const char* name)
 {
@@ -10,4 +10,4 @@ std::string environment_variable(const char* name)
     return value != nullptr ? value : "";
 }
 
-} // namespace kx::platform
+} // namespace kvi

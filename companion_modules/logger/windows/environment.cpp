@@ -1,8 +1,8 @@
-#include "platform/environment.h"
+#include "environment.h"
 
 #include <windows.h>
 
-namespace kx::platform {
+namespace kvi {
 
 // Not std::getenv, which knows what was set through its own C runtime: the host's may be another.
 std::string environment_variable(const char* name)
@@ -18,4 +18,4 @@ std::string environment_variable(const char* name)
     return value;
 }
 
-} // namespace kx::platform
+} // namespace kvi
