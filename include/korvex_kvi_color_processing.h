@@ -73,6 +73,12 @@
 extern "C" {
 #endif
 
+/* The version of the library that this header belongs to. */
+#define KX_COLOR_PROCESSING_VERSION_MAJOR 1
+#define KX_COLOR_PROCESSING_VERSION_MINOR 0
+#define KX_COLOR_PROCESSING_VERSION_PATCH 0
+#define KX_COLOR_PROCESSING_VERSION "1.0.0"
+
 /* Status codes (int32_t). Codes 6 to 8 are not used. */
 #define KX_COLOR_SUCCESS 0                 /* the call did its work */
 #define KX_COLOR_NOT_INITIALIZED 1         /* the module is not initialized (see also initialize) */
