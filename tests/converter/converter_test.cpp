@@ -252,7 +252,7 @@ TEST(CommandLine, HelpAndVersionGoToStandardOutput)
     const work_directory directory;
     const program_result help = run_program(KX_CONVERT_PROGRAM, directory, "--help");
     EXPECT_EQ(help.exit_code, 0);
-    EXPECT_THAT(help.output, testing::AllOf(HasSubstr("--blue-input-lut"), HasSubstr("Example")));
+    EXPECT_THAT(help.output, testing::AllOf(HasSubstr("--red-clamp"), HasSubstr("Example")));
     EXPECT_THAT(run_program(KX_CONVERT_PROGRAM, directory, "--version").output,
                 testing::MatchesRegex("kx_convert [0-9]+.[0-9]+.[0-9]+\n"));
 }
