@@ -5,6 +5,8 @@
 
 #include "channel_options.h"
 
+#include <thread>
+
 namespace kx::convert {
 
 // Matrices, look-up tables, clamps and shifts.
@@ -44,6 +46,8 @@ private:
     unsigned channels_ = 3;
     bool planar_ = false;
     std::string compression_;
+    std::optional<int> level_;
+    unsigned threads_ = std::max(1U, std::thread::hardware_concurrency());
     std::string vector_level_ = "auto";
     bool info_ = false;
 };

@@ -39,8 +39,16 @@ output_options::output_options(CLI::App& app)
         ->type_name("NAME")
         ->check(one_of(compressions))
         ->group(output);
+    app.add_option("--level", level_, "Effort of compression: PNG 0..9 (default 1), deflate 1..9 (default 6)")
+        ->type_name("N")
+        ->check(CLI::Range(0, 9).description(""))
+        ->group(output);
 
     constexpr const char* execution = "Execution";
+    app.add_option("--threads", threads_, "Convert with N threads (default: one for each processor core)")
+        ->type_name("N")
+        ->check(CLI::Range(1U, 256U).description(""))
+        ->group(execution);
     app.add_option("--vector-level", vector_level_, "Use at most these kernels: scalar, sse, avx2 or auto (default)")
         ->type_name("LEVEL")
         ->check(one_of(vector_levels))
@@ -56,6 +64,8 @@ void output_options::put_into(settings& wanted) const
     if (!compression_.empty()) {
         wanted.tiff_compression = compressions.at(compression_);
     }
+    wanted.level = level_;
+    wanted.threads = threads_;
     wanted.vector_level = vector_levels.at(vector_level_);
     wanted.info = info_;
 }
