@@ -1,0 +1,277 @@
+// Camera profiles: what is refused and where, that nothing is lost on the way through a file, and that the library,
+// set up by a profile, does what docs/profiles.md says.
+#include "profile/library_settings.h"
+#include "tool_test.h"
+
+#include <gmock/gmock.h>
+#include <korvex_kvi_color_processing.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <random>
+
+namespace {
+
+using namespace kx::profile;
+using kx_test::read_file;
+using kx_test::work_directory;
+using testing::HasSubstr;
+
+template <typename Action>
+void expect_refused(Action action, const std::string& path, const std::string& reason, const std::string& what)
+{
+    try {
+        action();
+        ADD_FAILURE() << what << " is accepted";
+    } catch (const profile_error& error) {
+        EXPECT_EQ(error.path(), path) << what;
+        EXPECT_THAT(error.reason(), HasSubstr(reason)) << what;
+    }
+}
+
+TEST(profile, wrong_members_are_refused_with_their_paths)
+{
+    struct refusal {
+        const char* members;
+        const char* path;
+        const char* reason;
+    };
+    for (const auto& [members, path, reason] : std::vector<refusal>{
+             {R"("gain": 1)", "/gain", "is no member"},
+             {R"("a/b~": 1)", "/a~1b~0", "is no member"},
+             {R"("output_depth": 8, "output_depth": 16)", "/output_depth", "twice"},
+             {R"("description": 7)", "/description", "must be text"},
+             {R"("black_level": 64)", "/black_level", "three numbers"},
+             {R"("black_level": [64, 64])", "/black_level", "three numbers"},
+             {R"("black_level": [64, "64", 64])", "/black_level/1", "must be a number"},
+             {R"("black_level": [64, 64, -0.5])", "/black_level/2", "0 to below"},
+             {R"("black_level": [4095, 64, 64])", "/black_level/0", "0 to below"},
+             {R"("white_balance": [1, 1, 1, 1])", "/white_balance", "three numbers"},
+             {R"("white_balance": [1, 0, 1])", "/white_balance/1", "above 0"},
+             {R"("white_balance": [1, 1, 1001])", "/white_balance/2", "at most 1000"},
+             {R"("matrix": [1, 0, 0, 0, 1, 0, 0, 0, 1])", "/matrix", "three rows"},
+             {R"("matrix": [[1, 0, 0], [0, 1], [0, 0, 1]])", "/matrix/1", "three numbers"},
+             {R"("matrix": [[1, 0, 0], [0, 1, 0], [0, null, 1]])", "/matrix/2/1", "must be a number"},
+             {R"("matrix": [[1, 0, 0], [0, 1, 0], [0, 0, 1e4]])", "/matrix/2/2", "-1000 to 1000"},
+             {R"("tone_curve": 2.2)", "/tone_curve", "name of a curve or a table"},
+             {R"("tone_curve": "sRGB")", "/tone_curve", "'sRGB' is no curve"},
+             {R"("tone_curve": "inverse:")", "/tone_curve", "is no curve"},
+             {R"("tone_curve": "gamma:0")", "/tone_curve", "0.01 to 100"},
+             {R"("tone_curve": "inverse:gamma:2.2x")", "/tone_curve", "0.01 to 100"},
+             {R"("tone_curve": [0])", "/tone_curve", "2 to 65536"},
+             {R"("tone_curve": [0, true, 1])", "/tone_curve/1", "must be a number"},
+             {R"("tone_curve": [0, 0.5, 1.01])", "/tone_curve/2", "from 0 to 1"},
+             {R"("output_depth": 12)", "/output_depth", "8 or 16"},
+             {R"("output_depth": 8.5)", "/output_depth", "whole number"},
+         }) {
+        const std::string text = std::string(R"({"version": 1, "bits": 12, )") + members + "}";
+        expect_refused([&] { from_json(text); }, path, reason, text);
+    }
+    for (const auto& [text, path, reason] : std::vector<refusal>{
+             {"", "", "is no JSON"},
+             {"{\"version\": 1,\n \"bits\": 12,}", "", "line 2"},
+             {R"({"version": 1, "bits": 12} {})", "", "is no JSON"},
+             {R"({"version": 1, "bits": 1e999})", "", "is no JSON"},
+             {"[1, 12]", "", "JSON object"},
+             {R"({"bits": 12})", "/version", "is missing"},
+             {R"({"version": 2, "exposure": 3})", "/version", "only version 1"},
+             {R"({"version": "1", "bits": 12})", "/version", "whole number"},
+             {R"({"version": 1})", "/bits", "is missing"},
+             {R"({"version": 1, "bits": 7})", "/bits", "8 to 16"},
+             {R"({"version": 1, "bits": 17})", "/bits", "8 to 16"},
+             {R"({"version": 1, "bits": 1e30})", "/bits", "whole number"},
+         }) {
+        expect_refused([text = text] { from_json(text); }, path, reason, text);
+    }
+    // What no JSON can hold but a program can ask for.
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    expect_refused([] { camera_profile({.description = "\xC3("}); }, "/description", "UTF-8", "text");
+    expect_refused([] { camera_profile({.black_level = {0, nan, 0}}); }, "/black_level/1", "a number", "NaN");
+    expect_refused([] { camera_profile({.white_balance = {1, 1, nan}}); }, "/white_balance/2", "a number", "NaN");
+    expect_refused([] { camera_profile({.matrix = {{{1, 0, nan}, {}, {}}}}); }, "/matrix/0/2", "a number", "NaN");
+    expect_refused([] { tone_curve::from_table({0.0, nan}); }, "/1", "a number", "NaN");
+}
+
+TEST(profile, files_lose_nothing)
+{
+    const work_directory directory;
+    const std::string file = directory / "camera.json";
+    const camera_profile minimal = from_json("\xEF\xBB\xBF{\"bits\": 16.0, \"version\": 1}");
+    EXPECT_EQ(minimal, camera_profile());
+    const camera_profile full({.description = "Tab\t, \"quotes\", \xC2\xB5m",
+                               .bits = 12,
+                               .black_level = {64.1, 1.0 / 3.0, 0},
+                               .white_balance = {1.9, 1, 1e-9},
+                               .matrix = {{{0.1, -0.2, 1e-300}, {4, 5, 6}, {-1000, 1000, 0}}},
+                               .tone_curve = tone_curve::from_table({0, 0.1, 1}),
+                               .output_depth = 8});
+    for (const camera_profile& profile :
+         {minimal, full, camera_profile({.tone_curve = tone_curve::named("inverse:gamma:3")})}) {
+        EXPECT_EQ(from_json(to_json(profile)), profile);
+        save_profile(profile, file); // from the second on replaces a file
+        EXPECT_EQ(load_profile(file), profile);
+    }
+    EXPECT_NE(full, minimal);
+    EXPECT_NE(camera_profile({.tone_curve = tone_curve::named("srgb")}), minimal);
+
+    std::ofstream(directory / "wrong.json") << R"({"version": 1, "bits": 12, "white_balance": [1, 1, 0]})";
+    const auto before = directory.content();
+    const auto expect_message = [](auto action, const std::string& message) {
+        try {
+            action();
+            ADD_FAILURE() << "no error: " << message;
+        } catch (const profile_error& error) {
+            EXPECT_THAT(error.what(), HasSubstr(message));
+        }
+    };
+    expect_message([&] { load_profile(directory / "wrong.json"); }, "wrong.json: /white_balance/2: must be a number");
+    expect_message([&] { load_profile(directory / "none.json"); }, "none.json: cannot be read: No such file");
+    expect_message([&] { load_profile(directory / "."); }, ".: cannot be read: Is a directory");
+    expect_message([&] { save_profile(full, directory / "none/camera.json"); }, "none/camera.json: cannot be written");
+    expect_message([&] { save_profile(full, directory / "."); }, "cannot be written");
+    EXPECT_EQ(directory.content(), before);
+}
+
+TEST(profile, curves_have_their_published_values)
+{
+    for (const auto& [name, light, value] : std::vector<std::tuple<const char*, double, double>>{
+             {"srgb", 0.001, 0.01292},
+             {"srgb", 0.214041, 0.5},
+             {"rec709", 0.01, 0.045},
+             {"rec709", 0.18, 0.409008},
+             {"gamma:2.2", 0.5, 0.729740},
+             {"linear", 0.3, 0.3},
+         }) {
+        const tone_curve curve = tone_curve::named(name);
+        const tone_curve inverse = tone_curve::named(std::string("inverse:") + name);
+        EXPECT_NEAR(curve(light), value, 1e-6) << name;
+        EXPECT_NEAR(inverse(value), light, 1e-6) << name;
+        EXPECT_EQ(curve(-1), 0) << name;
+        EXPECT_NEAR(curve(2), 1, 1e-15) << name;
+    }
+    const tone_curve table = tone_curve::from_table({0.5, 0.0, 1.0});
+    EXPECT_DOUBLE_EQ(table(0.25), 0.25);
+    EXPECT_DOUBLE_EQ(table(0.75), 0.5);
+    EXPECT_EQ(table(1), 1);
+}
+
+// The library set up by hand, so that the settings alone decide.
+template <typename Sample>
+std::vector<Sample> convert(const library_settings& settings, const std::vector<std::uint16_t>& rgb)
+{
+    std::vector<Sample> result(rgb.size());
+    kx_color_processing_module_initialize();
+    kx_color_processor* const processor =
+        kx_color_create_color_processor(settings.input_LUT_bit_depth, settings.output_LUT_bit_depth);
+    kx_color_append_matrix(processor, settings.matrix.data());
+    const auto& [in_blue, in_green, in_red] = settings.input_LUTs;
+    const auto& [out_blue, out_green, out_red] = settings.output_LUTs;
+    std::ranges::copy(in_blue, kx_color_get_blue_input_LUT(processor));
+    std::ranges::copy(in_green, kx_color_get_green_input_LUT(processor));
+    std::ranges::copy(in_red, kx_color_get_red_input_LUT(processor));
+    std::ranges::copy(out_blue, kx_color_get_blue_output_LUT(processor));
+    std::ranges::copy(out_green, kx_color_get_green_output_LUT(processor));
+    std::ranges::copy(out_red, kx_color_get_red_output_LUT(processor));
+    kx_color_enable_input_LUTs(processor, !in_blue.empty(), !in_green.empty(), !in_red.empty());
+    kx_color_enable_output_LUTs(processor, !out_blue.empty(), !out_green.empty(), !out_red.empty());
+    const auto transform = [&](auto* call) {
+        EXPECT_EQ(call(processor, rgb.data(), KX_COLOR_INTERLEAVED_RGB, settings.clamp_min, settings.clamp_max,
+                       settings.clamp_min, settings.clamp_max, settings.clamp_min, settings.clamp_max, settings.shift,
+                       settings.shift, settings.shift, result.data(), KX_COLOR_INTERLEAVED_RGB,
+                       static_cast<std::int32_t>(rgb.size() / 3)),
+                  KX_COLOR_SUCCESS);
+    };
+    if constexpr (sizeof(Sample) == 1) {
+        transform(kx_color_transform_48_to_24);
+    } else {
+        transform(kx_color_transform_48_to_48);
+    }
+    kx_color_destroy_color_processor(processor);
+    kx_color_processing_module_terminate();
+    return result;
+}
+
+struct expected_tables {
+    int input_bits;
+    int output_bits;
+    int result_bits; // of what the matrix delivers
+};
+
+// Every sample of the conversion lies as near to the exact value as the roundings on the way let it: half a step
+// of 65535 for each balanced sample, half a step of the matrix's result, half a step of the output.
+template <typename Sample>
+void expect_exact(const camera_profile& profile, const expected_tables& tables)
+{
+    const profile_values& values = profile.values();
+    const library_settings settings = make_settings(profile);
+    EXPECT_EQ(settings.input_LUT_bit_depth, tables.input_bits);
+    EXPECT_EQ(settings.output_LUT_bit_depth, tables.output_bits);
+    const double largest = std::pow(2, values.bits) - 1;
+    std::vector<std::uint16_t> rgb;
+    std::mt19937 random(7);
+    for (int place = 0; place < 30000; ++place) { // noise, more of it in the dark, and both ends
+        const double dark = place % 2 == 0 ? 1.0 : 0.05;
+        const double sample = place % 100 < 3   ? 0
+                              : place % 100 < 6 ? largest
+                                                : dark * largest * (static_cast<double>(random()) / 4294967296.0);
+        rgb.push_back(static_cast<std::uint16_t>(std::lround(sample)));
+    }
+    const std::vector<Sample> converted = convert<Sample>(settings, rgb);
+    const double full_scale = std::numeric_limits<Sample>::max();
+    int wrong = 0;
+    for (std::size_t place = 0; place < rgb.size() && wrong < 5; ++place) {
+        double light = 0;
+        double error = 0.5 / (std::pow(2, tables.result_bits) - 1);
+        for (std::size_t channel = 0; channel < 3; ++channel) {
+            const double black = values.black_level[channel];
+            const double net = (rgb[place - place % 3 + channel] - black) / (largest - black);
+            const double weight = values.matrix[place % 3][channel];
+            light += weight * std::min(1.0, std::max(0.0, values.white_balance[channel] * net));
+            error += std::abs(weight) * (0.5 / 65535 + 1e-6);
+        }
+        const double lowest = full_scale * values.tone_curve(light - error) - 0.5001;
+        const double highest = full_scale * values.tone_curve(light + error) + 0.5001;
+        const double result = converted[place];
+        if (!(result >= lowest && result <= highest)) {
+            ADD_FAILURE() << "sample " << place << " becomes " << result << ", not " << lowest << " to " << highest;
+            ++wrong;
+        }
+    }
+}
+
+TEST(profile, the_library_does_the_documented_arithmetic)
+{
+    const color_matrix mixing{{{1.7, -0.5, -0.1}, {-0.2, 1.4, -0.3}, {0.02, -0.6, 1.8}}};
+    const auto profile = [&](int bits, const char* curve, int depth) {
+        const double step = std::pow(2, bits - 8);
+        return camera_profile({.bits = bits,
+                               .black_level = {1.25 * step, step, 0},
+                               .white_balance = {1.9, 1, 0.7},
+                               .matrix = mixing,
+                               .tone_curve = tone_curve::named(curve),
+                               .output_depth = depth});
+    };
+    expect_exact<std::uint8_t>(profile(8, "srgb", 8), {8, 12, 12});
+    expect_exact<std::uint8_t>(profile(12, "srgb", 8), {12, 12, 12});
+    expect_exact<std::uint8_t>(profile(14, "gamma:2.2", 8), {14, 14, 14});
+    expect_exact<std::uint8_t>(profile(12, "linear", 8), {12, 0, 8});
+    expect_exact<std::uint16_t>(profile(12, "rec709", 16), {12, 16, 16});
+    expect_exact<std::uint16_t>(profile(10, "linear", 16), {10, 0, 16});
+    expect_exact<std::uint16_t>(profile(16, "inverse:srgb", 16), {16, 16, 16});
+    expect_exact<std::uint16_t>(camera_profile({.matrix = mixing}), {0, 0, 16});
+    expect_exact<std::uint8_t>(
+        camera_profile({.tone_curve = tone_curve::from_table({0, 0.2, 0.9, 1}), .output_depth = 8}), {0, 16, 16});
+
+    // With nothing to correct no sample changes, and one gain concerns its channel alone.
+    std::vector<std::uint16_t> ramp(65536 * 3);
+    for (std::size_t place = 0; place < ramp.size(); ++place) {
+        ramp[place] = static_cast<std::uint16_t>(place * 7);
+    }
+    EXPECT_EQ(convert<std::uint16_t>(make_settings(camera_profile()), ramp), ramp);
+    const library_settings red = make_settings(camera_profile({.white_balance = {2, 1, 1}}));
+    EXPECT_EQ(red.input_LUTs[0].size() + red.input_LUTs[1].size(), 0);
+    EXPECT_EQ(red.input_LUTs[2].size(), 65536);
+}
+
+} // namespace
