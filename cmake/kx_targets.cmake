@@ -25,7 +25,7 @@ else()
     target_compile_options(kx_options INTERFACE
       -fsanitize=${KX_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer
       # With sanitizers g++ 12 finds uninitialized members in its own headers (std::regex).
-      -Wno-maybe-uninitialized)
+      $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     target_link_options(kx_options INTERFACE -fsanitize=${KX_SANITIZERS})
   endif()
 endif()
