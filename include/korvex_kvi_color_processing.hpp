@@ -388,7 +388,13 @@ private:
 
     struct destroyer {
         std::shared_ptr<const detail::module_use> use;
-        void operator()(kx_color_processor* handle) const { use->functions().kx_color_destroy_color_processor(handle); }
+        void operator()(kx_color_processor* handle) const
+        {
+            try {
+                use->functions().kx_color_destroy_color_processor(handle);
+            } catch (...) { // a companion module's: the processor is gone all the same, and destructors do not throw
+            }
+        }
     };
 
     static void check(std::int32_t status)
