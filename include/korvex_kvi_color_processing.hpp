@@ -136,6 +136,17 @@ struct function_table {
 
 namespace detail {
 
+// For destructors: the library passes on what a companion module throws.
+template <typename Call>
+void call_at_the_end(const Call& call) noexcept
+{
+    try {
+        call();
+    } catch (...) {
+        return; // nobody is left to whom it matters
+    }
+}
+
 // One use of the library's module. The first initializes the module, the last terminates it: a terminate too early
 // would take the LUTs away from processors that still live.
 class module_use {
@@ -147,8 +158,9 @@ public:
         int& users = all_->users[functions_.kx_color_processing_module_initialize];
         if (users == 0 && functions_.kx_color_processing_module_initialize() != KX_COLOR_SUCCESS) {
             functions_.kx_color_processing_module_terminate();
-            throw error(KX_COLOR_NOT_INITIALIZED, "the color processing library cannot start: its LUT module, "
-                                                  "korvex_kvi_LUT, is missing or lacks entry points");
+            throw error(KX_COLOR_NOT_INITIALIZED,
+                        "the color processing library cannot start: its LUT module, "
+                        "korvex_kvi_LUT.so (on Windows .dll), is missing or lacks entry points");
         }
         ++users;
     }
@@ -156,7 +168,7 @@ public:
     {
         const std::lock_guard<std::mutex> lock(all_->mutex);
         if (--all_->users[functions_.kx_color_processing_module_initialize] == 0) {
-            functions_.kx_color_processing_module_terminate();
+            call_at_the_end([this] { functions_.kx_color_processing_module_terminate(); });
         }
     }
     module_use(const module_use&) = delete;
@@ -390,10 +402,7 @@ private:
         std::shared_ptr<const detail::module_use> use;
         void operator()(kx_color_processor* handle) const
         {
-            try {
-                use->functions().kx_color_destroy_color_processor(handle);
-            } catch (...) { // a companion module's: the processor is gone all the same, and destructors do not throw
-            }
+            detail::call_at_the_end([&] { use->functions().kx_color_destroy_color_processor(handle); });
         }
     };
 
