@@ -1,5 +1,6 @@
 // The logger module through its exported functions: what is written, where, and what is refused.
 #include "companion_interfaces/logger_module.h"
+#include "support/environment.h"
 #include "support/shared_library.h"
 
 #include <gmock/gmock.h>
@@ -19,15 +20,16 @@
 
 #if defined(_WIN32)
 #include <io.h>
-#include <windows.h>
 #define KX_IO(name) _##name
 #else
+#include <sys/auxv.h>
 #include <unistd.h>
 #define KX_IO(name) name
 #endif
 
 namespace {
 
+using kx_test::set_environment;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
@@ -62,16 +64,6 @@ auto is_line(const std::string& level, const std::string& channel_and_text)
         return std::regex_search(line.substr(0, 30), time, std::regex_constants::match_continuous);
     };
     return AllOf(testing::Truly(begins_with_time), EndsWith(" " + level + " " + channel_and_text));
-}
-
-// Null: the variable shall not be set.
-void set_environment(const char* name, const char* value)
-{
-#if defined(_WIN32)
-    SetEnvironmentVariableA(name, value);
-#else
-    value != nullptr ? setenv(name, value, 1) : unsetenv(name);
-#endif
 }
 
 // The same for a line of `write`.
@@ -298,6 +290,47 @@ TEST(logger_module_exit, channels_work_after_the_static_destructors)
     set_environment("KVI_LOG_FILE", nullptr);
     EXPECT_EXIT(host(), testing::ExitedWithCode(EXIT_SUCCESS), "error CHANNEL: at the exit .*\nclosed\n");
 }
+
+#if !defined(_WIN32)
+
+// In a process whose real user is not the effective one, as that of a set-user-ID program, the environment is the
+// real user's, who must not say where the effective one writes.
+TEST_F(logger_module_test, environment_does_not_count_in_a_set_user_ID_process)
+{
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can start such a process";
+    }
+    constexpr uid_t somebody = 65534;
+    const std::string self = std::filesystem::read_symlink("/proc/self/exe");
+    EXPECT_EXIT(
+        {
+            set_environment("KVI_LOG_FILE", file.string().c_str());
+            set_environment("KVI_LOG_LEVEL", "info");
+            if (setresuid(somebody, 0, 0) == 0) {
+                execl(self.c_str(), self.c_str(), "--gtest_filter=*writes_with_effective_rights",
+                      "--gtest_also_run_disabled_tests", nullptr);
+            }
+            std::_Exit(1);
+        },
+        testing::ExitedWithCode(0), "^[^\n]* error CHANNEL: one line [^\n]*\n$");
+    EXPECT_FALSE(exists(file));
+}
+
+// What that process does.
+TEST(logger_module_process, DISABLED_writes_with_effective_rights)
+{
+    ASSERT_NE(getauxval(AT_SECURE), 0U);
+    const kx_test::shared_library module(KX_MODULE_PATH);
+    kx::logger_module::get_log_function* get_log = nullptr;
+    kx::logger_module::log_function* log_line = nullptr;
+    module.find("kvi_get_log", get_log);
+    module.find("kvi_log", log_line);
+    void* const log = get_log("CHANNEL", "");
+    EXPECT_EQ(log_line(log, 2, "f", 1, "f", "information"), 1);
+    EXPECT_EQ(log_line(log, 0, "f", 1, "f", "one line"), 0);
+}
+
+#endif
 
 // Threads write long and short lines into one file, through a channel that they share and channels that come
 // and go, the last of them with the file.
