@@ -308,6 +308,7 @@ TEST(logger_module_process, environment_does_not_count_with_rights_that_the_user
         GTEST_SKIP() << "only root can start such a process";
     }
     const std::string file = testing::TempDir() + "kx_log_of_another_user";
+    std::filesystem::remove(file);
     const std::string self = std::filesystem::read_symlink("/proc/self/exe");
     EXPECT_EXIT(
         {
