@@ -48,7 +48,12 @@ std::vector<matrix_values> random_matrices(random_source& random)
         return {{1e30F, 0, 0, 0, 1, 0, 0, 0, 1}, {1e30F, 0, 0, 0, 0.5F, 0, 0, 0, 1}};
     case 7: // sums on and beside the halves
         return {{0.5F, 0, 0, 0, 0.25F, 0.5F, 0, 0.5F, 1.0F}};
-    case 8:
+    case 8: {
+        matrix_values matrix = identity; // nearly
+        matrix[pick(random, std::size_t{0}, std::size_t{8})] += 0.25F;
+        return {matrix};
+    }
+    case 9:
         return {random_matrix(random, -0.5F, 1.0F), random_matrix(random, -0.5F, 1.0F)};
     default:
         return {random_matrix(random, -0.4F, 0.9F)};
