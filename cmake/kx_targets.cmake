@@ -30,6 +30,9 @@ else()
   endif()
 endif()
 
+# Everything that is installed.
+add_custom_target(kx_installed)
+
 # Makes `target` a shared library named korvex_kvi_NAME.so or .dll. Hosts load it by its bare name or, when it is
 # LINKED, link it: on Windows that takes an import library.
 # EXPORTS names a version script: whatever it does not list stays hidden, also the templates of the standard
@@ -72,6 +75,7 @@ function(kx_shared_library target)
     if(WIN32)
       set(folder ${CMAKE_INSTALL_BINDIR})
     endif()
+    add_dependencies(kx_installed ${target})
     install(TARGETS ${target} EXPORT korvex_kvi_color_processing
       LIBRARY DESTINATION ${folder} COMPONENT library
       RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library
@@ -106,5 +110,6 @@ function(kx_install_programs)
       BUILD_WITH_INSTALL_RPATH OFF BUILD_RPATH "$ORIGIN/../lib" BUILD_RPATH_USE_ORIGIN ON
       INSTALL_RPATH "$ORIGIN/${to_libraries}")
   endif()
+  add_dependencies(kx_installed ${ARGN})
   install(TARGETS ${ARGN} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 endfunction()
