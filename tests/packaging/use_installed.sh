@@ -50,3 +50,9 @@ for program in "$folder/by cmake"/host_* ./*.exe; do
         exit 1
     fi
 done
+
+# Programs are not there when the library was built as a part of another project.
+if [ -d "$prefix/bin" ]; then
+    # shellcheck disable=SC2086
+    $RUN "$(find "$prefix/bin" -name 'kx_verify*')"
+fi
