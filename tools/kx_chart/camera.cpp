@@ -16,56 +16,113 @@ namespace {
 // stays grey but for the channels' sensitivity.
 constexpr color_matrix crosstalk{{{0.64, 0.30, 0.06}, {0.19, 0.66, 0.15}, {0.05, 0.24, 0.71}}};
 
-// The white-balance gains that red and blue would need to catch up with green.
-constexpr color white_balance_gains{1.90, 1.00, 1.55};
-
-// The green sample of a perfect white: leaves room for noise above.
-constexpr double exposure = 0.92;
-
 constexpr cmsCIELab card_lab{13.0, 0.0, -1.0};
 constexpr cmsCIELab table_lab{52.0, 8.0, 20.0};
 
-// The light: even on the card, fading toward the corners of the table.
-double light_at(int x, int y, const rectangle& card)
-{
-    constexpr double darkest = 0.35;
-    constexpr double reach = 420.0;
-    const double beyond_x = std::max({card.left - x, x - (card.left + card.width - 1), 0});
-    const double beyond_y = std::max({card.top - y, y - (card.top + card.height - 1), 0});
-    const double t = std::min(std::hypot(beyond_x, beyond_y) / reach, 1.0);
-    return 1.0 - (1.0 - darkest) * t * t * (3.0 - 2.0 * t);
-}
+// In units of the distance between patches.
+constexpr double half_patch = 0.45;
+constexpr double card_margin = 0.6; // from the centres of the outer patches to the card's edge
 
-// Where the patches lie on one axis: the patch's number for each pixel, or -1 between them.
-std::vector<int> patches_along(int length, std::size_t count, std::size_t stride, int rectangle::*start,
-                               int rectangle::*extent)
-{
-    std::vector<int> along(static_cast<std::size_t>(length), -1);
-    for (std::size_t number = 0; number < count; ++number) {
-        const rectangle area = patch_area(number * stride);
-        std::fill_n(along.begin() + area.*start, area.*extent, static_cast<int>(number));
-    }
-    return along;
-}
-
-// Adds noise to samples, in electrons.
-class sensor_noise {
+// Makes samples of light, 1 being full scale.
+class sensor {
 public:
-    explicit sensor_noise(const noise& sensor) : sensor_(sensor), random_(sensor.seed) {}
-
-    std::uint16_t sample(double light)
+    explicit sensor(const simulated_camera& camera)
+        : camera_(camera), largest_(static_cast<double>((1 << camera.bits) - 1)), random_(camera.seed)
     {
-        const double electrons = light * sensor_.full_well;
-        const double deviation = std::sqrt(electrons + sensor_.read_noise * sensor_.read_noise);
-        const double noisy = (electrons + deviation * normal_(random_)) / sensor_.full_well;
-        return static_cast<std::uint16_t>(std::lround(65535.0 * std::clamp(noisy, 0.0, 1.0)));
+    }
+
+    std::uint16_t sample(double light, std::size_t channel)
+    {
+        const double electrons = light * camera_.full_well;
+        const double deviation = std::sqrt(electrons + camera_.read_noise * camera_.read_noise);
+        const double noisy = (electrons + deviation * normal_(random_)) / camera_.full_well;
+        const double black = camera_.black_level.at(channel);
+        return static_cast<std::uint16_t>(std::lround(std::clamp(black + noisy * (largest_ - black), 0.0, largest_)));
     }
 
 private:
-    noise sensor_;
+    simulated_camera camera_;
+    double largest_;
     std::mt19937 random_;
     std::normal_distribution<double> normal_;
 };
+
+// The scene: what lies where, and how much light falls on it.
+class scene {
+public:
+    explicit scene(double metamerism)
+    {
+        const lab_converter converter;
+        std::mt19937 random(5); // the paints stay the same
+        std::normal_distribution<double> deviation(1.0, metamerism);
+        for (const patch& reference : published_reference()) {
+            color response = camera_response(converter.to_linear_srgb(reference.published));
+            for (double& channel : response) {
+                channel *= patches_.size() < first_neutral ? deviation(random) : 1.0;
+            }
+            patches_.push_back(response);
+        }
+        card_ = camera_response(converter.to_linear_srgb(card_lab));
+        table_ = camera_response(converter.to_linear_srgb(table_lab));
+    }
+
+    [[nodiscard]] const color& at(const point& place) const
+    {
+        const double column = std::round(place.x);
+        const double row = std::round(place.y);
+        if (outside_card(place) > 0.0) {
+            return table_;
+        }
+        if (std::abs(place.x - column) > half_patch || std::abs(place.y - row) > half_patch || column < 0.0
+            || column >= patch_columns || row < 0.0 || row >= patch_rows) {
+            return card_;
+        }
+        return patches_[static_cast<std::size_t>(row) * patch_columns + static_cast<std::size_t>(column)];
+    }
+
+    // Even on the card, fading toward the edges of the table.
+    [[nodiscard]] static double light_at(const point& place)
+    {
+        constexpr double darkest = 0.35;
+        constexpr double reach = 1.2;
+        const double t = std::min(outside_card(place) / reach, 1.0);
+        return 1.0 - (1.0 - darkest) * t * t * (3.0 - 2.0 * t);
+    }
+
+private:
+    // The distance from the card, 0 on it.
+    static double outside_card(const point& place)
+    {
+        const auto beyond = [](double value, std::size_t count) {
+            return std::max({-card_margin - value, value - (static_cast<double>(count - 1) + card_margin), 0.0});
+        };
+        return std::hypot(beyond(place.x, patch_columns), beyond(place.y, patch_rows));
+    }
+
+    std::vector<color> patches_;
+    color card_{};
+    color table_{};
+};
+
+// A picture whose light `light_at` gives for each pixel.
+template <typename Light>
+images::image_16 take_picture(const simulated_camera& camera, Light light_at)
+{
+    images::image_16 frame;
+    frame.width = camera.width;
+    frame.height = camera.height;
+    frame.samples.reserve(3 * frame.pixel_count());
+    sensor chip(camera);
+    for (std::uint32_t y = 0; y < camera.height; ++y) {
+        for (std::uint32_t x = 0; x < camera.width; ++x) {
+            const color light = light_at(point{static_cast<double>(x), static_cast<double>(y)});
+            for (std::size_t channel = 0; channel < 3; ++channel) {
+                frame.samples.push_back(chip.sample(light[channel], channel));
+            }
+        }
+    }
+    return frame;
+}
 
 } // namespace
 
@@ -73,47 +130,28 @@ color camera_response(const color& linear_srgb)
 {
     color response = crosstalk * linear_srgb;
     for (std::size_t channel = 0; channel < 3; ++channel) {
-        response[channel] = std::max(0.0, exposure * response[channel] / white_balance_gains[channel]);
+        response[channel] = std::max(0.0, response[channel] / simulated_gains[channel]);
     }
     return response;
 }
 
-images::image_16 photograph_chart(const noise& sensor)
+images::image_16 photograph_chart(const simulated_camera& camera)
 {
-    const lab_converter converter;
-    const auto response = [&converter](const cmsCIELab& lab) { return camera_response(converter.to_linear_srgb(lab)); };
-    std::vector<color> patches;
-    for (const patch& reference : reference_patches) {
-        patches.push_back(response(reference.published));
-    }
-    const color card_color = response(card_lab);
-    const color table = response(table_lab);
-
-    const rectangle card = card_area();
-    const std::vector<int> columns = patches_along(frame_width, patch_columns, 1, &rectangle::left, &rectangle::width);
-    const std::vector<int> rows =
-        patches_along(frame_height, patch_rows, patch_columns, &rectangle::top, &rectangle::height);
-
-    images::image_16 frame;
-    frame.width = frame_width;
-    frame.height = frame_height;
-    frame.samples.reserve(3 * frame.pixel_count());
-    sensor_noise noise_of_sample(sensor);
-    for (int y = 0; y < frame_height; ++y) {
-        for (int x = 0; x < frame_width; ++x) {
-            const int column = columns[static_cast<std::size_t>(x)];
-            const int row = rows[static_cast<std::size_t>(y)];
-            const color* surface = card.contains(x, y) ? &card_color : &table;
-            if (column >= 0 && row >= 0) {
-                surface = &patches[static_cast<std::size_t>(row) * patch_columns + static_cast<std::size_t>(column)];
-            }
-            const double light = light_at(x, y, card);
-            for (const double channel : *surface) {
-                frame.samples.push_back(noise_of_sample.sample(light * channel));
-            }
+    const scene surroundings(camera.metamerism);
+    const chart_position position(camera.corners);
+    return take_picture(camera, [&](const point& pixel) {
+        const point place = position.to_chart(pixel);
+        color light = surroundings.at(place);
+        for (double& channel : light) {
+            channel *= camera.exposure * scene::light_at(place);
         }
-    }
-    return frame;
+        return light;
+    });
+}
+
+images::image_16 photograph_darkness(const simulated_camera& camera)
+{
+    return take_picture(camera, [](const point&) { return color{}; });
 }
 
 } // namespace kx::chart

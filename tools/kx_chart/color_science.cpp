@@ -1,5 +1,7 @@
 #include "color_science.h"
 
+#include <lcms2_plugin.h>
+
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
@@ -15,13 +17,6 @@ handle checked(handle created)
         throw std::runtime_error("Little CMS could not set up the colour conversion.");
     }
     return created;
-}
-
-// `type` is 4 for the curve from sRGB samples to linear light, -4 for its inverse.
-curve_handle build_srgb_curve(int type)
-{
-    const double parameters[] = {2.4, 1.0 / 1.055, 0.055 / 1.055, 1.0 / 12.92, 0.04045};
-    return checked(curve_handle(cmsBuildParametricToneCurve(nullptr, type, parameters)));
 }
 
 // sRGB's primaries and white point with a straight line for a curve.
@@ -45,6 +40,34 @@ color operator*(const color_matrix& matrix, const color& value)
         }
     }
     return product;
+}
+
+color_matrix operator*(const color_matrix& left, const color_matrix& right)
+{
+    color_matrix product{};
+    for (std::size_t row = 0; row < 3; ++row) {
+        for (std::size_t place = 0; place < 9; ++place) {
+            product[row][place % 3] += left[row][place / 3] * right[place / 3][place % 3];
+        }
+    }
+    return product;
+}
+
+std::optional<color_matrix> inverse(const color_matrix& matrix)
+{
+    cmsMAT3 original{};
+    cmsMAT3 inverted{};
+    for (std::size_t place = 0; place < 9; ++place) {
+        original.v[place / 3].n[place % 3] = matrix[place / 3][place % 3];
+    }
+    if (!_cmsMAT3inverse(&original, &inverted)) {
+        return std::nullopt;
+    }
+    color_matrix result{};
+    for (std::size_t place = 0; place < 9; ++place) {
+        result[place / 3][place % 3] = inverted.v[place / 3].n[place % 3];
+    }
+    return result;
 }
 
 lab_converter::lab_converter()
@@ -78,33 +101,19 @@ double ciede2000(const cmsCIELab& one, const cmsCIELab& other)
     return cmsCIE2000DeltaE(&one, &other, 1.0, 1.0, 1.0);
 }
 
-std::vector<float> srgb_decoding()
+color clip(const color& linear_srgb)
 {
-    const curve_handle curve = build_srgb_curve(4);
-    std::vector<float> table(256);
-    for (std::size_t sample = 0; sample < table.size(); ++sample) {
-        table[sample] = cmsEvalToneCurveFloat(curve.get(), static_cast<float>(sample) / 255.0F);
-    }
-    return table;
+    color clipped{};
+    std::ranges::transform(linear_srgb, clipped.begin(), [](double value) { return std::clamp(value, 0.0, 1.0); });
+    return clipped;
 }
 
-std::vector<float> linear_decoding()
+std::array<std::uint8_t, 3> encode_srgb(const color& linear_srgb)
 {
-    std::vector<float> table(65536);
-    for (std::size_t sample = 0; sample < table.size(); ++sample) {
-        table[sample] = static_cast<float>(sample) / 65535.0F;
-    }
-    return table;
-}
-
-srgb_encoder::srgb_encoder() : curve_(build_srgb_curve(-4)) {}
-
-std::array<std::uint8_t, 3> srgb_encoder::operator()(const color& linear) const
-{
+    static const auto curve = profile::tone_curve::named("srgb");
     std::array<std::uint8_t, 3> encoded{};
-    std::transform(linear.begin(), linear.end(), encoded.begin(), [this](double value) {
-        const float clipped = std::clamp(static_cast<float>(value), 0.0F, 1.0F);
-        return static_cast<std::uint8_t>(std::lround(255.0F * cmsEvalToneCurveFloat(curve_.get(), clipped)));
+    std::ranges::transform(linear_srgb, encoded.begin(), [](double value) {
+        return static_cast<std::uint8_t>(std::lround(255.0 * curve(value))); // which clips
     });
     return encoded;
 }

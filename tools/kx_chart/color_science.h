@@ -1,20 +1,20 @@
-// Colour arithmetic, all of it Little CMS: L*a*b* to and from linear sRGB, the sRGB curve, CIEDE2000.
+// Colour arithmetic: L*a*b* to and from linear sRGB and CIEDE2000, both by Little CMS; matrices.
 #pragma once
+
+#include "profile/camera_profile.h"
 
 #include <lcms2.h>
 
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <vector>
+#include <optional>
 
 namespace kx::chart {
 
 // Red, green, blue in linear light; 1 is full scale. Colours outside sRGB have values below 0 or above 1.
-using color = std::array<double, 3>;
-
-// Row by row; rows are output, columns input red, green, blue.
-using color_matrix = std::array<std::array<double, 3>, 3>;
+using color = profile::channel_values;
+using profile::color_matrix;
 
 // An object of Little CMS and the function that releases it.
 template <auto release>
@@ -26,14 +26,18 @@ using transform_handle = std::unique_ptr<void, releaser<cmsDeleteTransform>>;
 using curve_handle = std::unique_ptr<cmsToneCurve, releaser<cmsFreeToneCurve>>;
 
 color operator*(const color_matrix& matrix, const color& value);
+color_matrix operator*(const color_matrix& left, const color_matrix& right);
+
+// Nothing for a matrix that has none.
+std::optional<color_matrix> inverse(const color_matrix& matrix);
 
 // Between L*a*b* under D50 and linear sRGB, whose white is D65 (Bradford adaptation), without clipping.
 class lab_converter {
 public:
     lab_converter();
 
-    color to_linear_srgb(const cmsCIELab& lab) const;
-    cmsCIELab to_lab(const color& linear_srgb) const;
+    [[nodiscard]] color to_linear_srgb(const cmsCIELab& lab) const;
+    [[nodiscard]] cmsCIELab to_lab(const color& linear_srgb) const;
 
 private:
     transform_handle to_linear_srgb_;
@@ -42,21 +46,10 @@ private:
 
 double ciede2000(const cmsCIELab& one, const cmsCIELab& other);
 
-// Linear light for each 8-bit sRGB sample.
-std::vector<float> srgb_decoding();
+// The nearest colour that sRGB can hold: each channel clipped to 0..1.
+color clip(const color& linear_srgb);
 
-// Linear light for each linear 16-bit sample.
-std::vector<float> linear_decoding();
-
-// Linear light to 8-bit sRGB samples, clipped to 0..255.
-class srgb_encoder {
-public:
-    srgb_encoder();
-
-    std::array<std::uint8_t, 3> operator()(const color& linear) const;
-
-private:
-    curve_handle curve_;
-};
+// Linear light to 8-bit sRGB samples, clipped.
+std::array<std::uint8_t, 3> encode_srgb(const color& linear_srgb);
 
 } // namespace kx::chart

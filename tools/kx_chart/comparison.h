@@ -1,12 +1,13 @@
 // The picture of before and after.
 #pragma once
 
-#include "picture.h"
+#include "images/image_file.h"
 
 namespace kx::chart {
 
-// Left the camera's frame as it comes, only encoded for viewing; right the converted picture. Both reduced
-// to a quarter of their width and height, the mean of each block taken in linear light.
-images::image_8 before_and_after(const camera_picture& before, const srgb_picture& after);
+// Left the photograph as the camera delivers it, only encoded for viewing; right the converted picture, in sRGB. Both
+// reduced to at most 1024 columns, the mean of each block taken in linear light. Throws std::runtime_error when they
+// differ in size.
+images::image_8 before_and_after(const images::image_16& before, int bits, const images::image_8& after);
 
 } // namespace kx::chart

@@ -1,18 +1,24 @@
-// How far a picture of the chart is from the published colors.
+// How far the patches of a picture are from their reference colours.
 #pragma once
 
 #include "color_science.h"
-#include "picture.h"
+#include "measurement.h"
+#include "reference_chart.h"
 
 #include <array>
-#include <iosfwd>
+#include <string>
 
 namespace kx::chart {
 
+using patch_flags = std::array<bool, patch_count>;
+
 struct patch_judgement {
+    std::string name;
+    cmsCIELab reference;
     cmsCIELab measured;
-    double difference; // CIEDE2000 from the published color
-    bool outside_srgb; // no sRGB picture can hold the published color: it is clipped
+    double difference; // CIEDE2000 between the two
+    bool outside_srgb; // no sRGB picture can hold the reference colour: it is clipped
+    bool left_out;     // of mean and largest difference
 };
 
 struct judgement {
@@ -21,9 +27,6 @@ struct judgement {
     std::size_t largest; // the patch with the largest difference
 };
 
-judgement judge(const patch_colors& linear_srgb);
-
-// A table with a row for each patch, the mean and the largest difference.
-void print(std::ostream& out, const judgement& verdict);
+judgement judge(const patch_colors& linear_srgb, const reference_chart& reference, const patch_flags& left_out = {});
 
 } // namespace kx::chart

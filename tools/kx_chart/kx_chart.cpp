@@ -1,107 +1,171 @@
-// kx_chart: makes a camera's frame of a 24-patch color chart, calibrates from it and judges what the
-// conversion made of it.
-#include "calibration.h"
-#include "camera.h"
-#include "comparison.h"
-#include "judgement.h"
+// kx_chart: makes a camera's profile from a photograph of a 24-patch colour chart, and judges pictures of the chart.
+#include "commands.h"
 
 #include <CLI/CLI.hpp>
 
-#include <cstdio>
 #include <exception>
+#include <functional>
 #include <iostream>
-#include <limits>
+#include <map>
 #include <string>
+#include <vector>
 
 namespace {
 
 using namespace kx::chart;
 
-void make_frame(const std::string& file, const noise& sensor)
+// A subcommand's options, for as long as the command line is parsed.
+template <typename Command>
+struct parsed {
+    Command command;
+    std::vector<double> corners;
+    std::vector<double> black_level;
+    std::string tone_curve = "srgb";
+};
+
+void add_bits(CLI::App& app, int& bits)
 {
-    // Opened first: a file that cannot be written is refused before the work.
-    const auto writer = kx::images::create_image(file);
-    writer->write_page(photograph_chart(sensor));
-    writer->commit();
-    std::printf("%s: %d x %d pixels of 48 bits, linear; full well %.0f electrons, read noise %.1f electrons\n",
-                file.c_str(), frame_width, frame_height, sensor.full_well, sensor.read_noise);
+    app.add_option("--bits", bits, "What the camera delivers: 8 to 16 bits, samples from 0 to 2^N - 1")
+        ->type_name("N")
+        ->check(CLI::Range(8, 16).description(""))
+        ->required();
 }
 
-void calibrate(const std::string& frame, const std::string& matrix_file)
+void add_corners(CLI::App& app, std::vector<double>& corners)
 {
-    const lab_converter converter;
-    const patch_colors camera = measure_patches(read_camera_picture(frame));
-    patch_colors targets{};
-    for (std::size_t index = 0; index < patch_count; ++index) {
-        targets[index] = converter.to_linear_srgb(reference_patches[index].published);
-    }
-    const color_matrix matrix = fit_matrix(camera, targets);
-    write_matrix(matrix_file, matrix);
-    std::printf("%s: camera RGB to linear sRGB, the least-squares fit over the frame's 24 patches\n",
-                matrix_file.c_str());
-    for (const auto& row : matrix) {
-        std::printf("  %9.4f %9.4f %9.4f\n", row[0], row[1], row[2]);
-    }
+    app.add_option("--corners", corners,
+                   "The centres of the corner patches in pixels, once around the chart:\n"
+                   "dark skin, bluish green, black, white")
+        ->type_name("X,Y X,Y X,Y X,Y")
+        ->delimiter(',')
+        ->expected(8)
+        ->required();
 }
 
-int judge_picture(const std::string& file, double max_mean)
+chart_corners to_corners(const std::vector<double>& numbers)
 {
-    const judgement verdict = judge(measure_patches(read_srgb_picture(file)));
-    print(std::cout, verdict);
-    if (!(verdict.mean < max_mean)) {
-        std::cerr << "kx_chart: the mean CIEDE2000 is not below " << max_mean << ".\n";
-        return 1;
+    chart_corners corners{};
+    for (std::size_t corner = 0; corner < corners.size(); ++corner) {
+        corners.at(corner) = {numbers.at(2 * corner), numbers.at(2 * corner + 1)};
     }
-    return 0;
+    return corners;
+}
+
+void add_reference(CLI::App& app, std::filesystem::path& reference)
+{
+    app.add_option("--reference", reference,
+                   "Other published colours than the chart's own: a text file with\n"
+                   "24 lines of name, L*, a*, b* (D50), row by row")
+        ->type_name("FILE");
+}
+
+void add_calibrate(CLI::App& app)
+{
+    const std::map<std::string, matrix_fit> fits{{"white-preserving", matrix_fit::white_preserving},
+                                                 {"least-squares", matrix_fit::least_squares}};
+    CLI::App* const sub = app.add_subcommand("calibrate", "Make a camera's profile from a photograph of the chart");
+    const auto options = std::make_shared<parsed<calibrate_command>>();
+    calibrate_command& command = options->command;
+    sub->add_option("PHOTOGRAPH", command.photograph, "16-bit RGB, TIFF or PNG, linear, as the camera delivers it")
+        ->required();
+    sub->add_option("PROFILE", command.profile, "Profile to write, JSON")->required();
+    add_corners(*sub, options->corners);
+    add_bits(*sub, command.options.bits);
+    CLI::Option* const dark =
+        sub->add_option("--dark", command.dark_frame, "A picture taken without light, to find the black level")
+            ->type_name("FILE");
+    sub->add_option("--black-level", options->black_level, "The black level of red, green and blue (default 0)")
+        ->type_name("R G B")
+        ->expected(3)
+        ->excludes(dark);
+    sub->add_option("--saturation", command.options.saturation,
+                    "Samples from here on are over-exposed; by default the largest, 2^bits - 1")
+        ->type_name("N")
+        ->check(CLI::Range(1, 65535).description(""));
+    sub->add_option("--fit", command.options.fit,
+                    "white-preserving (default): greys stay grey, whatever that costs elsewhere;\n"
+                    "least-squares: the smallest error over all patches")
+        ->type_name("NAME")
+        ->transform(CLI::CheckedTransformer(fits).description(""));
+    add_reference(*sub, command.reference);
+    sub->add_option("--report", command.report, "Picture to draw: each patch measured beside published")
+        ->type_name("FILE");
+    sub->add_option("--tone-curve", options->tone_curve,
+                    "The profile's curve: linear, srgb (default), rec709, gamma:G, inverse:...")
+        ->type_name("NAME");
+    sub->add_option("--depth", command.options.output_depth, "The profile's output depth: 8 (default) or 16")
+        ->type_name("BITS")
+        ->check(CLI::IsMember({8, 16}).description(""));
+    sub->add_option("--description", command.options.description, "The profile's description")->type_name("TEXT");
+    sub->callback([options] {
+        calibrate_command wanted = options->command;
+        wanted.corners = to_corners(options->corners);
+        wanted.options.tone_curve = kx::profile::tone_curve::named(options->tone_curve);
+        std::ranges::copy(options->black_level, wanted.options.black_level.begin());
+        run(wanted);
+    });
+}
+
+void add_judge(CLI::App& app)
+{
+    CLI::App* const sub =
+        app.add_subcommand("judge", "Compare a converted picture of the chart with published colours");
+    const auto options = std::make_shared<parsed<judge_command>>();
+    sub->add_option("PICTURE", options->command.picture, "8-bit sRGB PNG")->required();
+    add_corners(*sub, options->corners);
+    add_reference(*sub, options->command.reference);
+    sub->add_option("--max-mean", options->command.max_mean, "Fail unless the mean CIEDE2000 is below this")
+        ->type_name("DIFFERENCE")
+        ->check(CLI::PositiveNumber.description(""));
+    sub->callback([options] {
+        options->command.corners = to_corners(options->corners);
+        run(options->command);
+    });
+}
+
+void add_compare(CLI::App& app)
+{
+    CLI::App* const sub = app.add_subcommand("compare", "Draw a photograph and its conversion side by side");
+    const auto command = std::make_shared<compare_command>();
+    sub->add_option("PHOTOGRAPH", command->photograph, "As for calibrate")->required();
+    sub->add_option("PICTURE", command->picture, "The converted 8-bit sRGB PNG")->required();
+    sub->add_option("OUTPUT", command->output, "PNG to write")->required();
+    add_bits(*sub, command->bits);
+    sub->callback([command] { run(*command); });
+}
+
+void add_frame(CLI::App& app)
+{
+    CLI::App* const sub = app.add_subcommand("frame", "Let a simulated 12-bit camera photograph the chart");
+    const auto command = std::make_shared<frame_command>();
+    sub->add_option("OUTPUT", command->output, "TIFF to write")->required();
+    sub->add_flag("--dark", command->dark, "With the lid on");
+    sub->add_option("--exposure", command->camera.exposure, "The share of full scale that a perfect white reaches")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    sub->add_option("--full-well", command->camera.full_well, "Electrons at full scale")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    sub->add_option("--read-noise", command->camera.read_noise, "Standard deviation in electrons")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    sub->add_option("--metamerism", command->camera.metamerism, "Deviation of its view of a paint from the eye's")
+        ->check(CLI::Range(0.0, 0.2))
+        ->capture_default_str();
+    sub->add_option("--seed", command->camera.seed, "Start of the noise's random numbers")->capture_default_str();
+    sub->callback([command] { run(*command); });
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    CLI::App app("A 24-patch color chart: a simulated camera's frame of it, calibration and judgement");
+    CLI::App app("Camera profiles from photographs of a 24-patch colour chart", "kx_chart");
     app.require_subcommand(1);
-    int status = 0;
-    std::string frame;
-    std::string picture;
-    std::string output;
-
-    CLI::App* frame_command = app.add_subcommand("frame", "Make a camera's frame of the chart (48-bit TIFF, linear)");
-    noise sensor;
-    frame_command->add_option("OUTPUT", output, "TIFF to write")->required();
-    frame_command->add_option("--full-well", sensor.full_well, "Electrons at full scale")
-        ->check(CLI::PositiveNumber)
-        ->capture_default_str();
-    frame_command->add_option("--read-noise", sensor.read_noise, "Standard deviation in electrons")
-        ->check(CLI::NonNegativeNumber)
-        ->capture_default_str();
-    frame_command->add_option("--seed", sensor.seed, "Start of the noise's random numbers")->capture_default_str();
-    frame_command->callback([&] { make_frame(output, sensor); });
-
-    CLI::App* calibrate_command =
-        app.add_subcommand("calibrate", "Fit the matrix from camera RGB to linear sRGB to a frame of the chart");
-    calibrate_command->add_option("FRAME", frame, "The camera's frame")->required();
-    calibrate_command->add_option("MATRIX", output, "Text file to write, nine numbers")->required();
-    calibrate_command->callback([&] { calibrate(frame, output); });
-
-    CLI::App* judge_command =
-        app.add_subcommand("judge", "Compare a converted picture's patches with their published colors");
-    double max_mean = std::numeric_limits<double>::infinity();
-    judge_command->add_option("PICTURE", picture, "8-bit sRGB PNG")->required();
-    judge_command->add_option("--max-mean", max_mean, "Fail unless the mean CIEDE2000 is below this")
-        ->check(CLI::PositiveNumber);
-    judge_command->callback([&] { status = judge_picture(picture, max_mean); });
-
-    CLI::App* compare_command = app.add_subcommand("compare", "Draw a frame and its conversion side by side");
-    compare_command->add_option("FRAME", frame, "The camera's frame")->required();
-    compare_command->add_option("PICTURE", picture, "The converted 8-bit sRGB PNG")->required();
-    compare_command->add_option("OUTPUT", output, "PNG to write")->required();
-    compare_command->callback([&] {
-        const camera_picture before = read_camera_picture(frame);
-        write_picture(output, before_and_after(before, read_srgb_picture(picture)));
-        std::printf("%s: left the camera's frame as it comes, right the conversion\n", output.c_str());
-    });
-
+    add_calibrate(app);
+    add_judge(app);
+    add_compare(app);
+    add_frame(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -110,5 +174,5 @@ int main(int argc, char** argv)
         std::cerr << "kx_chart: " << error.what() << '\n';
         return 1;
     }
-    return status;
+    return 0;
 }

@@ -1,42 +1,33 @@
-// The 24-patch colour chart: its published colours, and where its patches lie in the demo's picture.
+// The 24-patch colour chart: six columns, four rows, the grey patches in the last row.
 #pragma once
 
 #include <lcms2.h>
 
 #include <array>
 #include <cstddef>
+#include <filesystem>
+#include <string>
 
 namespace kx::chart {
 
-struct rectangle {
-    int left;
-    int top;
-    int width;
-    int height;
-
-    bool contains(int x, int y) const { return x >= left && x < left + width && y >= top && y < top + height; }
-};
-
 struct patch {
-    const char* name;
+    std::string name;
     cmsCIELab published; // L*a*b* under D50
 };
 
 inline constexpr std::size_t patch_columns = 6;
 inline constexpr std::size_t patch_rows = 4;
 inline constexpr std::size_t patch_count = patch_columns * patch_rows;
+inline constexpr std::size_t first_neutral = patch_count - patch_columns;
 
 // Row by row, from dark skin at the top left to black at the bottom right.
-extern const std::array<patch, patch_count> reference_patches;
+using reference_chart = std::array<patch, patch_count>;
 
-// 12 megapixels; the card with the patches lies in the middle.
-inline constexpr int frame_width = 4096;
-inline constexpr int frame_height = 3000;
+// The values published for this chart.
+const reference_chart& published_reference();
 
-rectangle card_area();
-rectangle patch_area(std::size_t index);
-
-// The part of a patch that is measured: its inner half, away from the edges.
-rectangle measured_area(std::size_t index);
+// Other values, from a text file: for each patch a line with its name, which may contain blanks, L*, a* and b*; #
+// begins a comment. Throws std::runtime_error with file and line.
+reference_chart read_reference(const std::filesystem::path& file);
 
 } // namespace kx::chart

@@ -1,0 +1,115 @@
+#include "measurement.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace kx::chart {
+
+namespace {
+
+// Half the edge of what is measured, in units of the distance between patches; half a patch is some 0.45 of it.
+constexpr double half_edge = 0.22;
+constexpr int fewest_pixels = 16;
+
+// The pixels that a patch's middle may cover: columns and rows, the last ones included.
+struct pixel_range {
+    int left, top, right, bottom;
+};
+
+std::string name_of(std::size_t index)
+{
+    return published_reference().at(index).name;
+}
+
+pixel_range range_of(std::size_t index, const chart_position& position, std::uint32_t width, std::uint32_t height)
+{
+    const auto column = static_cast<double>(index % patch_columns);
+    const auto row = static_cast<double>(index / patch_columns);
+    std::vector<double> x;
+    std::vector<double> y;
+    for (const point& corner : {point{-1, -1}, {1, -1}, {1, 1}, {-1, 1}}) {
+        const point place = position.to_picture({column + half_edge * corner.x, row + half_edge * corner.y});
+        x.push_back(place.x);
+        y.push_back(place.y);
+    }
+    const auto [left, right] = std::ranges::minmax(x);
+    const auto [top, bottom] = std::ranges::minmax(y);
+    if (!(left >= 0.0 && top >= 0.0 && right <= width - 1.0 && bottom <= height - 1.0)) {
+        throw std::runtime_error("the patch '" + name_of(index) + "' lies beyond the picture's " + std::to_string(width)
+                                 + " x " + std::to_string(height) + " pixels: are the corners right?");
+    }
+    return {static_cast<int>(std::ceil(left)), static_cast<int>(std::ceil(top)), static_cast<int>(right),
+            static_cast<int>(bottom)};
+}
+
+template <typename Sample>
+patch_measurement measure_patch(std::size_t index, const images::image<Sample>& picture, const chart_position& position,
+                                const std::vector<double>& values, Sample saturation)
+{
+    const auto column = static_cast<double>(index % patch_columns);
+    const auto row = static_cast<double>(index / patch_columns);
+    const pixel_range range = range_of(index, position, picture.width, picture.height);
+    patch_measurement measured;
+    int count = 0;
+    int saturated = 0;
+    for (int y = range.top; y <= range.bottom; ++y) {
+        for (int x = range.left; x <= range.right; ++x) {
+            const point place = position.to_chart({static_cast<double>(x), static_cast<double>(y)});
+            if (std::abs(place.x - column) > half_edge || std::abs(place.y - row) > half_edge) {
+                continue;
+            }
+            const std::size_t pixel = static_cast<std::size_t>(y) * picture.width + static_cast<std::size_t>(x);
+            bool is_saturated = false;
+            for (std::size_t channel = 0; channel < 3; ++channel) {
+                const Sample sample = picture.samples[sample_index(picture, pixel, channel)];
+                measured.mean[channel] += values[sample];
+                is_saturated = is_saturated || sample >= saturation;
+            }
+            saturated += is_saturated ? 1 : 0;
+            ++count;
+        }
+    }
+    if (count < fewest_pixels) {
+        throw std::runtime_error("the patch '" + name_of(index) + "' has only " + std::to_string(count)
+                                 + " pixels to be measured");
+    }
+    for (double& channel : measured.mean) {
+        channel /= count;
+    }
+    measured.saturated_share = static_cast<double>(saturated) / count;
+    return measured;
+}
+
+} // namespace
+
+std::array<patch_measurement, patch_count> measure_patches(const images::image_16& photograph,
+                                                           const chart_position& position, std::uint16_t saturation)
+{
+    std::vector<double> values(65536);
+    std::iota(values.begin(), values.end(), 0.0);
+    std::array<patch_measurement, patch_count> measured{};
+    for (std::size_t index = 0; index < patch_count; ++index) {
+        measured[index] = measure_patch(index, photograph, position, values, saturation);
+    }
+    return measured;
+}
+
+patch_colors measure_patches(const images::image_8& picture, const chart_position& position)
+{
+    const auto decode = profile::tone_curve::named("inverse:srgb");
+    std::vector<double> values(256);
+    for (std::size_t sample = 0; sample < values.size(); ++sample) {
+        values[sample] = decode(static_cast<double>(sample) / 255.0);
+    }
+    patch_colors measured{};
+    for (std::size_t index = 0; index < patch_count; ++index) {
+        measured[index] = measure_patch<std::uint8_t>(index, picture, position, values, 255).mean;
+    }
+    return measured;
+}
+
+} // namespace kx::chart
