@@ -18,8 +18,9 @@ else()
     $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
     -fvisibility=hidden)
   if(MINGW)
-    # Nothing to ship beside libraries and programs: the compiler's own runtime goes into each.
-    target_link_options(kx_options INTERFACE -static)
+    # Nothing to ship beside libraries and programs: the compiler's own runtime goes into each. And two builds are the
+    # same, whatever the time.
+    target_link_options(kx_options INTERFACE -static -Wl,--no-insert-timestamp)
   endif()
   if(KX_SANITIZERS)
     target_compile_options(kx_options INTERFACE
