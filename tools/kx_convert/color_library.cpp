@@ -11,6 +11,8 @@ namespace kx::convert {
 
 namespace {
 
+constexpr per_channel<const char*> level_names{"scalar", "sse", "avx2"};
+
 enum class module_state { missing, refuses, ready };
 
 // Whether this process has loaded the vector module and whether the module accepts this machine. A module
@@ -94,9 +96,14 @@ void color_processor::transform(const images::image_16& input, images::image_8& 
     run(input, output);
 }
 
+bool color_processor::misses_requested_module() const
+{
+    return plan_.vector_level.value_or(KX_COLOR_VECTOR_LEVEL_SCALAR) != KX_COLOR_VECTOR_LEVEL_SCALAR
+           && state_of(level_names.at(static_cast<std::size_t>(*plan_.vector_level))) == module_state::missing;
+}
+
 std::string color_processor::vector_level_text() const
 {
-    const per_channel<const char*> level_names{"scalar", "sse", "avx2"};
     const std::int32_t highest = plan_.vector_level.value_or(KX_COLOR_VECTOR_LEVEL_AVX2);
     std::string text = plan_.vector_level ? level_names.at(static_cast<std::size_t>(highest)) : "auto";
     // The library falls back from a module that it cannot use to the next.

@@ -25,6 +25,9 @@ public:
     // The seconds that the library's transform calls took so far.
     [[nodiscard]] double seconds() const { return seconds_; }
 
+    // Whether the module of the vector level that was asked for by name is not there.
+    [[nodiscard]] bool misses_requested_module() const;
+
     // What can be known about the path that the transforms take: the library itself does not tell.
     [[nodiscard]] std::string vector_level_text() const;
 

@@ -33,11 +33,25 @@ struct given {
     Value value;
 };
 
-struct settings {
-    std::filesystem::path input;
-    std::filesystem::path output;
+// Pages counted from 1, both included.
+struct page_range {
+    std::uint32_t first;
+    std::uint32_t last; // or open_end
+};
 
-    std::vector<matrix> matrices; // in the order in which they are appended
+inline constexpr std::uint32_t open_end = 0xFFFFFFFF;
+
+struct settings {
+    std::vector<std::filesystem::path> inputs; // files and folders
+    std::filesystem::path output;
+    bool output_is_folder = false;                  // it need not exist
+    std::optional<images::file_type> output_format; // by default the output's or else the input's suffix decides
+    std::vector<page_range> pages;                  // none: all
+    bool overwrite = true;
+    bool stop_at_error = false;
+
+    std::optional<int> input_bits; // delivered by the camera
+    std::vector<matrix> matrices;  // in the order in which they are appended
     per_channel<std::optional<given<std::string>>> input_tables;
     per_channel<std::optional<given<std::string>>> output_tables;
     std::optional<int> input_table_bits;
@@ -50,10 +64,12 @@ struct settings {
     bool planar = false;
     std::optional<images::compression> tiff_compression;
     std::optional<int> level; // of compression
+    bool big_tiff = false;
 
     unsigned threads = 1;
     std::optional<std::int32_t> vector_level; // none: the library chooses
     bool info = false;
+    bool quiet = false;
 };
 
 // An option that cannot be followed: the option (or the file it names) and why.

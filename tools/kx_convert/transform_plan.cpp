@@ -3,6 +3,7 @@
 #include "lookup_table.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace kx::convert {
 
@@ -28,31 +29,18 @@ std::string sample_limit(const settings& wanted, int distance)
            + "-bit output";
 }
 
+bool any(const per_channel<std::optional<given<std::string>>>& tables)
+{
+    return std::ranges::any_of(tables, [](const auto& table) { return table.has_value(); });
+}
+
 void check_combination(const settings& wanted)
 {
-    const auto any = [](const auto& tables) {
-        return std::ranges::any_of(tables, [](const auto& table) { return table.has_value(); });
-    };
     if (wanted.input_table_bits && !any(wanted.input_tables)) {
         throw option_error("--input-lut-bits", "there is no input LUT; give --input-lut or a channel's own");
     }
     if (wanted.output_table_bits && !any(wanted.output_tables)) {
         throw option_error("--output-lut-bits", "there is no output LUT; give --output-lut or a channel's own");
-    }
-    if (images::type_from_suffix(wanted.output) == images::file_type::png) {
-        if (wanted.channels == 4) {
-            throw option_error("--channels", "PNG would take the fourth sample, 0, for its alpha and show nothing: "
-                                             "write a TIFF, or three channels");
-        }
-        if (wanted.planar) {
-            throw option_error("--planar", "PNG has no separate planes: write a TIFF");
-        }
-        if (wanted.tiff_compression) {
-            throw option_error("--compression", "is for TIFF; PNG has its own");
-        }
-    } else if (wanted.level
-               && wanted.tiff_compression.value_or(images::compression::none) == images::compression::none) {
-        throw option_error("--level", "there is nothing to compress: give --compression, or write a PNG");
     }
 }
 
@@ -76,30 +64,60 @@ clamp_range clamp_for(const settings& wanted, std::size_t channel, std::int32_t 
     return range;
 }
 
+// All channels scaled by 2^bits, which loses nothing.
+matrix scale(int bits)
+{
+    const float factor = std::ldexp(1.0F, bits);
+    return {factor, 0, 0, 0, factor, 0, 0, 0, factor};
+}
+
+// The bits of samples, by how they come about. What the camera delivers stands at the low end of 16 bits.
+struct signal_bits {
+    int input_table; // index
+    int matrix;      // input LUTs deliver 16 bits
+    int result;      // of the matrix, once scaled: what indexes an output LUT
+
+    explicit signal_bits(const settings& wanted)
+        : input_table(wanted.input_table_bits.value_or(wanted.input_bits.value_or(16))),
+          matrix(any(wanted.input_tables) ? 16 : wanted.input_bits.value_or(16)),
+          result(any(wanted.output_tables) ? wanted.output_table_bits.value_or(wanted.input_bits ? matrix : 16)
+                                           : matrix)
+    {
+    }
+};
+
 } // namespace
 
 transform_plan make_plan(const settings& wanted)
 {
     check_combination(wanted);
+    const signal_bits bits(wanted);
     const std::uint32_t sample_maximum = wanted.depth == 8 ? 0xFF : full_scale_16;
     transform_plan plan{};
     plan.matrices = wanted.matrices;
+    if (wanted.input_bits && bits.result != bits.matrix) {
+        plan.matrices.insert(plan.matrices.begin(), scale(bits.result - bits.matrix));
+    }
     plan.channels = wanted.channels;
     plan.vector_level = wanted.vector_level;
-    plan.input_table_bits = wanted.input_table_bits.value_or(16);
-    plan.output_table_bits = wanted.output_table_bits.value_or(16);
+    plan.input_table_bits = bits.input_table;
+    plan.output_table_bits = any(wanted.output_tables) ? bits.result : 16;
 
     for (std::size_t channel = 0; channel < channel_names.size(); ++channel) {
         if (const auto& source = wanted.input_tables[channel]) {
             plan.input_tables[channel] = make_lookup_table(*source, plan.input_table_bits, full_scale_16);
+        } else if (wanted.input_bits && any(wanted.input_tables)) { // as bright as the others
+            plan.input_tables[channel] =
+                make_lookup_table({"--input-bits", "linear"}, plan.input_table_bits, full_scale_16);
         }
         auto& output_table = plan.output_tables[channel];
         const auto& output_source = wanted.output_tables[channel];
         if (output_source) {
             output_table = make_lookup_table(*output_source, plan.output_table_bits, sample_maximum);
         }
-        // Without a table that delivers 8-bit samples, their high byte is what there is to see.
-        const std::int32_t default_shift = wanted.depth == 8 && output_table.empty() ? -8 : 0;
+        // Without a table that delivers the output's samples, their high bits are what there is to see.
+        const int result_bits = wanted.input_bits ? bits.result : 16;
+        const std::int32_t default_shift = output_table.empty() ? static_cast<int>(wanted.depth) - result_bits : 0;
         const auto& shift = wanted.shifts[channel];
         plan.shifts[channel] = shift ? shift->value : default_shift;
         plan.clamps[channel] = clamp_for(wanted, channel, plan.shifts[channel], output_table.size(), sample_maximum);
@@ -110,6 +128,13 @@ transform_plan make_plan(const settings& wanted)
             }
         }
     }
+
+    plan.changes_colors = !wanted.matrices.empty() || any(wanted.input_tables) || any(wanted.output_tables);
+    plan.output_is_srgb =
+        std::ranges::all_of(wanted.output_tables, [](const auto& table) { return table && table->value == "srgb"; });
+    const bool keeps_range = std::ranges::all_of(
+        plan.clamps, [](const clamp_range& range) { return range.minimum == 0 && range.maximum == full_scale_16; });
+    plan.keeps_samples = !plan.changes_colors && wanted.depth == 16 && keeps_range && plan.shifts == per_channel<int>{};
     return plan;
 }
 
