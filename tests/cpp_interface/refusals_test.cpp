@@ -114,7 +114,10 @@ TEST_F(refusals_test, images_that_overlap)
     EXPECT_THROW(processor.transform(wide.rectangle(4, 0, 5, 4), wide.rectangle(0, 0, 5, 4)), std::invalid_argument);
     EXPECT_THROW(
         processor.transform(wide.rectangle(17, 0, 3, 3), kc::image_view(memory.data() + 55, bgr, 3, 3, 3, 120)),
-        std::invalid_argument);                                // which begins a row's end and ends in the next row
+        std::invalid_argument); // which begins a row's end and ends in the next row
+    EXPECT_THROW(processor.transform(kc::image_view(memory.data(), bgr, 5, 4, 3, 60),
+                                     kc::image_view(memory.data() + 15, bgr, 5, 4, 3, 90)), // apart at first
+                 std::invalid_argument);
     const auto with_shifted_planes = [&](std::size_t offset) { // the second plane's rows begin amid the first's
         return kc::image_view(memory.data() + offset, planar, 5, 4, 3, 20, 90);
     };
