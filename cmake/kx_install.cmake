@@ -31,6 +31,7 @@ endif()
 set(root ${PROJECT_SOURCE_DIR})
 install(FILES ${root}/packaging/README.md ${root}/CHANGELOG.md ${root}/THIRD_PARTY.md
   DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT library)
-install(FILES ${root}/docs/host_guide.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+install(DIRECTORY ${root}/docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
+  FILES_MATCHING REGEX "/(host_guide|profiles|benchmarks)\\.[a-z]+$")
 install(DIRECTORY ${root}/examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
   FILES_MATCHING PATTERN "*.c" PATTERN "*.cpp")

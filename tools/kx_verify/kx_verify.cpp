@@ -7,6 +7,7 @@
 
 #include "platform/processor_identification.h"
 
+#include <algorithm>
 #include <cstring>
 #include <ctime>
 #include <iomanip>
