@@ -9,14 +9,17 @@
 namespace kx::vector {
 
 struct avx2_vectors {
-    static constexpr std::ptrdiff_t lane_count = 2;
     static constexpr std::ptrdiff_t pixel_count = 16; // 16-bit samples in a register
 
     using words = __m256i;
     using floats = __m256;
     using shift_count = __m128i;
 
-    // Registers from and to memory, one piece for each 128-bit lane, `step` bytes apart.
+    // Registers from and to memory.
+    static words load(const void* from) { return _mm256_loadu_si256(static_cast<const __m256i*>(from)); }
+    static void store(void* to, words value) { _mm256_storeu_si256(static_cast<__m256i*>(to), value); }
+
+    // The same, one piece for each 128-bit lane, `step` bytes apart.
     static words load_lanes(const void* from, std::ptrdiff_t step)
     {
         const char* const address = static_cast<const char*>(from);

@@ -2,6 +2,8 @@
 // consecutive pixels, and everything stays within its lane.
 #pragma once
 
+#include "constants.h"
+
 #include "companion_interfaces/transform_parameters.h"
 
 #include <emmintrin.h>
@@ -56,6 +58,34 @@ planes<sample> planes_of(sample* buffer, pixel_format layout, std::ptrdiff_t pix
         return {buffer, buffer + pixel_count, buffer + 2 * pixel_count, buffer + 3 * pixel_count};
     }
 }
+
+// Calls the function with the layout as a constant.
+template <typename function>
+decltype(auto) with_layout(pixel_format layout, function call)
+{
+    return with_constant<pixel_format::interleaved_bgr, pixel_format::interleaved_rgb, pixel_format::planar_bgr>(layout,
+                                                                                                                 call);
+}
+
+// From one pixel to the next, in samples.
+constexpr std::ptrdiff_t step_of(pixel_format layout, bool fourth_sample)
+{
+    if (layout != pixel_format::interleaved_bgr && layout != pixel_format::interleaved_rgb) {
+        return 1;
+    }
+    return fourth_sample ? 4 : 3;
+}
+
+template <typename sample>
+planes<sample> advanced(const planes<sample>& from, std::ptrdiff_t samples)
+{
+    return {from.blue + samples, from.green + samples, from.red + samples, from.fourth + samples};
+}
+
+// How far ahead of its use the input is asked for. The processor's own prefetching stops at page ends, of which one
+// stream of interleaved pixels has three times as many as each of three planes. A prefetch beyond the image's end
+// reads nothing.
+inline constexpr std::ptrdiff_t prefetched_bytes = 3072;
 
 // Eight interleaved pixels of three words fill three lanes, a, b and c. A channel's words stand at places of
 // their own in each: word j of channel k is word 3j + k of the 24 and stands at place (3j + k) mod 8. So two
@@ -136,11 +166,6 @@ public:
 
 private:
     static constexpr std::ptrdiff_t lane_bytes = 3 * lane_pixels * 2;
-
-    // How far ahead of its use the input is asked for. The processor's own prefetching stops at page ends, of which one
-    // stream of interleaved pixels has three times as many as each of three planes. A prefetch beyond the image's end
-    // reads nothing.
-    static constexpr std::ptrdiff_t prefetched_bytes = 3072;
 
     // Each channel's words collected in one register, still at their places.
     static three load_places(const std::uint16_t* from)

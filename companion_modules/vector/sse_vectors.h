@@ -9,14 +9,17 @@
 namespace kx::vector {
 
 struct sse_vectors {
-    static constexpr std::ptrdiff_t lane_count = 1;
     static constexpr std::ptrdiff_t pixel_count = 8; // 16-bit samples in a register
 
     using words = __m128i;
     using floats = __m128;
     using shift_count = __m128i;
 
-    // Registers from and to memory, one piece for each 128-bit lane, `step` bytes apart.
+    // Registers from and to memory.
+    static words load(const void* from) { return _mm_loadu_si128(static_cast<const __m128i*>(from)); }
+    static void store(void* to, words value) { _mm_storeu_si128(static_cast<__m128i*>(to), value); }
+
+    // The same, one piece for each 128-bit lane, `step` bytes apart.
     static words load_lanes(const void* from, std::ptrdiff_t /*step*/)
     {
         return _mm_loadu_si128(static_cast<const __m128i*>(from));
