@@ -31,11 +31,11 @@ else()
 endif()
 
 # Makes `target` a shared library named korvex_kvi_NAME.so or .dll. Hosts load it by its bare name or, when it is
-# LINKED, link it: on Windows that takes an import library.
+# LINKED, link it: on Windows that takes an import library. Unless it is UNINSTALLED, it ships.
 # EXPORTS names a version script: whatever it does not list stays hidden, also the templates of the standard
 # library that hidden visibility alone would let through and that can pin the library in memory.
 function(kx_shared_library target)
-  cmake_parse_arguments(PARSE_ARGV 1 ARG "LINKED" "EXPORTS" "SOURCES")
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "LINKED;UNINSTALLED" "EXPORTS" "SOURCES")
   if(WIN32 AND NOT ARG_LINKED)
     add_library(${target} MODULE ${ARG_SOURCES})
   else()
@@ -46,7 +46,7 @@ function(kx_shared_library target)
   if(UNIX)
     # The companion modules lie beside the library; RUNPATH lets LD_LIBRARY_PATH put others in front.
     set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN")
-    set(script ${CMAKE_CURRENT_SOURCE_DIR}/${ARG_EXPORTS})
+    cmake_path(ABSOLUTE_PATH ARG_EXPORTS BASE_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR} OUTPUT_VARIABLE script)
     set_target_properties(${target} PROPERTIES LINK_DEPENDS ${script})
     target_link_options(${target} PRIVATE
       -Wl,--enable-new-dtags -Wl,--version-script=${script}
@@ -61,6 +61,9 @@ function(kx_shared_library target)
     # What Windows shows as the file's properties.
     configure_file(${PROJECT_SOURCE_DIR}/cmake/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc @ONLY)
     target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+  endif()
+  if(ARG_UNINSTALLED)
+    return()
   endif()
   install(TARGETS ${target}
     LIBRARY DESTINATION ${KX_LIBRARY_FOLDER} RUNTIME DESTINATION bin ARCHIVE DESTINATION ${KX_LIBRARY_FOLDER})
