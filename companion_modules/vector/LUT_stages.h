@@ -17,6 +17,7 @@
 #include <utility>
 
 namespace kx::vector {
+namespace {
 
 // Pixels of a block: the buffers of all stages together fit the first-level cache.
 inline constexpr std::ptrdiff_t block_pixels = 512;
@@ -249,4 +250,5 @@ void convert_with_LUTs(const LUT_conversion<sample>& call, const table_set<std::
     convert_blocks<vectors>(call, input_LUTs, unbounded, output_LUTs);
 }
 
+} // namespace
 } // namespace kx::vector

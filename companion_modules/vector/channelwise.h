@@ -14,6 +14,7 @@
 #include <cstdint>
 
 namespace kx::vector {
+namespace {
 
 // Zeros of either sign off the diagonal add zeros to the sums, which change at most the sign of a zero: the
 // rounded sum is that of the channel's own product, be it NaN or infinite.
@@ -88,4 +89,5 @@ bool convert_channelwise(const LUT_conversion<sample>& call, const float* matrix
     return true;
 }
 
+} // namespace
 } // namespace kx::vector

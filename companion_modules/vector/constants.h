@@ -4,6 +4,7 @@
 #include <type_traits>
 
 namespace kx::vector {
+namespace {
 
 // Calls the function with a constant (std::integral_constant) in place of the value: the one of `first` and `others`
 // that it equals, or the last of them.
@@ -19,4 +20,5 @@ decltype(auto) with_constant(decltype(first) value, function call)
     }
 }
 
+} // namespace
 } // namespace kx::vector

@@ -12,6 +12,7 @@
 #include <cstdint>
 
 namespace kx::vector {
+namespace {
 
 // What happens to one channel's sums.
 struct channel_settings {
@@ -98,10 +99,10 @@ public:
     }
 
     // The rounded sums, within 0..65535: below and beyond saturates, as the clamp would.
-    template <pixel_format layout>
+    template <pixel_format layout, pixel_order order>
     [[nodiscard]] pixels<vectors> load(planes<const std::uint16_t> from, std::ptrdiff_t i) const
     {
-        const widened_pixels<vectors> value = load_widened_pixels<vectors, layout>(from, i);
+        const widened_pixels<vectors> value = load_widened_pixels<vectors, layout, order>(from, i);
         const floats lower_blue = vectors::to_float(value.blue.lower);
         const floats upper_blue = vectors::to_float(value.blue.upper);
         const floats lower_green = vectors::to_float(value.green.lower);
@@ -134,10 +135,10 @@ private:
 template <typename vectors>
 struct no_product {
     explicit no_product(const float* /*matrix*/) {}
-    template <pixel_format layout>
+    template <pixel_format layout, pixel_order order>
     [[nodiscard]] pixels<vectors> load(planes<const std::uint16_t> from, std::ptrdiff_t i) const
     {
-        return load_pixels<vectors, layout>(from, i);
+        return load_pixels<vectors, layout, order>(from, i);
     }
 };
 
@@ -159,20 +160,33 @@ KX_INLINE_CALLS void convert_loop(planes<const std::uint16_t> from, planes<sampl
     const channel_finish<vectors, clamp, shift> finish_blue(settings.blue);
     const channel_finish<vectors, clamp, shift> finish_green(settings.green);
     const channel_finish<vectors, clamp, shift> finish_red(settings.red);
+    constexpr pixel_order order = order_of<output_layout, fourth_sample, sample>();
     for (std::ptrdiff_t i = 0; i < count; i += vectors::pixel_count) {
-        const pixels<vectors> sums = product.template load<input_layout>(from, i);
+        const pixels<vectors> sums = product.template load<input_layout, order>(from, i);
         store_pixels<vectors, output_layout, fourth_sample>(
             to, i, {finish_blue(sums.blue), finish_green(sums.green), finish_red(sums.red)});
     }
 }
 
+// Accesses memory lane by lane even where the lanes are neighbours, which is faster where nothing is computed.
+template <typename vectors>
+struct lane_by_lane : vectors {
+    static constexpr std::ptrdiff_t lane_bytes = vectors::lane_pixels * 2;
+    static auto load(const void* from) { return vectors::load_lanes(from, lane_bytes); }
+    static void store(void* to, typename vectors::words value) { vectors::store_lanes(to, lane_bytes, value); }
+};
+
 // Stores past the caches. Pays for large outputs of conversions that compute so little that memory is what they wait
 // for: a line written this way need not be read first.
 template <typename vectors>
-struct streaming : vectors {
+struct streaming : lane_by_lane<vectors> {
     static void store_lanes(void* to, std::ptrdiff_t step, typename vectors::words value)
     {
         vectors::stream_lanes(to, step, value);
+    }
+    static void store(void* to, typename vectors::words value)
+    {
+        vectors::stream_lanes(to, vectors::lane_pixels * 2, value);
     }
 };
 
@@ -209,7 +223,8 @@ void convert(pixel_format input_layout, planes<const std::uint16_t> from, pixel_
                                                                                               settings);
             _mm_sfence();
         } else {
-            convert_loop<vectors, no_product, clamp, shift, input, output, fourth>(from, to, count, settings);
+            convert_loop<lane_by_lane<vectors>, no_product, clamp, shift, input, output, fourth>(from, to, count,
+                                                                                                 settings);
         }
     };
     with_layout(input_layout, [&](auto input) {
@@ -224,4 +239,5 @@ void convert(pixel_format input_layout, planes<const std::uint16_t> from, pixel_
     });
 }
 
+} // namespace
 } // namespace kx::vector

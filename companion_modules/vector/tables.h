@@ -17,6 +17,7 @@
 #include <new>
 
 namespace kx::vector {
+namespace {
 
 // From how many pixels on a call makes compact tables.
 inline constexpr std::ptrdiff_t worthwhile_pixels = 1 << 18;
@@ -110,7 +111,7 @@ KX_INLINE_CALLS sample_maxima find_maxima(planes<const std::uint16_t> from, std:
     }
     const auto greatest_word = [](typename vectors::words words) {
         std::uint16_t each[vectors::pixel_count];
-        vectors::store_lanes(each, lane_pixels * 2, words);
+        vectors::store(each, words);
         return *std::max_element(std::begin(each), std::end(each));
     };
     return {greatest_word(greatest.blue), greatest_word(greatest.green), greatest_word(greatest.red)};
@@ -157,4 +158,5 @@ own_tables<sample> compact_outputs(const table_set<std::uint32_t>& LUTs, const c
     return compact;
 }
 
+} // namespace
 } // namespace kx::vector
