@@ -140,6 +140,8 @@ TEST_F(refusals_test, options_out_of_range)
         }
         return KX_COLOR_SUCCESS;
     };
+    EXPECT_EQ(code_of({}), KX_COLOR_SUCCESS);
+    EXPECT_TRUE(output.is_untouched()); // what is there went through without a change
     kc::transform_options options;
     options.shift = {0, 16, 0};
     EXPECT_EQ(code_of(options), KX_COLOR_INVALID_SHIFT_DISTANCE);
@@ -160,16 +162,16 @@ TEST_F(refusals_test, samples_beyond_an_enabled_input_LUT)
     options.check_samples = true;
     for (const kc::pixel_layout layout : layouts) {
         placed_image<std::uint16_t> image({layout, place::in_a_larger_image, 5, 4, 3});
-        image.for_each_sample([](std::uint16_t& sample, std::size_t) { sample = 255; });
+        image.for_each_sample([](std::uint16_t& sample, std::size_t) { sample = 0; });
         for (std::size_t x = 0; x < 5; ++x) {
-            image.at(x, 3, 1) = 256;
-            processor.enable_input_LUTs({true, false, true});
+            image.at(x, 3, 0) = 256;
+            processor.enable_input_LUTs({false, true, true});
             EXPECT_NO_THROW(processor.check_samples(image.view()));
-            processor.enable_input_LUTs({false, true, false});
+            processor.enable_input_LUTs({true, false, false});
             EXPECT_THAT([&] { processor.transform(image.view(), output.view(), options); },
-                        ThrowsMessage<std::invalid_argument>(HasSubstr("a green sample of 256 in row 3")));
+                        ThrowsMessage<std::invalid_argument>(HasSubstr("a blue sample of 256 in row 3")));
             EXPECT_TRUE(output.is_untouched());
-            image.at(x, 3, 1) = 255;
+            image.at(x, 3, 0) = 255;
         }
         EXPECT_NO_THROW(processor.check_samples(image.view()));
     }
