@@ -4,17 +4,17 @@
 add_library(kx_options INTERFACE)
 if(MSVC)
   set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>") # nothing to ship beside the libraries
-  target_compile_options(kx_options INTERFACE /W4 /WX /fp:precise /permissive- /utf-8
+  target_compile_options(kx_options INTERFACE /W4 /fp:precise /permissive- /utf-8
     # Companion modules may throw through functions with C linkage.
     /EHs /EHc-)
   target_compile_definitions(kx_options INTERFACE _CRT_SECURE_NO_WARNINGS NOMINMAX)
 else()
   target_compile_options(kx_options INTERFACE
-    -Wall -Wextra -Wpedantic -Wconversion -Werror
+    -Wall -Wextra -Wpedantic -Wconversion
     # Every product and sum is rounded by itself: no fused multiply-add, not even from intrinsics.
     -ffp-contract=off
-    # Reported source file names and assertions carry no build path.
-    -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
+    # Reported source file names, assertions and debug information carry no build path.
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
     $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
     -fvisibility=hidden)
   if(MINGW)
@@ -25,7 +25,7 @@ else()
     target_compile_options(kx_options INTERFACE
       -fsanitize=${KX_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer
       # With sanitizers g++ 12 finds uninitialized members in its own headers (std::regex).
-      -Wno-maybe-uninitialized)
+      $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     target_link_options(kx_options INTERFACE -fsanitize=${KX_SANITIZERS})
   endif()
 endif()
@@ -62,8 +62,22 @@ function(kx_shared_library target)
     configure_file(${PROJECT_SOURCE_DIR}/cmake/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc @ONLY)
     target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
   endif()
-  install(TARGETS ${target}
-    LIBRARY DESTINATION ${KX_LIBRARY_FOLDER} RUNTIME DESTINATION bin ARCHIVE DESTINATION ${KX_LIBRARY_FOLDER})
+
+  # korvex::NAME, to those who install the library as to those who build it in their own project.
+  string(REPLACE korvex_kvi_ "" name ${target})
+  set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
+  add_library(korvex::${name} ALIAS ${target})
+  if(KX_INSTALL)
+    set(folder ${CMAKE_INSTALL_LIBDIR})
+    if(WIN32)
+      set(folder ${CMAKE_INSTALL_BINDIR})
+    endif()
+    install(TARGETS ${target} EXPORT korvex_kvi_color_processing
+      LIBRARY DESTINATION ${folder} COMPONENT library
+      RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library
+      ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+      INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  endif()
 endfunction()
 
 # A program in bin that finds the libraries: in lib beside it, or in its own folder on Windows.
@@ -79,4 +93,18 @@ function(kx_program target)
       target_link_options(${target} PRIVATE -Wl,--disable-new-dtags)
     endif()
   endif()
+endfunction()
+
+# Installs programs, which find the library where it is installed.
+function(kx_install_programs)
+  if(NOT KX_INSTALL)
+    return()
+  endif()
+  if(UNIX)
+    file(RELATIVE_PATH to_libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+    set_target_properties(${ARGN} PROPERTIES
+      BUILD_WITH_INSTALL_RPATH OFF BUILD_RPATH "$ORIGIN/../lib" BUILD_RPATH_USE_ORIGIN ON
+      INSTALL_RPATH "$ORIGIN/${to_libraries}")
+  endif()
+  install(TARGETS ${ARGN} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 endfunction()

@@ -1,9 +1,11 @@
 #include "channel_LUT.h"
 
 #include "module_state.h"
+#include "teardown.h"
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 namespace kx {
 
@@ -14,7 +16,14 @@ channel_LUT::channel_LUT(std::int32_t entry_count, bool for_avx2)
 
 channel_LUT::~channel_LUT()
 {
-    the_module.luts().destroy_LUT(handle_);
+    teardown().step([this] { release(); });
+}
+
+void channel_LUT::release()
+{
+    if (std::exchange(owned_, false)) {
+        the_module.luts().destroy_LUT(handle_);
+    }
 }
 
 std::uint32_t* channel_LUT::data() const
@@ -27,6 +36,13 @@ channel_LUT_set::channel_LUT_set(std::int32_t entry_count, bool for_avx2)
 {
     for (const channel_LUT* LUT : {&blue, &green, &red}) {
         std::fill_n(LUT->data(), static_cast<std::size_t>(entry_count), std::uint32_t{0});
+    }
+}
+
+void channel_LUT_set::release(teardown& steps)
+{
+    for (channel_LUT* LUT : {&red, &green, &blue}) {
+        steps.step([LUT] { LUT->release(); });
     }
 }
 

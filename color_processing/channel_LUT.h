@@ -5,13 +5,18 @@
 
 namespace kx {
 
+class teardown;
+
 // Owns one table of the LUT module.
 class channel_LUT {
 public:
     channel_LUT(std::int32_t entry_count, bool for_avx2);
-    ~channel_LUT();
+    ~channel_LUT(); // releases, and drops what that throws
     channel_LUT(const channel_LUT&) = delete;
     channel_LUT& operator=(const channel_LUT&) = delete;
+
+    // Gives the table back, once. Throws what the LUT module throws.
+    void release();
 
     // The table's entries, asked of the LUT module on every call.
     [[nodiscard]] std::uint32_t* data() const;
@@ -22,12 +27,14 @@ public:
 private:
     void* handle_;
     std::uint8_t enabled_ = 0;
+    bool owned_ = true; // the handle does not tell: a null one is given back like any other
 };
 
 // Three LUTs, created in this order and destroyed in the reverse one, zero-filled and disabled at first.
 struct channel_LUT_set {
     channel_LUT_set(std::int32_t entry_count, bool for_avx2);
 
+    void release(teardown& steps);
     void enable(bool blue_flag, bool green_flag, bool red_flag);
 
     channel_LUT blue;

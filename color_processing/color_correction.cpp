@@ -1,6 +1,9 @@
 #include "color_correction.h"
 
 #include "kernels/kernel_dispatch.h"
+#include "korvex_kvi_color_processing.h"
+#include "module_state.h"
+#include "teardown.h"
 
 #include <algorithm>
 #include <functional>
@@ -20,7 +23,21 @@ std::int32_t entry_count(std::int32_t bit_depth)
     return std::int32_t{1} << bit_depth;
 }
 
+bool is_valid_shift_distance(std::int32_t distance)
+{
+    return distance >= KX_COLOR_MIN_SHIFT_DISTANCE && distance <= KX_COLOR_MAX_SHIFT_DISTANCE;
+}
+
+bool is_valid_clamp(std::uint16_t minimum, std::uint16_t maximum, const channel_LUT& output_LUT,
+                    std::int32_t output_LUT_size)
+{
+    return minimum <= maximum && (!output_LUT.enabled() || maximum <= output_LUT_size - 1);
+}
+
 } // namespace
+
+const conversion_family to_8_bit_output{&vector_module_binding::transform_8_bit_output, run_kernel<std::uint8_t>};
+const conversion_family to_16_bit_output{&vector_module_binding::transform_16_bit_output, run_kernel<std::uint16_t>};
 
 color_correction::color_correction(std::int32_t input_bit_depth, std::int32_t output_bit_depth, std::int32_t level)
     : matrix{1.0F, 0.0F, 0.0F, 0.0F, 1.0F, 0.0F, 0.0F, 0.0F, 1.0F},
@@ -50,27 +67,80 @@ void color_correction::clear_matrix()
     matrix[0] = matrix[4] = matrix[8] = 1.0F;
 }
 
-std::int32_t color_correction::transform_8_bit_output(transform_parameters& parameters) const
+void color_correction::release()
+{
+    teardown steps;
+    steps.step([this] { avx2_module.release(); });
+    steps.step([this] { sse_module.release(); });
+    output_LUTs.release(steps);
+    input_LUTs.release(steps);
+    steps.finish();
+}
+
+std::int32_t color_correction::transform(transform_parameters& parameters, const conversion_family& family) const
 {
     if (const std::int32_t status = validate(parameters); status != KX_COLOR_SUCCESS) {
         return status;
     }
     complete(parameters);
-    const vector_module_binding* vector_module = chosen_vector_module();
-    run_8_bit_output_kernel(parameters,
-                            vector_module != nullptr ? vector_module->transform_8_bit_output(parameters) : 0);
+    std::uint32_t first_pixel = 0; // that is left for the kernel
+    if (const vector_module_binding* vector_module = chosen_vector_module()) {
+        first_pixel = (vector_module->*family.vector_transform)()(&parameters);
+    }
+    family.run_kernel(parameters, first_pixel);
     return KX_COLOR_SUCCESS;
 }
 
-std::int32_t color_correction::transform_16_bit_output(transform_parameters& parameters) const
+std::int32_t color_correction::validate(const transform_parameters& parameters) const
 {
-    if (const std::int32_t status = validate(parameters); status != KX_COLOR_SUCCESS) {
+    const auto rejected = [](std::int32_t status, const char* format, std::int32_t line = __builtin_LINE()) {
+        if (const logger_client* logger = the_module.logger()) {
+            // Log filters know these lines by the class and its header.
+            logger->write_error(format, call_site("color_correction::transform", "color_correction.h", line));
+        }
         return status;
+    };
+
+    if (parameters.input_buffer == nullptr) {
+        return rejected(KX_COLOR_NULL_INPUT_BUFFER, "%s The specified input buffer is NULL!");
     }
-    complete(parameters);
-    const vector_module_binding* vector_module = chosen_vector_module();
-    run_16_bit_output_kernel(parameters,
-                             vector_module != nullptr ? vector_module->transform_16_bit_output(parameters) : 0);
+    if (parameters.output_buffer == nullptr) {
+        return rejected(KX_COLOR_NULL_OUTPUT_BUFFER, "%s The specified output buffer is NULL!");
+    }
+    if (parameters.input_buffer == parameters.output_buffer) {
+        return rejected(KX_COLOR_IDENTICAL_BUFFERS, "%s Different input and output buffer must be specified.");
+    }
+    // Formats below 0 pass: they count as planar.
+    if (parameters.input_format > pixel_format::interleaved_rgb) {
+        return rejected(KX_COLOR_INVALID_INPUT_FORMAT, "%s Invalid input buffer format specified!");
+    }
+    if (!is_valid_shift_distance(parameters.blue_shift_distance)) {
+        return rejected(KX_COLOR_INVALID_SHIFT_DISTANCE, "%s Invalid blue shift distance specified!");
+    }
+    if (!is_valid_shift_distance(parameters.green_shift_distance)) {
+        return rejected(KX_COLOR_INVALID_SHIFT_DISTANCE, "%s Invalid green shift distance specified!");
+    }
+    if (!is_valid_shift_distance(parameters.red_shift_distance)) {
+        return rejected(KX_COLOR_INVALID_SHIFT_DISTANCE, "%s Invalid red shift distance specified!");
+    }
+    if (!is_valid_clamp(parameters.blue_clamp_min, parameters.blue_clamp_max, output_LUTs.blue, output_LUT_size)) {
+        return rejected(KX_COLOR_INVALID_CLAMP_RANGE,
+                        "%s a max value less than the min was specified for the blue channel or max clamp value "
+                        "exceeds enabled output LUT size!");
+    }
+    if (!is_valid_clamp(parameters.green_clamp_min, parameters.green_clamp_max, output_LUTs.green, output_LUT_size)) {
+        return rejected(KX_COLOR_INVALID_CLAMP_RANGE,
+                        "%s a max value less than the min was specified for the green channel or max clamp value "
+                        "exceeds enabled output LUT size!");
+    }
+    if (!is_valid_clamp(parameters.red_clamp_min, parameters.red_clamp_max, output_LUTs.red, output_LUT_size)) {
+        return rejected(KX_COLOR_INVALID_CLAMP_RANGE,
+                        "%s a max value less than the min was specified for the red channel or max clamp value "
+                        "exceeds enabled output LUT size!");
+    }
+    if (parameters.output_format > pixel_format::interleaved_rgb) {
+        return rejected(KX_COLOR_INVALID_OUTPUT_FORMAT, "%s Invalid output buffer format specified!");
+    }
     return KX_COLOR_SUCCESS;
 }
 

@@ -5,7 +5,6 @@
 #include "companion_interfaces/logger_module.h"
 
 #include <cstdint>
-#include <string>
 
 // Has the compiler check a function's printf format against its arguments.
 #if defined(__GNUC__)
@@ -25,8 +24,8 @@ public:
     logger_client(const logger_client&) = delete;
     logger_client& operator=(const logger_client&) = delete;
 
-    // Formats (printf conventions) and hands over one line. Takes no lock. Returns whether the logger
-    // module accepted the line.
+    // Formats (printf conventions) and hands over one line. Takes no lock. Returns whether the logger module accepted
+    // the line. When memory runs out on the way the line is dropped: no std::bad_alloc leaves.
     KX_PRINTF_FORMAT(4, 5)
     bool write(std::int32_t level, const call_site& site, const char* format, ...) const;
 
@@ -38,8 +37,6 @@ private:
     void* log_ = nullptr;
     logger_module::log_function* log_function_ = nullptr;
     bool ready_ = false;
-    std::string channel_name_ = "KORVEX_KVI_COLOR_PROCESSING";
-    std::string second_name_; // always empty; its meaning is the logger module's
 };
 
 } // namespace kx

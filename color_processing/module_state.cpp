@@ -2,8 +2,6 @@
 
 #include "platform/dynamic_module.h"
 
-#include <utility>
-
 namespace kx {
 
 module_state the_module;
@@ -13,7 +11,7 @@ bool module_state::initialize()
     {
         const std::lock_guard guard(lock_);
         if (reference_count_ == 0 && logger_ == nullptr) {
-            logger_ = std::make_unique<logger_client>();
+            logger_ = &logger_storage_.emplace();
         }
         ++reference_count_;
     }
@@ -52,7 +50,8 @@ void module_state::terminate()
     }
     --reference_count_;
     if (reference_count_ == 0) {
-        const std::unique_ptr<logger_client> released = std::move(logger_);
+        logger_ = nullptr; // first, so that nobody writes to a log that is being closed
+        logger_storage_.reset();
     }
 }
 

@@ -5,8 +5,8 @@
 #include "logger_client.h"
 
 #include <cstdint>
-#include <memory>
 #include <mutex>
+#include <optional>
 
 namespace kx {
 
@@ -17,16 +17,17 @@ public:
     void terminate();
 
     // The logger while the module is initialized, else null. Its presence is what every export checks.
-    [[nodiscard]] const logger_client* logger() const { return logger_.get(); }
+    [[nodiscard]] const logger_client* logger() const { return logger_; }
 
     [[nodiscard]] const LUT_module& luts() const { return LUT_module_; }
 
 private:
     bool load_LUT_module();
 
-    std::mutex lock_; // guards the two that follow, nothing else
+    std::mutex lock_; // guards the three that follow, nothing else
     std::int32_t reference_count_ = 0;
-    std::unique_ptr<logger_client> logger_;
+    std::optional<logger_client> logger_storage_; // in place: there is a logger even when memory has run out
+    const logger_client* logger_ = nullptr;
     LUT_module LUT_module_;
 };
 

@@ -1,44 +1,69 @@
 #include "vector_module_binding.h"
 
+#include "platform/dynamic_module.h"
+#include "teardown.h"
+
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 namespace kx {
 
 namespace {
 
-// Calls the module's initialize. What that throws may live in the module, which is unloaded before a failed creation
-// is over: so an exception of the library's own goes on in its place.
-bool succeeds(vector_module_initialize_function* initialize)
+// Calls an entry point of the module. What that throws may live in the module, which is unloaded before a failed
+// creation or a destruction is over: so an exception of the library's own goes on in its place.
+template <typename function>
+std::int32_t call(function* entry_point)
 {
     try {
-        return initialize() == 0;
+        return entry_point();
     } catch (const std::bad_alloc&) {
         throw std::bad_alloc();
     } catch (...) {
-        throw std::runtime_error("a vector module failed to initialize");
+        throw std::runtime_error("a vector module failed to initialize or terminate");
     }
 }
 
 } // namespace
 
-vector_module_binding::vector_module_binding(const vector_module_names& names) : module_(names.base_name)
+vector_module_binding::vector_module_binding(const vector_module_names& names)
+    : module_(platform::load_module(names.base_name))
 {
-    void* const module = module_.get();
-    if (module != nullptr && platform::find_entry_point(module, names.initialize, initialize_)
-        && platform::find_entry_point(module, names.transform_8_bit_output, transform_8_bit_output_)
-        && platform::find_entry_point(module, names.transform_16_bit_output, transform_16_bit_output_)
-        && platform::find_entry_point(module, names.terminate, terminate_) && succeeds(initialize_)) {
-        load_failed_ = 0;
+    if (module_ == nullptr || !platform::find_entry_point(module_, names.initialize, initialize_)
+        || !platform::find_entry_point(module_, names.transform_8_bit_output, transform_8_bit_output_)
+        || !platform::find_entry_point(module_, names.transform_16_bit_output, transform_16_bit_output_)
+        || !platform::find_entry_point(module_, names.terminate, terminate_)) {
+        return;
+    }
+    try {
+        load_failed_ = call(initialize_) == 0 ? 0 : 1;
+    } catch (...) {
+        // The binding was never constructed: its module is unloaded, but not terminated.
+        platform::unload_module(module_);
+        throw;
     }
 }
 
 vector_module_binding::~vector_module_binding()
 {
+    teardown().step([this] { release(); });
+}
+
+void vector_module_binding::release()
+{
+    teardown steps;
     // Also when initialize refused: the module counts its initializations whatever it answered.
-    if (terminate_ != nullptr) {
-        terminate_();
+    if (auto* const terminate = std::exchange(terminate_, nullptr)) {
+        steps.step([terminate] { call(terminate); });
     }
+    load_failed_ = 1;
+    initialize_ = nullptr;
+    transform_8_bit_output_ = transform_16_bit_output_ = nullptr;
+    if (void* const module = std::exchange(module_, nullptr)) {
+        platform::unload_module(module);
+    }
+    steps.finish();
 }
 
 } // namespace kx

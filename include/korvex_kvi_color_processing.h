@@ -20,7 +20,12 @@
  * korvex_kvi_LUT (required), korvex_kvi_logger (diagnostics; without it nothing is logged),
  * korvex_kvi_color_processing_vector_sse and korvex_kvi_color_processing_vector_avx2 (speed; without
  * them the results are the same, only slower). On Linux they are found beside the library, on Windows
- * beside the host's program, or wherever else the system looks for libraries by default.
+ * beside the host's program, or wherever else the system looks for libraries by default. A library reached
+ * through a symbolic link that stands alone in another folder does not find them: link the folder.
+ *
+ * Which vector module runs is not reported. A host that wants to know loads the module by its file name and
+ * calls its ..._module_initialize: 0 means that it accepts the machine, so that processors use it, AVX2
+ * before SSE. It then calls ..._module_terminate.
  *
  * Channel order. Arguments for the three channels always come in the order blue, green, red. The matrix
  * alone is written in the order red, green, blue.
@@ -29,13 +34,19 @@
  * return a pointer return NULL for every failure. A rejected call changes nothing and, once the module
  * is initialized, writes one line to the logger. No exception leaves the library unless a companion
  * module raises it; a host that catches one lets go of it before it destroys the processor, since the
- * exception may live in a module that is then unloaded.
+ * exception may live in a module that is then unloaded. When memory runs out, creation returns NULL,
+ * initialization reports what it could not load, and everything else works.
  *
  * Threads. Distinct processors may be used from distinct threads, and any number of threads may run
  * transforms on one processor, as long as nobody changes or destroys that processor meanwhile.
  * kx_color_processing_module_initialize and kx_color_processing_module_terminate must not run
  * concurrently with each other or with any other call. The library starts no threads: a transform runs
- * wholly on its caller's thread.
+ * wholly on its caller's thread. Let transforms end before the process exits: exit unloads what they use.
+ *
+ * Live buffers. Whatever the buffers hold, overlap or do while a transform runs, nothing outside the
+ * buffers and the LUTs is touched; an input that changes meanwhile gives pixels of either state.
+ *
+ * Rounding mode. Results hold for the processor's default rounding mode, to nearest.
  */
 #ifndef KORVEX_KVI_COLOR_PROCESSING_H
 #define KORVEX_KVI_COLOR_PROCESSING_H
@@ -61,6 +72,12 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* The version of the library that this header belongs to. */
+#define KX_COLOR_PROCESSING_VERSION_MAJOR 1
+#define KX_COLOR_PROCESSING_VERSION_MINOR 0
+#define KX_COLOR_PROCESSING_VERSION_PATCH 0
+#define KX_COLOR_PROCESSING_VERSION "1.0.0"
 
 /* Status codes (int32_t). Codes 6 to 8 are not used. */
 #define KX_COLOR_SUCCESS 0                 /* the call did its work */
@@ -144,7 +161,8 @@ kx_color_create_color_processor_test(int32_t input_LUT_bit_depth, int32_t output
 
 /*
  * Destroys a color processor with its LUTs; pointers into them end with it. No other call on this
- * processor may be running. Returns KX_COLOR_SUCCESS, KX_COLOR_NOT_INITIALIZED or
+ * processor may be running. The processor is gone also when a companion module throws: the first of the
+ * exceptions passes when all is given back. Returns KX_COLOR_SUCCESS, KX_COLOR_NOT_INITIALIZED or
  * KX_COLOR_NULL_PROCESSOR.
  */
 KX_COLOR_PROCESSING_API int32_t kx_color_destroy_color_processor(kx_color_processor* processor);

@@ -7,9 +7,10 @@
 
 namespace kx {
 
-// Convert the pixels from `first_pixel` to the record's pixel count with the one kernel made for the
-// record's choices. The record must be valid and complete; a first pixel at or beyond the count is fine.
-void run_8_bit_output_kernel(const transform_parameters& parameters, std::uint32_t first_pixel);
-void run_16_bit_output_kernel(const transform_parameters& parameters, std::uint32_t first_pixel);
+// Converts the pixels from `first_pixel` to the record's pixel count with the one kernel made for the record's
+// choices. The record must be valid and complete; a first pixel at or beyond the count is fine. The family is that
+// of the output samples' width: std::uint8_t or std::uint16_t.
+template <typename output_sample>
+void run_kernel(const transform_parameters& parameters, std::uint32_t first_pixel);
 
 } // namespace kx

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "companion_interfaces/transform_parameters.h"
-#include "kernels/kernel_choices.h"
+#include "kernels/kernel_request.h"
 #include "rounding.h"
 
 #include <cstddef>
@@ -14,7 +14,7 @@ namespace kx {
 // Choices known at compile time: what the shipped kernels are made with.
 template <unsigned number>
 struct fixed_choices {
-    static constexpr kernel_choices choice = choices_of(number);
+    static constexpr kernel_choices choice = choices_of(digits_of(number));
 };
 
 // Choices known only at run time: one slow kernel for all combinations, to run the arithmetic under
@@ -22,28 +22,6 @@ struct fixed_choices {
 struct variable_choices {
     kernel_choices choice;
 };
-
-// Where a pixel's samples lie: the offsets of its channels from the pixel's first sample, and the step from
-// one pixel to the next. Planes may lie beyond 2^32 samples.
-struct sample_offsets {
-    std::ptrdiff_t blue;
-    std::ptrdiff_t green;
-    std::ptrdiff_t red;
-    std::ptrdiff_t fourth;
-    std::ptrdiff_t step;
-};
-
-constexpr sample_offsets offsets_of(sample_layout layout, std::ptrdiff_t pixel_count, std::ptrdiff_t samples_per_pixel)
-{
-    switch (layout) {
-    case sample_layout::interleaved_bgr:
-        return {0, 1, 2, 3, samples_per_pixel};
-    case sample_layout::interleaved_rgb:
-        return {2, 1, 0, 3, samples_per_pixel};
-    default:
-        return {0, pixel_count, 2 * pixel_count, 3 * pixel_count, 1};
-    }
-}
 
 constexpr std::int32_t clamp(std::int32_t value, std::int32_t minimum, std::int32_t maximum)
 {
@@ -60,13 +38,15 @@ constexpr std::int32_t shift(std::int32_t value, shift_kind kind, std::int32_t d
     return kind == shift_kind::right ? value >> -distance : value;
 }
 
-// Converts the pixels from `first_pixel` on. The constants of the transform are read once, before the loop;
-// only the LUT pointers are read again for each pixel, which costs no more than keeping them would.
+// Converts the pixels that the request wants. The constants of the transform are read once, before the loop; only the
+// LUT pointers are read again for each pixel, which costs no more than keeping them would. Where the output samples lie
+// is data, so that one kernel serves all output layouts.
 template <typename output_sample, typename choices>
-static void convert_pixels(const transform_parameters& parameters, std::uint32_t first_pixel, choices chosen)
+static void convert_pixels(const kernel_request& request, choices chosen)
 {
+    const transform_parameters& parameters = request.parameters;
     const std::ptrdiff_t count = parameters.pixel_count;
-    const std::ptrdiff_t first = first_pixel;
+    const std::ptrdiff_t first = request.first_pixel;
     if (first >= count) {
         return;
     }
@@ -82,12 +62,17 @@ static void convert_pixels(const transform_parameters& parameters, std::uint32_t
     const std::int32_t green_distance = parameters.green_shift_distance;
     const std::int32_t red_distance = parameters.red_shift_distance;
 
-    const sample_offsets from = offsets_of(chosen.choice.input_layout, count, 3);
-    const sample_offsets to = offsets_of(chosen.choice.output_layout, count, chosen.choice.fourth_sample ? 4 : 3);
+    const sample_places from = places_in(chosen.choice.input_layout, count, 3);
     const std::uint16_t* input = parameters.input_buffer + first * from.step;
-    output_sample* output = static_cast<output_sample*>(parameters.output_buffer) + first * to.step;
+    const std::ptrdiff_t output_step = request.output.step;
+    auto* const output = static_cast<output_sample*>(parameters.output_buffer) + first * output_step;
+    output_sample* const blue_output = output + request.output.blue;
+    output_sample* const green_output = output + request.output.green;
+    output_sample* const red_output = output + request.output.red;
+    output_sample* const fourth_output = output + request.output.fourth;
 
-    for (std::ptrdiff_t i = first; i < count; ++i, input += from.step, output += to.step) {
+    std::ptrdiff_t at = 0;
+    for (std::ptrdiff_t i = first; i < count; ++i, input += from.step, at += output_step) {
         std::uint16_t blue_in = input[from.blue];
         std::uint16_t green_in = input[from.green];
         std::uint16_t red_in = input[from.red];
@@ -123,11 +108,11 @@ static void convert_pixels(const transform_parameters& parameters, std::uint32_t
         }
 
         // Only the low bits are stored; nothing saturates.
-        output[to.blue] = static_cast<output_sample>(shift(blue, chosen.choice.blue_shift, blue_distance));
-        output[to.green] = static_cast<output_sample>(shift(green, chosen.choice.green_shift, green_distance));
-        output[to.red] = static_cast<output_sample>(shift(red, chosen.choice.red_shift, red_distance));
+        blue_output[at] = static_cast<output_sample>(shift(blue, chosen.choice.blue_shift, blue_distance));
+        green_output[at] = static_cast<output_sample>(shift(green, chosen.choice.green_shift, green_distance));
+        red_output[at] = static_cast<output_sample>(shift(red, chosen.choice.red_shift, red_distance));
         if (chosen.choice.fourth_sample) {
-            output[to.fourth] = 0;
+            fourth_output[at] = 0;
         }
     }
 }

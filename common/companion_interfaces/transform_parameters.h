@@ -21,25 +21,25 @@ enum class pixel_format : std::int32_t {
 struct transform_parameters { // NOLINT(clang-analyzer-optin.performance.Padding): the layout is fixed
     const std::uint16_t* input_buffer;
     pixel_format input_format;
-    const std::uint32_t* blue_input_LUT_data;
-    std::uint8_t blue_input_LUT_enabled;
-    const std::uint32_t* green_input_LUT_data;
-    std::uint8_t green_input_LUT_enabled;
-    const std::uint32_t* red_input_LUT_data;
-    std::uint8_t red_input_LUT_enabled;
-    const color_correction* processor; // starts with its matrix: see matrix_of
+    const std::uint32_t* blue_input_LUT_data = nullptr;
+    std::uint8_t blue_input_LUT_enabled = 0;
+    const std::uint32_t* green_input_LUT_data = nullptr;
+    std::uint8_t green_input_LUT_enabled = 0;
+    const std::uint32_t* red_input_LUT_data = nullptr;
+    std::uint8_t red_input_LUT_enabled = 0;
+    const color_correction* processor = nullptr; // starts with its matrix: see matrix_of
     std::uint16_t blue_clamp_min;
     std::uint16_t blue_clamp_max;
     std::uint16_t green_clamp_min;
     std::uint16_t green_clamp_max;
     std::uint16_t red_clamp_min;
     std::uint16_t red_clamp_max;
-    const std::uint32_t* blue_output_LUT_data;
-    std::uint8_t blue_output_LUT_enabled;
-    const std::uint32_t* green_output_LUT_data;
-    std::uint8_t green_output_LUT_enabled;
-    const std::uint32_t* red_output_LUT_data;
-    std::uint8_t red_output_LUT_enabled;
+    const std::uint32_t* blue_output_LUT_data = nullptr;
+    std::uint8_t blue_output_LUT_enabled = 0;
+    const std::uint32_t* green_output_LUT_data = nullptr;
+    std::uint8_t green_output_LUT_enabled = 0;
+    const std::uint32_t* red_output_LUT_data = nullptr;
+    std::uint8_t red_output_LUT_enabled = 0;
     std::int32_t blue_shift_distance;
     std::int32_t green_shift_distance;
     std::int32_t red_shift_distance;

@@ -1,4 +1,4 @@
-// The process's environment: the module's only settings.
+// The process's environment: the module's only settings. Set-user-ID programs have none there.
 #pragma once
 
 #include <string>

@@ -46,7 +46,7 @@ void expect_refusals(const std::vector<refusal>& refusals, const std::string& pr
         for (const std::string& text : texts) {
             EXPECT_THAT(result.error, HasSubstr(text));
         }
-        EXPECT_EQ(directory.content(), before);
+        EXPECT_TRUE(directory.content() == before); // too long to print
     }
 }
 
@@ -106,21 +106,28 @@ TEST(Refusals, OfInputFilesNameTheFileAndWhatWasFound)
     const auto claim = [](std::uint32_t edge) {
         return picture{.width = edge, .height = edge, .samples = std::vector<std::uint16_t>(std::size_t{edge} * 3)};
     };
+    picture opaque = of(4, 16);
+    picture empty = opaque;
+    for (std::size_t fourth = 3; fourth < opaque.samples.size(); fourth += 4) {
+        opaque.samples[fourth] = 65535;
+        empty.samples[fourth] = 0;
+    }
     const std::string tif = encoded("tif", {{good, good}});
     const std::string png = encoded("png", {{good}});
     std::string tiles = encoded("tif", {.pages = {good}, .compression = COMPRESSION_ADOBE_DEFLATE, .tile = 16});
     expect_refusals({
         {"none.tif out.tif", {"none.tif", "No such file"}},
         {"folder.tif out.tif", {"folder.tif", "directory"}},
-        {"file out.tif", {"8-bit", "16-bit"}, encoded("tif", {{of(3, 8)}})},
-        {"file out.tif", {"page 3", "8-bit"}, encoded("tif", {{good, good, of(3, 8)}})},
+        {"file out.tif", {"page 3", "2 unsigned"}, encoded("tif", {{good, good, of(2, 8)}})},
         {"file out.tif",
          {"1 unsigned", "grey"},
          encoded("tif", {.pages = {of(1, 16)}, .photometric = PHOTOMETRIC_MINISBLACK})},
-        {"file out.tif", {"4 unsigned"}, encoded("tif", {{of(4, 16)}})},
+        {"file out.tif", {"fourth sample"}, encoded("tif", {{of(4, 16)}})},
+        {"file out.tif", {"page 2", "fourth sample"}, encoded("tif", {.pages = {opaque, of(4, 16)}, .planar = true})},
+        {"file out.tif", {"alpha"}, encoded("tif", {.pages = {opaque, of(4, 16)}, .fourth_sample = 2})},
+        {"file out.tif", {"alpha"}, encoded("tif", {.pages = {empty}, .fourth_sample = 1})},
         {"file out.tif", {"other than RGB"}, encoded("tif", {.pages = {good}, .photometric = PHOTOMETRIC_CIELAB})},
         {"file out.tif", {"3 signed"}, encoded("tif", {.pages = {good}, .sample_format = SAMPLEFORMAT_INT})},
-        {"file out.tif", {"8-bit", "16-bit"}, encoded("png", {{of(3, 8)}})},
         {"file out.tif", {"alpha"}, encoded("png", {{of(4, 16)}})},
         {"file out.tif", {"grey"}, encoded("png", {{of(1, 16)}})},
         {"file out.tif --input-lut srgb --input-lut-bits 2",

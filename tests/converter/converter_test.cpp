@@ -70,6 +70,34 @@ TEST(Containers, KeepEverySample)
     }
 }
 
+// Also with pages of several strips, and whichever page is ready first.
+TEST(Threads, ChangeNoByteAndNoMessage)
+{
+    const work_directory directory;
+    std::vector<picture> stack{make_picture(700, 500, 1)};
+    for (unsigned seed = 2; seed < 9; ++seed) {
+        stack.push_back(make_picture(200 * (seed % 3) + 1, 100, seed));
+    }
+    write_image(directory / "stack.tif", {.pages = stack, .planar = true});
+    write_image(directory / "single.tif", {{stack.front()}});
+    write_image(directory / "damaged.tif", {.pages = stack, .compression = COMPRESSION_LZW});
+    std::fstream(directory / "damaged.tif", std::ios::in | std::ios::out).seekp(2'500'000) << std::string(50, 'x');
+    const auto run = [&](const std::string& files, const std::string& options, const char* threads) {
+        const program_result result =
+            run_program(KX_CONVERT_PROGRAM, directory, files + options + " --threads " + threads);
+        return result.error + (result.exit_code == 0 ? read_file(directory / "out.tif") : "");
+    };
+    for (const std::string options : {"", " --compression lzw", " --compression deflate --planar --level 9"}) {
+        for (const std::string files : {"stack.tif out.tif", "single.tif out.tif", "damaged.tif out.tif"}) {
+            const std::string alone = run(files, options, "1");
+            EXPECT_EQ(alone.starts_with("kx_convert: damaged.tif: page "), files.starts_with("damaged"));
+            for (const char* const threads : {"2", "50"}) {
+                EXPECT_TRUE(run(files, options, threads) == alone) << files << options << threads;
+            }
+        }
+    }
+}
+
 struct rgb {
     double r, g, b;
 };
@@ -210,7 +238,8 @@ TEST(Companions, AreReportedAsTheyAre)
     const std::string avx2 =
         __builtin_cpu_supports("avx2") ? "loaded and accepts this machine\n" : "refuses this machine, sse";
     EXPECT_THAT(run_program(KX_CONVERT_PROGRAM, directory, "in.tif out.tif --info").output,
-                testing::ContainsRegex("^vector level: auto requested: avx2 module " + avx2 + ".* Mpixel/s\n$"));
+                testing::ContainsRegex("^vector level: auto requested: avx2 module " + avx2
+                                       + ".* Mpixel/s\nwith reading .* Mpixel/s\n$"));
 }
 
 TEST(Terminal, SeesProgressOfStacksOnly)
@@ -242,7 +271,7 @@ TEST(Terminal, SeesProgressOfStacksOnly)
         "sleep 0.01; done; kill -KILL $!";
     EXPECT_EQ(run_program(KX_CONVERT_PROGRAM, directory, "stack.tif " + to_terminal + end_when_begun).exit_code,
               128 + SIGTERM);
-    EXPECT_EQ(directory.content(), before);
+    EXPECT_TRUE(directory.content() == before);
     close(terminal);
     close(master);
 }
@@ -252,7 +281,7 @@ TEST(CommandLine, HelpAndVersionGoToStandardOutput)
     const work_directory directory;
     const program_result help = run_program(KX_CONVERT_PROGRAM, directory, "--help");
     EXPECT_EQ(help.exit_code, 0);
-    EXPECT_THAT(help.output, testing::AllOf(HasSubstr("--blue-input-lut"), HasSubstr("Example")));
+    EXPECT_THAT(help.output, testing::AllOf(HasSubstr("--red-clamp"), HasSubstr("Example")));
     EXPECT_THAT(run_program(KX_CONVERT_PROGRAM, directory, "--version").output,
                 testing::MatchesRegex("kx_convert [0-9]+.[0-9]+.[0-9]+\n"));
 }

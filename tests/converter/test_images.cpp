@@ -124,6 +124,10 @@ void write_image(const std::string& file, const image_file& image)
                  {tiled ? TIFFTAG_TILELENGTH : TIFFTAG_ROWSPERSTRIP, height}}) {
             TIFFSetField(tiff, tag, value);
         }
+        if (image.fourth_sample >= 0) {
+            const auto meaning = static_cast<std::uint16_t>(image.fourth_sample);
+            TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 1, &meaning);
+        }
         // One plane after the other, and only the rows that are there, whatever height the page claims.
         const auto rows = static_cast<std::uint32_t>(page.samples.size() / page.channels / page.width);
         const unsigned components = image.planar ? 1 : page.channels;

@@ -1,6 +1,7 @@
 // The fixtures of the frame's tests: a freshly loaded library, and what happened to its companion modules.
 #pragma once
 
+#include "frame/module_folder.h"
 #include "frame/standins/recorder.h"
 #include "support/color_processing_exports.h"
 
@@ -45,7 +46,7 @@ lines LUTs_destroyed(std::int32_t last, std::int32_t first = 1);
 
 class frame_test : public testing::Test {
 protected:
-    frame_test() { standins::reset(); }
+    explicit frame_test(const std::vector<gap>& gaps = {}) : folder(gaps) { standins::reset(); }
 
     // What happened since the last call. Log lines come without their source line, which is checked to be
     // positive, and without the time that a timing line gives, whose form is checked.
@@ -57,12 +58,14 @@ protected:
 
     standins::recorder& recorder = standins::the_recorder();
     std::vector<std::int32_t> source_lines; // of the log lines that the last call of events() returned
-    shared_library library{KX_LIBRARY_UNDER_TEST};
+    module_folder folder;
+    shared_library library{folder.library().c_str()};
     color_processing_exports kx{library};
 };
 
 class initialized_test : public frame_test {
 protected:
+    using frame_test::frame_test;
     void SetUp() override;
     void TearDown() override;
 

@@ -2,6 +2,7 @@
 #include "frame/frame_test.h"
 
 #include <cstdlib>
+#include <thread>
 
 namespace kx_test {
 
@@ -60,10 +61,30 @@ TEST_F(lifecycle, unloading_releases_a_logger_that_was_never_terminated)
     EXPECT_EQ(kx.module_initialize(), 0);
     EXPECT_EQ(kx.module_initialize(), 0);
     events();
-    EXPECT_TRUE(shared_library::is_loaded(KX_LIBRARY_UNDER_TEST));
+    EXPECT_TRUE(shared_library::is_loaded(folder.library().c_str()));
     library.close();
     EXPECT_EQ(events(), logger_closed) << "and leaves the LUT module in memory";
-    EXPECT_FALSE(shared_library::is_loaded(KX_LIBRARY_UNDER_TEST));
+    EXPECT_FALSE(shared_library::is_loaded(folder.library().c_str()));
+}
+
+// Without a LUT module: loading that is the host's to serialize.
+class lifecycle_without_LUT_module : public frame_test {
+protected:
+    lifecycle_without_LUT_module() : frame_test({{"LUT", ""}}) {}
+};
+
+TEST_F(lifecycle_without_LUT_module, hosts_that_initialize_at_once_get_one_logger)
+{
+    recorder.get_log_awaits = 2; // which only the second of two loggers would bring about
+    {
+        const std::jthread other([this] { kx.module_initialize(); });
+        kx.module_initialize();
+    }
+    EXPECT_EQ(events(), logger_opened);
+    kx.module_terminate();
+    EXPECT_EQ(events(), lines{}) << "both counted";
+    kx.module_terminate();
+    EXPECT_EQ(events(), logger_closed);
 }
 
 using lifecycle_DeathTest = lifecycle;

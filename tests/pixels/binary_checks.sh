@@ -1,6 +1,7 @@
 #!/bin/sh
 # Looks into built modules. Usage:
-#   binary_checks.sh exports MODULE NAME...     these functions and nothing else are exported
+#   binary_checks.sh exports (COUNT MAP MODULE)...  a module exports the functions of its version script and nothing
+#                                               else, as many as there shall be
 #   binary_checks.sh linkage MODULE...          they need nothing but the C and C++ runtime, for Windows nothing but
 #                                               what every Windows has; .so files find each other beside themselves,
 #                                               after LD_LIBRARY_PATH
@@ -22,20 +23,23 @@ fail() {
 }
 
 check_exports() {
-    module=$1
-    shift
-    case $module in
-    *.dll)
-        wanted=$(printf '%s\n' "$@" | sort)
-        found=$("$OBJDUMP" -p "$module" | sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t\[ *[0-9]*\] //p' | sort)
-        ;;
-    *) # with the kind of symbol: T is a function
-        wanted=$(printf 'T %s\n' "$@" | sort)
-        found=$("$NM" -D --defined-only "$module" | awk '{ print $2, $3 }' | sort)
-        ;;
-    esac
-    [ "$found" = "$wanted" ] || fail "$module exports:
+    while [ $# -ge 3 ]; do
+        count=$1 map=$2 module=$3
+        shift 3
+        wanted=$(grep -o -E '\<k(x|vi)_[A-Za-z0-9_]+' "$map" | sort)
+        [ "$(echo "$wanted" | wc -l)" -eq "$count" ] || fail "$map does not name $count functions"
+        case $module in
+        *.dll)
+            found=$("$OBJDUMP" -p "$module" | sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t\[ *[0-9]*\] //p' |
+                sort)
+            ;;
+        *) # T is a function
+            found=$("$NM" -D --defined-only "$module" | awk '{ print ($2 == "T" ? "" : $2 " ") $3 }' | sort)
+            ;;
+        esac
+        [ "$found" = "$wanted" ] || fail "$module exports:
 $found"
+    done
 }
 
 check_imports() {

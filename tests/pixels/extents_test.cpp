@@ -4,7 +4,6 @@
 #include "reference.h"
 
 #include <algorithm>
-#include <iterator>
 #include <limits>
 
 namespace kx_test {
@@ -52,20 +51,23 @@ TEST_F(extents, every_pixel_count_up_to_200_and_none)
     });
 }
 
-// Large enough for the vector modules to make tables of their own, for which the matrix matters, as does the
-// largest sample of each channel: here it occurs once.
+// Large enough for the vector modules to make tables of their own, for which the matrix matters, as do the entries of
+// the LUTs at the time of the call and the largest sample of each channel: here it occurs once.
 TEST_F(extents, large_images)
 {
     // An infinity or NaN in a matrix spreads when that is appended, but not one that overflow makes of a product.
-    const std::vector<matrix_values> matrices[] = {
+    std::vector<std::vector<matrix_values>> matrices = {
         {identity},
         {{0.3F, 0, 0, 0, 1.7F, 0, 0, 0, 0.9F}},
         {{0.5F, -0.0F, 0, -0.0F, -1.5F, -0.0F, 0, -0.0F, 2.5F}},
         {{1e30F, 0, 0, 0, -1e30F, 0, 0, 0, 1}, {1e30F, 0, 0, 0, 1e30F, 0, 0, 0, 0.5F}}, // infinite diagonal
         {{1e30F, 1e30F, 0, 0, 0, 0, 0, 0, 1}, {1e30F, 0, 0, -1e30F, 0, 0, 0, 0, 1}},    // NaN on the diagonal
-        {{0.8F, 0, 0, 0, 0.7F, 0.1F, 0, 0, 0.6F}},
         {{0.9F, 0.2F, -0.1F, 0.1F, 0.8F, 0.1F, -0.1F, 0.2F, 0.7F}},
     };
+    for (std::size_t i = 0; i < 9; ++i) { // nearly the identity, nearly diagonal
+        matrices.push_back({identity});
+        matrices.back()[0][i] += 0.25F;
+    }
     random_source random(2);
     const test_processor deep(16, 16, random);
     const test_processor shallow(12, 10, random);
@@ -76,7 +78,7 @@ TEST_F(extents, large_images)
         // Cases with one mixture of LUTs are three apart, so each mixture meets every matrix on both processors.
         const test_processor& processor = number % 2 == 0 ? deep : shallow;
         pixel_case made = random_case(choices, processor.LUTs(), least + pick(random, 32, 1000), random);
-        made.matrices = matrices[number++ % std::size(matrices)];
+        made.matrices = matrices[number++ % matrices.size()];
         const std::vector<std::uint16_t> samples = made.samples;
         for (std::uint16_t& sample : made.samples) {
             sample = static_cast<std::uint16_t>(sample / 3);
@@ -88,6 +90,10 @@ TEST_F(extents, large_images)
             made.samples[index] = samples[index];
         }
         ASSERT_TRUE(harness.run(processor, made));
+        if (number % 4 == 0) {
+            processor.fill_LUTs(random);
+            ASSERT_TRUE(harness.run(processor, made)) << "with other LUTs";
+        }
     });
 }
 

@@ -33,6 +33,9 @@ public:
 
     [[nodiscard]] const LUT_set& LUTs() const { return LUTs_; }
 
+    // Gives the LUTs other random words.
+    void fill_LUTs(random_source& random) const;
+
     // Sets the matrix and the LUT switches as the case needs them.
     void configure(const pixel_case& wanted) const;
 

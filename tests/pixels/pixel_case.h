@@ -16,7 +16,8 @@ using random_source = std::mt19937_64;
 template <typename number>
 number pick(random_source& random, number first, number last)
 {
-    return static_cast<number>(std::uniform_int_distribution<std::int64_t>(first, last)(random));
+    return static_cast<number>(std::uniform_int_distribution<std::int64_t>(static_cast<std::int64_t>(first),
+                                                                           static_cast<std::int64_t>(last))(random));
 }
 
 // The choices that select a kernel, with the width of the output samples: 62,208 combinations.

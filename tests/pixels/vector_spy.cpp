@@ -39,12 +39,12 @@ std::uint32_t pass_on(int output_bits, const char* name, const void* parameters)
 
 } // namespace
 
-extern "C" {
-
 KX_EXPORT kx_test::vector_spy& KX_JOIN(kx_vector_spy_, KX_SPY_ON, )()
 {
     return account;
 }
+
+extern "C" {
 
 KX_EXPORT std::int32_t KX_INITIALIZE()
 {

@@ -19,7 +19,6 @@ struct vector_spy {
 
 } // namespace kx_test
 
-extern "C" {
+// The calling thread's account.
 kx_test::vector_spy& kx_vector_spy_sse();
 kx_test::vector_spy& kx_vector_spy_avx2();
-}

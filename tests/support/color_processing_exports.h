@@ -2,8 +2,8 @@
 // transforms called through one record of their arguments.
 #pragma once
 
-#include "korvex_kvi_color_processing.h"
 #include "support/shared_library.h"
+#include "support/transform_request.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -44,20 +44,7 @@ struct transform_export {
     std::size_t sample_bytes;
     std::size_t samples_per_pixel;
     std::int32_t (*call)(const color_processing_exports& kx, kx_color_processor* processor,
-                         const struct transform_request& request);
-};
-
-// A transform's arguments, with defaults that change nothing about a pixel.
-struct transform_request {
-    const std::uint16_t* input = nullptr;
-    std::int32_t input_format = KX_COLOR_INTERLEAVED_BGR;
-    std::uint16_t blue_min = 0, blue_max = 65535;
-    std::uint16_t green_min = 0, green_max = 65535;
-    std::uint16_t red_min = 0, red_max = 65535;
-    std::int32_t blue_shift = 0, green_shift = 0, red_shift = 0;
-    void* output = nullptr;
-    std::int32_t output_format = KX_COLOR_INTERLEAVED_BGR;
-    std::int32_t pixel_count = 0;
+                         const transform_request& request);
 };
 
 namespace detail {
@@ -65,10 +52,7 @@ namespace detail {
 template <auto entry_point, typename output_sample>
 std::int32_t call(const color_processing_exports& kx, kx_color_processor* processor, const transform_request& request)
 {
-    const transform_request& r = request;
-    return (kx.*entry_point)(processor, r.input, r.input_format, r.blue_min, r.blue_max, r.green_min, r.green_max,
-                             r.red_min, r.red_max, r.blue_shift, r.green_shift, r.red_shift,
-                             static_cast<output_sample*>(r.output), r.output_format, r.pixel_count);
+    return call_transform<output_sample>(kx.*entry_point, processor, request);
 }
 
 } // namespace detail

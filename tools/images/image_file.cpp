@@ -38,6 +38,18 @@ std::unique_ptr<image_reader> open_image(const std::filesystem::path& file)
     throw image_error(file, "is neither a TIFF nor a PNG file");
 }
 
+void check_fourth_sample(const std::filesystem::path& file, const std::string& where, const fourth_samples& fourth,
+                         bool is_alpha)
+{
+    const auto value = fourth.common_value();
+    if (is_alpha && value != 0xFFFF) {
+        throw image_error(file, where + " is transparent in places: its alpha would be lost");
+    }
+    if (!value) {
+        throw image_error(file, where + " has a fourth sample that varies and would be lost");
+    }
+}
+
 file_type type_from_suffix(const std::filesystem::path& file)
 {
     std::string suffix = file.extension().string();

@@ -1,12 +1,15 @@
 // Image files as the color processing library wants them: 16-bit RGB in, 16- or 8-bit samples out.
 //
 // Reads TIFF (any libtiff compression, strips or tiles, contiguous or separate planes, several pages) and
-// PNG; writes TIFF and PNG. Nothing is converted on the way: samples in memory are the samples in the file.
+// PNG; writes TIFF and PNG. 16-bit samples in memory are the samples in the file; 8-bit samples are read times
+// 257, so that white stays white, and a fourth sample that says nothing is left out.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -44,23 +47,50 @@ struct image {
 using image_16 = image<std::uint16_t>;
 using image_8 = image<std::uint8_t>;
 
-// An image file open for reading.
+// Samples to be written, of whichever size; the image must outlive it.
+struct samples_view {
+    template <typename Sample>
+    samples_view(const image<Sample>& page) // NOLINT(google-explicit-constructor): any image will do
+        : width(page.width), height(page.height), channels(page.channels), layout(page.layout),
+          orientation(page.orientation), sample_bytes(sizeof(Sample)),
+          bytes(reinterpret_cast<const std::byte*>(page.samples.data()))
+    {
+    }
+
+    std::uint32_t width;
+    std::uint32_t height;
+    unsigned channels;
+    arrangement layout;
+    std::uint16_t orientation;
+    std::size_t sample_bytes;
+    const std::byte* bytes;
+};
+
+// An image file open for reading. Several threads may read pages at the same time.
 class image_reader {
 public:
     virtual ~image_reader() = default;
 
     [[nodiscard]] virtual std::uint32_t page_count() const = 0;
 
-    // The pixels of all pages together.
-    [[nodiscard]] virtual std::uint64_t total_pixels() const = 0;
+    // Of a page, counted from 0; at most 2^31 - 1.
+    [[nodiscard]] virtual std::uint64_t pixel_count(std::uint32_t page) const = 0;
 
-    // The next page, from the first on; at most page_count() times. Files with separate planes give
-    // planar_bgr, all others interleaved_rgb. A page has at most 2^31 - 1 pixels. Throws image_error.
-    virtual image_16 read_page() = 0;
+    // Fills `page`, whose memory is reused. Files with separate planes give planar_bgr, all others
+    // interleaved_rgb. Throws image_error.
+    virtual void read_page(std::uint32_t number, image_16& page) = 0;
+
+    image_16 read_page(std::uint32_t number = 0)
+    {
+        image_16 page;
+        read_page(number, page);
+        return page;
+    }
 };
 
 // Opens a TIFF or PNG file, told apart by its content. Throws image_error unless all of its pages are RGB
-// images of three unsigned 16-bit samples a pixel.
+// images of unsigned 16- or 8-bit samples. A fourth sample must be the same in all pixels, or opaque if it is alpha:
+// read_page() throws otherwise.
 std::unique_ptr<image_reader> open_image(const std::filesystem::path& file);
 
 enum class compression { none, lzw, deflate };
@@ -68,6 +98,7 @@ enum class compression { none, lzw, deflate };
 // A page's arrangement in memory decides whether a TIFF gets contiguous or separate planes.
 struct write_options {
     compression tiff_compression = compression::none; // PNG has its own
+    std::optional<int> level;                         // of PNG's and TIFF's compression, by default a fast one
     std::uint32_t page_count = 1;                     // PNG takes one
     std::uint64_t expected_bytes = 0;                 // of samples; from 4 GB on a TIFF becomes a BigTIFF
 };
@@ -77,16 +108,27 @@ enum class file_type { tiff, png };
 // The type that a name's suffix stands for: .tif, .tiff or .png in any case. Throws image_error for others.
 file_type type_from_suffix(const std::filesystem::path& file);
 
+// A page as it will stand in the file, but for its place there.
+class encoded_page {
+public:
+    virtual ~encoded_page() = default;
+};
+
 // An image file being written, under a temporary name in the same directory until commit().
 class image_writer {
 public:
     // Without commit() the temporary file is removed and a file of the final name stays as it was.
     virtual ~image_writer() = default;
 
-    // Throws image_error. PNG takes three channels, interleaved, with orientation 1: a fourth sample would be
-    // its alpha, and the library's 0 would make the picture transparent.
-    virtual void write_page(const image_16& page) = 0;
-    virtual void write_page(const image_8& page) = 0;
+    // Compresses a page, with that many threads; several threads may do so at the same time. The page must stay as
+    // it is until it is appended. Throws image_error. PNG takes three channels, interleaved, with orientation 1: a
+    // fourth sample would be its alpha, and the library's 0 would make the picture transparent.
+    virtual std::unique_ptr<encoded_page> encode(const samples_view& page, unsigned threads) = 0;
+
+    // Appends the next page to the file. Throws image_error.
+    virtual void append(encoded_page& page) = 0;
+
+    void write_page(const samples_view& page) { append(*encode(page, 1)); }
 
     // Completes the file and gives it its final name, in place of what had it before. Throws image_error.
     virtual void commit() = 0;

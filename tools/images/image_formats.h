@@ -2,6 +2,7 @@
 #pragma once
 
 #include "image_file.h"
+#include "sample_rows.h"
 
 #include <limits>
 
@@ -14,7 +15,7 @@ std::unique_ptr<image_writer> create_tiff(const std::filesystem::path& file, con
 std::unique_ptr<image_writer> create_png(const std::filesystem::path& file, const write_options& options);
 
 // What a file must hold, for the texts of refusals.
-inline constexpr const char* needed_samples = "needed are RGB images of three unsigned 16-bit samples a pixel";
+inline constexpr const char* needed_samples = "needed are RGB images of unsigned 16- or 8-bit samples";
 
 // Throws unless the library can count the page's pixels. Dimensions come from the file and may be anything.
 inline void check_dimensions(const std::filesystem::path& file, std::uint32_t width, std::uint32_t height)
@@ -28,8 +29,15 @@ inline void check_dimensions(const std::filesystem::path& file, std::uint32_t wi
     }
 }
 
-// Sets aside memory for the page's samples without touching it: readers extend `samples` as data arrives, so
-// that a small file that claims a huge image fails before it has used up the memory.
+// Everything but the samples, whose memory is kept for reuse.
+inline void copy_shape(const image_16& from, image_16& to)
+{
+    std::vector<std::uint16_t> samples = std::move(to.samples);
+    to = from;
+    to.samples = std::move(samples);
+}
+
+// Sets aside memory for the page's samples without touching it.
 inline void reserve_samples(const std::filesystem::path& file, image_16& page)
 {
     try {
@@ -39,5 +47,9 @@ inline void reserve_samples(const std::filesystem::path& file, image_16& page)
                                     + std::to_string(page.height) + " pixels");
     }
 }
+
+// Throws if leaving the fourth samples out would lose something. `where` is the page, for messages.
+void check_fourth_sample(const std::filesystem::path& file, const std::string& where, const fourth_samples& fourth,
+                         bool is_alpha);
 
 } // namespace kx::images

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <utility>
 
 namespace kx::images {
@@ -19,8 +20,8 @@ int ignore_warning(TIFF*, void*, const char*, const char*, va_list)
 
 } // namespace
 
-tiff_file::tiff_file(const std::string& path, const char* mode, std::filesystem::path shown_name)
-    : name_(std::move(shown_name)), path_(path)
+tiff_file::tiff_file(std::unique_ptr<byte_stream> stream, const char* mode, std::filesystem::path shown_name)
+    : name_(std::move(shown_name)), stream_(std::move(stream))
 {
     TIFFOpenOptions* const options = TIFFOpenOptionsAlloc();
     if (options == nullptr) {
@@ -29,7 +30,9 @@ tiff_file::tiff_file(const std::string& path, const char* mode, std::filesystem:
     TIFFOpenOptionsSetErrorHandlerExtR(options, record_error, this);
     TIFFOpenOptionsSetWarningHandlerExtR(options, ignore_warning, nullptr);
     TIFFOpenOptionsSetMaxSingleMemAlloc(options, max_allocation);
-    tiff_ = TIFFOpenExt(path.c_str(), mode, options);
+    const auto close = [](thandle_t) { return 0; };
+    const auto size = [](thandle_t self) { return static_cast<tiff_file*>(self)->stream_->size(); };
+    tiff_ = TIFFClientOpenExt(name_.c_str(), mode, this, read, write, seek, close, size, nullptr, nullptr, options);
     TIFFOpenOptionsFree(options);
     if (tiff_ == nullptr) {
         fail("cannot be opened as a TIFF file");
@@ -43,16 +46,24 @@ tiff_file::~tiff_file()
     }
 }
 
+std::string tiff_file::take_messages()
+{
+    return std::exchange(messages_, {});
+}
+
 void tiff_file::close(const char* failure)
 {
     TIFFClose(std::exchange(tiff_, nullptr));
-    if (has_errors()) {
+    if (!messages_.empty()) {
         fail(failure);
     }
 }
 
 void tiff_file::fail(const std::string& reason) const
 {
+    if (stream_->error() != 0) {
+        throw image_error(name_, reason + ": " + std::strerror(stream_->error()));
+    }
     throw image_error(name_, messages_.empty() ? reason : reason + " (" + messages_ + ")");
 }
 
@@ -64,12 +75,35 @@ int tiff_file::record_error(TIFF*, void* self, const char* module, const char* f
         std::array<char, 300> text{};
         std::vsnprintf(text.data(), text.size(), format, arguments);
         file.messages_ += file.messages_.empty() ? "" : "; ";
-        if (module != nullptr && *module != '\0' && module != file.path_) {
+        if (module != nullptr && *module != '\0' && module != file.name_) {
             file.messages_ += std::string(module) + ": ";
         }
         file.messages_ += text.data();
     }
     return 1; // handled: libtiff must not print it as well
+}
+
+tmsize_t tiff_file::read(thandle_t self, void* bytes, tmsize_t count)
+{
+    tiff_file& file = *static_cast<tiff_file*>(self);
+    const std::size_t done = file.stream_->read(file.position_, bytes, static_cast<std::size_t>(count));
+    file.position_ += done;
+    return static_cast<tmsize_t>(done);
+}
+
+tmsize_t tiff_file::write(thandle_t self, void* bytes, tmsize_t count)
+{
+    tiff_file& file = *static_cast<tiff_file*>(self);
+    const std::size_t done = file.stream_->write(file.position_, bytes, static_cast<std::size_t>(count));
+    file.position_ += done;
+    return static_cast<tmsize_t>(done);
+}
+
+toff_t tiff_file::seek(thandle_t self, toff_t offset, int origin)
+{
+    tiff_file& file = *static_cast<tiff_file*>(self);
+    const std::uint64_t start = origin == SEEK_SET ? 0 : origin == SEEK_CUR ? file.position_ : file.stream_->size();
+    return file.position_ = start + offset;
 }
 
 } // namespace kx::images

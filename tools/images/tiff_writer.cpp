@@ -3,6 +3,9 @@
 #include "tiff_file.h"
 
 #include <algorithm>
+#include <future>
+
+#include <fcntl.h>
 
 namespace kx::images {
 
@@ -10,6 +13,9 @@ namespace {
 
 // Offsets in a plain TIFF have 32 bits; this leaves room for what is not samples.
 constexpr std::uint64_t big_tiff_from = 0xF0000000;
+
+// Large enough that calls to the system do not count, small enough to share a page among threads.
+constexpr std::size_t strip_bytes = std::size_t{1} << 20;
 
 std::uint16_t tag_of(compression chosen)
 {
@@ -23,16 +29,124 @@ std::uint16_t tag_of(compression chosen)
     }
 }
 
+// How a page is divided into strips: as many for each plane, all planes' strips numbered in turn.
+class strips {
+public:
+    explicit strips(const samples_view& page)
+        : page_(page), planes_(page.layout == arrangement::planar_bgr ? page.channels : 1),
+          row_bytes_(page.sample_bytes * page.width * page.channels / planes_),
+          rows_(static_cast<std::uint32_t>(std::clamp<std::size_t>(strip_bytes / row_bytes_, 1, page.height))),
+          per_plane_((page.height + rows_ - 1) / rows_)
+    {
+    }
+
+    [[nodiscard]] std::uint32_t rows_per_strip() const { return rows_; }
+    [[nodiscard]] std::uint32_t count() const { return per_plane_ * planes_; }
+
+    [[nodiscard]] std::size_t size(std::uint32_t strip) const
+    {
+        return row_bytes_ * std::min(rows_, page_.height - strip % per_plane_ * rows_);
+    }
+
+    // Memory has blue, green, red and the fourth plane; the file has red, green, blue and the fourth.
+    [[nodiscard]] const std::byte* samples(std::uint32_t strip) const
+    {
+        const std::uint32_t plane = strip / per_plane_;
+        const std::size_t place = planes_ > 1 && plane < 3 ? 2 - plane : plane;
+        return page_.bytes + row_bytes_ * (place * page_.height + std::size_t{strip % per_plane_} * rows_);
+    }
+
+private:
+    const samples_view& page_;
+    std::uint32_t planes_;
+    std::size_t row_bytes_;
+    std::uint32_t rows_;
+    std::uint32_t per_plane_;
+};
+
+// Sets what the samples and their compression need.
+void set_layout(tiff_file& file, const samples_view& page, const write_options& options)
+{
+    file.set(TIFFTAG_IMAGEWIDTH, page.width);
+    file.set(TIFFTAG_IMAGELENGTH, page.height);
+    file.set(TIFFTAG_BITSPERSAMPLE, static_cast<int>(8 * page.sample_bytes));
+    file.set(TIFFTAG_SAMPLESPERPIXEL, page.channels);
+    file.set(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
+    file.set(TIFFTAG_PLANARCONFIG,
+             page.layout == arrangement::planar_bgr ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG);
+    file.set(TIFFTAG_COMPRESSION, static_cast<int>(tag_of(options.tiff_compression)));
+    if (options.tiff_compression != compression::none) {
+        file.set(TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
+    }
+    if (options.level && options.tiff_compression == compression::deflate) {
+        file.set(TIFFTAG_ZIPQUALITY, *options.level);
+    }
+    if (page.channels == 4) {
+        // Neither alpha nor anything else that a viewer should interpret.
+        const std::uint16_t meaning = EXTRASAMPLE_UNSPECIFIED;
+        file.set(TIFFTAG_EXTRASAMPLES, 1, &meaning);
+    }
+    file.set(TIFFTAG_ROWSPERSTRIP, strips(page).rows_per_strip());
+}
+
+struct encoded_strip {
+    const std::byte* bytes;
+    std::size_t size;
+};
+
+// Some of a page's strips compressed: libtiff writes them to memory, as a file of their own.
+class compressed_strips {
+public:
+    compressed_strips(const std::filesystem::path& name, const samples_view& page, const write_options& options,
+                      std::uint32_t first, std::uint32_t end)
+    {
+        auto stream = std::make_unique<memory_stream>();
+        memory_ = stream.get();
+        file_ = std::make_unique<tiff_file>(std::move(stream), "w", name);
+        set_layout(*file_, page, options);
+        const strips all(page);
+        for (std::uint32_t strip = first; strip < end; ++strip) {
+            // libtiff's predictor works on a copy.
+            void* const samples = const_cast<std::byte*>(all.samples(strip));
+            if (TIFFWriteEncodedStrip(file_->get(), strip, samples, static_cast<tmsize_t>(all.size(strip))) < 0) {
+                file_->fail("cannot be compressed");
+            }
+            places_.emplace_back(TIFFGetStrileOffset(file_->get(), strip), TIFFGetStrileByteCount(file_->get(), strip));
+        }
+    }
+
+    void add_to(std::vector<encoded_strip>& all) const
+    {
+        for (const auto& [offset, size] : places_) {
+            all.push_back({memory_->data() + offset, size});
+        }
+    }
+
+private:
+    std::unique_ptr<tiff_file> file_;
+    const memory_stream* memory_;
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> places_;
+};
+
+struct encoded_tiff_page final : encoded_page {
+    explicit encoded_tiff_page(const samples_view& samples) : page(samples) {}
+
+    samples_view page;
+    std::vector<encoded_strip> parts;
+    std::vector<compressed_strips> compressed; // what holds the parts, unless the page itself does
+};
+
 class tiff_writer final : public image_writer {
 public:
     tiff_writer(const std::filesystem::path& file, const write_options& options)
         : options_(options), pending_(file),
-          file_(pending_.temporary_name(), options.expected_bytes >= big_tiff_from ? "w8" : "w", file)
+          file_(std::make_unique<file_stream>(std::make_shared<open_file>(pending_.temporary_name(), O_RDWR, file)),
+                options.expected_bytes >= big_tiff_from ? "w8" : "w", file)
     {
     }
 
-    void write_page(const image_16& page) override { write(page); }
-    void write_page(const image_8& page) override { write(page); }
+    std::unique_ptr<encoded_page> encode(const samples_view& page, unsigned threads) override;
+    void append(encoded_page& page) override;
 
     void commit() override
     {
@@ -41,81 +155,64 @@ public:
     }
 
 private:
-    template <typename Sample>
-    void write(const image<Sample>& page);
-    template <typename Sample>
-    void write_rows(const Sample* samples, std::size_t row_samples, std::uint32_t rows, std::uint16_t plane);
-    template <typename... Value>
-    void set(std::uint32_t tag, Value... value);
-
     write_options options_;
     pending_file pending_;
     tiff_file file_;
     std::uint32_t pages_written_ = 0;
 };
 
-template <typename... Value>
-void tiff_writer::set(std::uint32_t tag, Value... value)
+std::unique_ptr<encoded_page> tiff_writer::encode(const samples_view& page, unsigned threads)
 {
-    if (TIFFSetField(file_.get(), tag, value...) != 1) {
-        file_.fail("cannot be written");
+    auto encoded = std::make_unique<encoded_tiff_page>(page);
+    const strips all(page);
+    if (options_.tiff_compression == compression::none) {
+        for (std::uint32_t strip = 0; strip < all.count(); ++strip) {
+            encoded->parts.push_back({all.samples(strip), all.size(strip)});
+        }
+        return encoded;
     }
+    // What a strip becomes does not depend on the strips before it, nor the file on the number of threads.
+    const std::uint32_t shares = std::clamp(threads, 1U, all.count());
+    std::vector<std::future<compressed_strips>> running;
+    for (std::uint32_t share = 0; share < shares; ++share) {
+        const auto begin_of = [&](std::uint64_t number) {
+            return static_cast<std::uint32_t>(all.count() * number / shares);
+        };
+        const auto policy = share + 1 < shares ? std::launch::async : std::launch::deferred; // the last runs here
+        running.push_back(std::async(policy, [this, &page, first = begin_of(share), end = begin_of(share + 1)] {
+            return compressed_strips(pending_.final_name(), page, options_, first, end);
+        }));
+    }
+    running.back().wait();
+    for (auto& share : running) {
+        encoded->compressed.push_back(share.get());
+        encoded->compressed.back().add_to(encoded->parts);
+    }
+    return encoded;
 }
 
-template <typename Sample>
-void tiff_writer::write(const image<Sample>& page)
+void tiff_writer::append(encoded_page& encoded)
 {
-    const bool planar = page.layout == arrangement::planar_bgr;
-    set(TIFFTAG_IMAGEWIDTH, page.width);
-    set(TIFFTAG_IMAGELENGTH, page.height);
-    set(TIFFTAG_BITSPERSAMPLE, static_cast<int>(8 * sizeof(Sample)));
-    set(TIFFTAG_SAMPLESPERPIXEL, page.channels);
-    set(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
-    set(TIFFTAG_PLANARCONFIG, planar ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG);
-    set(TIFFTAG_ORIENTATION, static_cast<int>(page.orientation));
-    set(TIFFTAG_COMPRESSION, static_cast<int>(tag_of(options_.tiff_compression)));
-    if (options_.tiff_compression != compression::none) {
-        set(TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
-    }
-    if (page.channels == 4) {
-        // Neither alpha nor anything else that a viewer should interpret.
-        const std::uint16_t meaning = EXTRASAMPLE_UNSPECIFIED;
-        set(TIFFTAG_EXTRASAMPLES, 1, &meaning);
-    }
+    const auto& [page, parts, compressed] = dynamic_cast<const encoded_tiff_page&>(encoded);
+    set_layout(file_, page, options_);
+    file_.set(TIFFTAG_ORIENTATION, static_cast<int>(page.orientation));
     if (options_.page_count > 1) {
-        set(TIFFTAG_SUBFILETYPE, FILETYPE_PAGE);
+        file_.set(TIFFTAG_SUBFILETYPE, FILETYPE_PAGE);
         if (options_.page_count <= 0xFFFF) {
-            set(TIFFTAG_PAGENUMBER, static_cast<int>(pages_written_), static_cast<int>(options_.page_count));
+            file_.set(TIFFTAG_PAGENUMBER, static_cast<int>(pages_written_), static_cast<int>(options_.page_count));
         }
     }
-    set(TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(file_.get(), 0));
-
-    if (planar) {
-        // Memory has blue, green, red and the fourth; the file has red, green, blue and the fourth.
-        for (std::uint16_t plane = 0; plane < page.channels; ++plane) {
-            const std::size_t place = plane < 3 ? 2U - plane : plane;
-            write_rows(page.samples.data() + place * page.pixel_count(), page.width, page.height, plane);
+    for (std::uint32_t strip = 0; strip < parts.size(); ++strip) {
+        void* const bytes = const_cast<std::byte*>(parts[strip].bytes);
+        const auto size = static_cast<tmsize_t>(parts[strip].size);
+        if (TIFFWriteRawStrip(file_.get(), strip, bytes, size) != size) {
+            file_.fail("cannot be written");
         }
-    } else {
-        write_rows(page.samples.data(), std::size_t{page.width} * page.channels, page.height, 0);
     }
     if (TIFFWriteDirectory(file_.get()) != 1) {
         file_.fail("cannot be written");
     }
     ++pages_written_;
-}
-
-// Rows go through a copy: libtiff's predictor changes what it is given.
-template <typename Sample>
-void tiff_writer::write_rows(const Sample* samples, std::size_t row_samples, std::uint32_t rows, std::uint16_t plane)
-{
-    std::vector<Sample> copy(row_samples);
-    for (std::uint32_t row = 0; row < rows; ++row) {
-        std::copy_n(samples + row * row_samples, row_samples, copy.begin());
-        if (TIFFWriteScanline(file_.get(), copy.data(), row, plane) != 1) {
-            file_.fail("cannot be written");
-        }
-    }
 }
 
 } // namespace

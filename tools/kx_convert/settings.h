@@ -49,7 +49,9 @@ struct settings {
     unsigned channels = 3;
     bool planar = false;
     std::optional<images::compression> tiff_compression;
+    std::optional<int> level; // of compression
 
+    unsigned threads = 1;
     std::optional<std::int32_t> vector_level; // none: the library chooses
     bool info = false;
 };

@@ -50,6 +50,9 @@ void check_combination(const settings& wanted)
         if (wanted.tiff_compression) {
             throw option_error("--compression", "is for TIFF; PNG has its own");
         }
+    } else if (wanted.level
+               && wanted.tiff_compression.value_or(images::compression::none) == images::compression::none) {
+        throw option_error("--level", "there is nothing to compress: give --compression, or write a PNG");
     }
 }
 

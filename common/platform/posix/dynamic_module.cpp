@@ -1,14 +1,15 @@
 #include "platform/dynamic_module.h"
 
-#include <dlfcn.h>
+#include "platform/module_file_name.h"
 
-#include <string>
+#include <dlfcn.h>
 
 namespace kx::platform {
 
 void* load_module(const char* base_name)
 {
-    return dlopen((std::string(base_name) + ".so").c_str(), RTLD_NOW | RTLD_LOCAL);
+    const module_file_name file(base_name, ".so");
+    return file.fits() ? dlopen(file.get(), RTLD_NOW | RTLD_LOCAL) : nullptr;
 }
 
 void* find_entry_point(void* module, const char* name)

@@ -1,14 +1,15 @@
 #include "platform/dynamic_module.h"
 
-#include <windows.h>
+#include "platform/module_file_name.h"
 
-#include <string>
+#include <windows.h>
 
 namespace kx::platform {
 
 void* load_module(const char* base_name)
 {
-    return LoadLibraryA((std::string(base_name) + ".dll").c_str());
+    const module_file_name file(base_name, ".dll");
+    return file.fits() ? LoadLibraryA(file.get()) : nullptr;
 }
 
 void* find_entry_point(void* module, const char* name)

@@ -6,7 +6,8 @@ namespace kvi {
 
 std::string environment_variable(const char* name)
 {
-    const char* value = std::getenv(name); // NOLINT(concurrency-mt-unsafe): nobody here changes the environment
+    // Not std::getenv: who runs a set-user-ID program must not choose a file for it to append to.
+    const char* value = secure_getenv(name);
     return value != nullptr ? value : "";
 }
 

@@ -24,7 +24,7 @@ std::string call_text(const char* function, void* handle)
 
 KX_STANDIN_API std::int32_t kx_LUT_module_initialize()
 {
-    record(other, "kx_LUT_module_initialize()");
+    record("kx_LUT_module_initialize()");
     return the_recorder().LUT_initialize_result;
 }
 
@@ -34,26 +34,26 @@ KX_STANDIN_API void* kx_create_LUT_test(std::int32_t entry_count, std::int32_t f
     const std::string call =
         "kx_create_LUT_test(" + std::to_string(entry_count) + ", " + std::to_string(for_avx2) + ")";
     if (const exception thrown = due(r.create_LUT)) {
-        record(LUT_call, call + " throws");
+        record(call + " throws");
         throw_if(thrown);
     }
-    const std::int32_t number = r.LUTs_created.fetch_add(1, std::memory_order_relaxed) + 1;
+    const std::int32_t number = ++r.LUTs_created;
     r.LUTs.at(static_cast<std::size_t>(number))
         .assign(static_cast<std::size_t>(entry_count + 2 * LUT_guard_words), LUT_fill);
-    record(LUT_call, call + " = LUT " + std::to_string(number));
+    record(call + " = LUT " + std::to_string(number));
     return handles + number;
 }
 
 KX_STANDIN_API std::int32_t kx_LUT_transform_16(void* LUT, const std::uint16_t*, std::uint16_t*, std::int32_t)
 {
-    record(LUT_call, call_text("kx_LUT_transform_16", LUT));
+    record(call_text("kx_LUT_transform_16", LUT));
     return 1;
 }
 
 KX_STANDIN_API std::uint32_t* kx_get_LUT_data(void* LUT)
 {
     const exception thrown = due(the_recorder().get_LUT_data);
-    record(LUT_call, call_text("kx_get_LUT_data", LUT) + (thrown != no_exception ? " throws" : ""));
+    record(call_text("kx_get_LUT_data", LUT) + (thrown != no_exception ? " throws" : ""));
     throw_if(thrown);
     return the_recorder().LUT_data(number_of(LUT));
 }
@@ -61,13 +61,14 @@ KX_STANDIN_API std::uint32_t* kx_get_LUT_data(void* LUT)
 KX_STANDIN_API std::int32_t kx_destroy_LUT(void* LUT)
 {
     const bool existed = the_recorder().LUT_data(number_of(LUT)) != nullptr;
-    record(LUT_call, call_text("kx_destroy_LUT", LUT) + (existed ? "" : " in vain"));
+    record(call_text("kx_destroy_LUT", LUT) + (existed ? "" : " in vain"));
     the_recorder().LUTs.at(static_cast<std::size_t>(number_of(LUT))) = {};
+    throw_if(due(the_recorder().destroy_LUT));
     return 1; // must not matter
 }
 
 KX_STANDIN_API std::int32_t kx_LUT_module_terminate()
 {
-    record(other, "kx_LUT_module_terminate()");
+    record("kx_LUT_module_terminate()");
     return 1; // must not matter
 }

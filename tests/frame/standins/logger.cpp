@@ -2,6 +2,7 @@
 #include "frame/standins/standin.h"
 
 #include <cstdio>
+#include <thread>
 
 using namespace standins;
 
@@ -21,15 +22,19 @@ std::string call_text(const char* function, const char* channel_name, const char
 
 KX_STANDIN_API void* kvi_get_log(const char* channel_name, const char* second_name)
 {
-    record(other, call_text("kvi_get_log", channel_name, second_name));
-    return the_recorder().get_log_returns_null ? nullptr : &the_log;
+    record(call_text("kvi_get_log", channel_name, second_name));
+    recorder& r = the_recorder();
+    ++r.get_log_calls;
+    for (int i = 0; i < 500 && r.get_log_calls < r.get_log_awaits; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return r.get_log_returns_null ? nullptr : &the_log;
 }
 
 KX_STANDIN_API std::int32_t kvi_log(void* log, std::int32_t level, const char* source_file_name,
                                     std::int32_t source_line, const char* function_name, const char* message)
 {
-    record(log_line,
-           (log == &the_log ? "log " : "log with a wrong handle ") + std::to_string(level) + " " + source_file_name
+    record((log == &the_log ? "log " : "log with a wrong handle ") + std::to_string(level) + " " + source_file_name
                + " " + function_name + ": " + message,
            source_line);
     return the_recorder().log_result;
@@ -37,7 +42,7 @@ KX_STANDIN_API std::int32_t kvi_log(void* log, std::int32_t level, const char* s
 
 KX_STANDIN_API std::int32_t kvi_free_log(const char* channel_name, const char* second_name)
 {
-    record(other, call_text("kvi_free_log", channel_name, second_name));
+    record(call_text("kvi_free_log", channel_name, second_name));
     if (the_recorder().announces_free_log) {
         std::fputs("log closed", stderr);
     }

@@ -1,6 +1,6 @@
 #include "frame/standins/recorder.h"
 
-#include <cstring>
+#include <algorithm>
 #include <memory>
 #include <mutex>
 
@@ -8,7 +8,7 @@ namespace standins {
 
 namespace {
 
-std::mutex lock; // guards the events and the seen record
+std::mutex lock; // guards the events
 
 } // namespace
 
@@ -25,27 +25,17 @@ void reset()
     std::construct_at(&the_recorder());
 }
 
-void record(event_kind kind, const std::string& text, std::int32_t source_line)
+void record(const std::string& text, std::int32_t source_line)
 {
-    recorder& r = the_recorder();
-    // Relaxed counters order nothing, so that the thread sanitizer sees the library's own ordering alone.
-    r.counts[kind].fetch_add(1, std::memory_order_relaxed);
-    if (!r.counts_only) {
-        const std::lock_guard guard(lock);
-        r.events.push_back({text, source_line});
-    }
+    const std::lock_guard guard(lock);
+    the_recorder().events.push_back({text, source_line});
 }
 
-void see_record(const void* record)
+void see_record(const kx::transform_parameters& record)
 {
     recorder& r = the_recorder();
-    if (!r.counts_only) {
-        const std::lock_guard guard(lock);
-        std::memcpy(r.seen_record.data(), record, r.seen_record.size());
-        const void* matrix = nullptr;
-        std::memcpy(&matrix, r.seen_record.data() + 64, sizeof matrix);
-        std::memcpy(r.seen_matrix.data(), matrix, sizeof r.seen_matrix);
-    }
+    r.seen_record = record;
+    std::copy_n(kx::matrix_of(record), r.seen_matrix.size(), r.seen_matrix.begin());
 }
 
 } // namespace standins

@@ -2,8 +2,11 @@
 // happened to them, and the behaviour that the test asks of them. In a small shared library of its own.
 #pragma once
 
+#include "companion_interfaces/transform_parameters.h"
+
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -33,10 +36,10 @@ struct vector_script {
     std::int32_t initialize_result = 0;
     exception initialize_throws = no_exception;
     exception transform_throws = no_exception;
+    exception terminate_throws = no_exception;
     std::uint32_t first_unconverted = 0; // what a transform, which converts nothing, returns
+    std::chrono::microseconds transform_takes{0};
 };
-
-enum event_kind { log_line, LUT_call, vector_call, other };
 
 struct event {
     std::string text;
@@ -46,25 +49,25 @@ struct event {
 struct recorder {
     // What the test asks for.
     bool get_log_returns_null = false;
+    std::int32_t get_log_awaits = 0; // how many calls before it returns, or a while if they do not come
     std::int32_t log_result = 0;
     exception free_log_throws = no_exception;
     bool announces_free_log = false; // on standard error, for a process that is about to end
     std::int32_t LUT_initialize_result = 0;
-    failure create_LUT, get_LUT_data;
+    failure create_LUT, get_LUT_data, destroy_LUT;
     std::array<vector_script, 2> vector; // by vector_module
-    bool counts_only = false;            // no texts, and nothing that would order the threads
 
     // What happened.
     std::vector<event> events;
-    std::array<std::atomic<std::int32_t>, 4> counts{}; // by event_kind
+    std::atomic<std::int32_t> get_log_calls = 0;
 
     // The last record that a vector module was called with, and the matrix that it led to.
-    std::array<unsigned char, 168> seen_record{};
+    kx::transform_parameters seen_record{};
     std::array<float, 9> seen_matrix{};
 
     // LUTs by number, from 1 on, with guard words on either side. Empty unless the LUT exists.
-    std::array<std::vector<std::uint32_t>, 16384> LUTs;
-    std::atomic<std::int32_t> LUTs_created{0};
+    std::array<std::vector<std::uint32_t>, 1024> LUTs;
+    std::int32_t LUTs_created = 0;
 
     [[nodiscard]] std::uint32_t* LUT_data(std::int32_t number);
     [[nodiscard]] std::ptrdiff_t LUT_count() const;
@@ -78,10 +81,10 @@ KX_RECORDER_API recorder& the_recorder();
 // Forgets what happened and what was asked for, and starts to number LUTs at 1 again.
 KX_RECORDER_API void reset();
 
-KX_RECORDER_API void record(event_kind kind, const std::string& text, std::int32_t source_line = 0);
+KX_RECORDER_API void record(const std::string& text, std::int32_t source_line = 0);
 
-// The record of a vector call. It leads to a matrix by its pointer at offset 64.
-KX_RECORDER_API void see_record(const void* record);
+// The record of a vector call.
+KX_RECORDER_API void see_record(const kx::transform_parameters& record);
 
 inline std::uint32_t* recorder::LUT_data(std::int32_t number)
 {

@@ -35,13 +35,11 @@ inline exception due(failure& wanted)
     return wanted.call_number > 0 && --wanted.call_number == 0 ? wanted.thrown : no_exception;
 }
 
-// Reports that its module was loaded and unloaded. The name is no member: setting it while the module is loaded
-// again, on another thread, would look like a race to the thread sanitizer, which knows nothing of the loader's
-// lock.
+// Reports that its module was loaded and unloaded.
 template <const char* module>
 struct presence {
-    presence() { record(other, std::string(module) + " loaded"); }
-    ~presence() { record(other, std::string(module) + " unloaded"); }
+    presence() { record(std::string(module) + " loaded"); }
+    ~presence() { record(std::string(module) + " unloaded"); }
     presence(const presence&) = delete;
     presence& operator=(const presence&) = delete;
 };

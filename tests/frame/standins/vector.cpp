@@ -18,11 +18,14 @@ const vector_script& the_script()
     return the_recorder().vector[KX_VECTOR];
 }
 
-std::uint32_t transform(const void* parameters, const char* call)
+std::uint32_t transform(const kx::transform_parameters* parameters, const char* call)
 {
-    record(vector_call, name + std::string(call));
-    see_record(parameters);
+    record(name + std::string(call));
+    see_record(*parameters);
     throw_if(the_script().transform_throws);
+    const auto end = std::chrono::steady_clock::now() + the_script().transform_takes;
+    while (std::chrono::steady_clock::now() < end) {
+    }
     return the_script().first_unconverted;
 }
 
@@ -30,25 +33,26 @@ std::uint32_t transform(const void* parameters, const char* call)
 
 KX_STANDIN_API std::int32_t KX_JOIN(kx_color_processing_vector_, KX_VECTOR, _module_initialize)()
 {
-    record(vector_call, name + std::string(" initialize"));
+    record(name + std::string(" initialize"));
     throw_if(the_script().initialize_throws);
     return the_script().initialize_result;
 }
 
 KX_STANDIN_API std::uint32_t KX_JOIN(kx_color_processing_transform_8_bit_output_vector_,
-                                     KX_VECTOR, )(const void* parameters)
+                                     KX_VECTOR, )(const kx::transform_parameters* parameters)
 {
     return transform(parameters, " transforms to 8 bits");
 }
 
 KX_STANDIN_API std::uint32_t KX_JOIN(kx_color_processing_transform_16_bit_output_vector_,
-                                     KX_VECTOR, )(const void* parameters)
+                                     KX_VECTOR, )(const kx::transform_parameters* parameters)
 {
     return transform(parameters, " transforms to 16 bits");
 }
 
 KX_STANDIN_API std::int32_t KX_JOIN(kx_color_processing_vector_, KX_VECTOR, _module_terminate)()
 {
-    record(vector_call, name + std::string(" terminate"));
+    record(name + std::string(" terminate"));
+    throw_if(the_script().terminate_throws);
     return 1; // must not matter
 }

@@ -1,0 +1,10 @@
+# The public header states the project's version for those who include it without CMake. It must be the same.
+set(header ${PROJECT_SOURCE_DIR}/include/korvex_kvi_color_processing.h)
+set_property(DIRECTORY ${PROJECT_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${header})
+file(STRINGS ${header} stated REGEX "^#define KX_COLOR_PROCESSING_VERSION")
+list(TRANSFORM stated REPLACE "^#define KX_COLOR_PROCESSING_VERSION" "")
+set(expected "_MAJOR ${PROJECT_VERSION_MAJOR};_MINOR ${PROJECT_VERSION_MINOR};_PATCH ${PROJECT_VERSION_PATCH}")
+list(APPEND expected " \"${PROJECT_VERSION}\"")
+if(NOT stated STREQUAL expected)
+  message(FATAL_ERROR "${header} does not state the project's version, ${PROJECT_VERSION}: ${stated}")
+endif()

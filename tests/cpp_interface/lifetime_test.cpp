@@ -1,0 +1,148 @@
+// Libraries and processors: how long they live, what moved-from ones do, and what status codes become.
+#include "korvex_kvi_color_processing.hpp"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <set>
+#include <utility>
+#include <vector>
+
+namespace {
+
+namespace kc = korvex::color;
+
+template <typename Function>
+std::int32_t code_of(const Function& function)
+{
+    try {
+        function();
+    } catch (const kc::error& failure) {
+        return failure.code();
+    }
+    return KX_COLOR_SUCCESS;
+}
+
+// The second of two samples of blue after one pixel went through.
+std::uint16_t blue_of(const kc::processor& processor)
+{
+    const std::uint16_t input[] = {10, 20, 30};
+    std::uint16_t output[3] = {};
+    processor.transform(kc::image_view(input, kc::pixel_layout::interleaved_bgr, 1, 1),
+                        kc::image_view(output, kc::pixel_layout::interleaved_bgr, 1, 1));
+    return output[0];
+}
+
+// Each call that may fail.
+std::vector<std::int32_t> codes_of_all_calls(kc::processor& processor)
+{
+    return {code_of([&] { processor.append_matrix({}); }),
+            code_of([&] { processor.clear_matrix(); }),
+            code_of([&] { (void)processor.input_LUT(kc::channel::blue); }),
+            code_of([&] { (void)processor.output_LUT(kc::channel::red); }),
+            code_of([&] { processor.enable_input_LUTs(false); }),
+            code_of([&] { processor.enable_output_LUTs(false); }),
+            code_of([&] { (void)blue_of(processor); })};
+}
+
+TEST(lifetime, a_processor_holds_on_to_the_library)
+{
+    auto first = std::make_unique<kc::library>();
+    auto second = std::make_unique<kc::library>();
+    kc::processor processor(*first);
+    first.reset();
+    kc::processor other(*second); // the LUTs' module is still at hand
+    second.reset();
+    other.enable_input_LUTs(true);
+    EXPECT_EQ(blue_of(processor), 10);
+    EXPECT_EQ(blue_of(other), 0);
+}
+
+TEST(lifetime, the_last_one_ends_the_module)
+{
+    auto processor = std::make_unique<kc::processor>(kc::library());
+    EXPECT_EQ(kx_color_clear_matrix(processor->handle()), KX_COLOR_SUCCESS);
+    processor.reset();
+    EXPECT_EQ(kx_color_clear_matrix(nullptr), KX_COLOR_NOT_INITIALIZED);
+}
+
+TEST(lifetime, moved_from_objects_are_empty)
+{
+    kc::library library;
+    kc::processor processor(library);
+    processor.enable_input_LUTs({true, false, false});
+    kc::processor target(library);
+    target = std::move(processor);
+    EXPECT_EQ(blue_of(target), 0);
+    // NOLINTBEGIN(bugprone-use-after-move)
+    EXPECT_EQ(processor.handle(), nullptr);
+    EXPECT_EQ(codes_of_all_calls(processor), std::vector<std::int32_t>(7, KX_COLOR_NULL_PROCESSOR));
+    EXPECT_EQ(code_of([&] { processor.check_samples({}); }), KX_COLOR_NULL_PROCESSOR);
+    processor = std::move(target);
+    EXPECT_EQ(blue_of(processor), 0);
+
+    const kc::library other = std::move(library);
+    EXPECT_EQ(code_of([&] { const kc::processor none(library); }), KX_COLOR_NOT_INITIALIZED);
+    EXPECT_EQ(code_of([&] { const kc::processor one(other); }), KX_COLOR_SUCCESS);
+    // NOLINTEND(bugprone-use-after-move)
+}
+
+TEST(errors, a_module_that_somebody_else_terminated)
+{
+    const kc::library library;
+    kc::processor processor(library);
+    kx_color_processing_module_terminate();
+    EXPECT_EQ(codes_of_all_calls(processor), std::vector<std::int32_t>(7, KX_COLOR_NOT_INITIALIZED));
+    EXPECT_EQ(code_of([&] { const kc::processor none(library); }), kc::error::null_result);
+    ASSERT_EQ(kx_color_processing_module_initialize(), KX_COLOR_SUCCESS);
+}
+
+TEST(errors, a_processor_that_cannot_be_created)
+{
+    const kc::library library;
+    for (const kc::processor_options& options : {kc::processor_options{17, 8, {}}, kc::processor_options{8, -1, {}}}) {
+        try {
+            const kc::processor none(library, options);
+            ADD_FAILURE();
+        } catch (const kc::error& failure) {
+            EXPECT_EQ(failure.code(), kc::error::null_result);
+            EXPECT_NE(std::string(failure.what()).find("bit depth"), std::string::npos);
+        }
+    }
+}
+
+std::int32_t next_status;
+int terminations;
+
+TEST(errors, every_status_has_its_own_words)
+{
+    kc::function_table functions = kc::function_table::linked();
+    functions.kx_color_clear_matrix = [](kx_color_processor* /*processor*/) { return next_status; };
+    kc::processor processor{kc::library(functions)};
+    std::set<std::string> words;
+    for (const std::int32_t status : {1, 2, 3, 4, 5, 9, 10, 11, 12, 77}) {
+        next_status = status;
+        try {
+            processor.clear_matrix();
+            ADD_FAILURE() << status;
+        } catch (const kc::error& failure) {
+            EXPECT_EQ(failure.code(), status);
+            EXPECT_TRUE(words.insert(failure.what()).second) << failure.what();
+        }
+    }
+}
+
+TEST(errors, a_library_that_cannot_start_is_terminated)
+{
+    kc::function_table functions = kc::function_table::linked();
+    functions.kx_color_processing_module_initialize = [] { return next_status; };
+    functions.kx_color_processing_module_terminate = [] { return ++terminations, 0; };
+    next_status = KX_COLOR_NOT_INITIALIZED;
+    EXPECT_EQ(code_of([&] { const kc::library none(functions); }), KX_COLOR_NOT_INITIALIZED);
+    EXPECT_EQ(terminations, 1);
+    next_status = KX_COLOR_SUCCESS; // and may start later
+    EXPECT_EQ(code_of([&] { const kc::library one(functions); }), KX_COLOR_SUCCESS);
+    EXPECT_EQ(terminations, 2);
+}
+
+} // namespace

@@ -1,0 +1,113 @@
+// In how many calls the library gets an image: seen by a stand-in for its transform.
+#include "korvex_kvi_color_processing.hpp"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <vector>
+
+namespace {
+
+namespace kc = korvex::color;
+
+struct call {
+    const std::uint16_t* from;
+    const std::uint8_t* to;
+    std::int32_t pixels;
+};
+
+std::vector<call> calls;
+
+class pieces_test : public testing::Test {
+protected:
+    pieces_test() { calls.clear(); }
+
+    static kc::function_table functions()
+    {
+        kc::function_table table = kc::function_table::linked();
+        table.kx_color_transform_48_to_24 =
+            [](kx_color_processor* /*processor*/, const std::uint16_t* from, std::int32_t /*format*/, std::uint16_t,
+               std::uint16_t, std::uint16_t, std::uint16_t, std::uint16_t, std::uint16_t, std::int32_t, std::int32_t,
+               std::int32_t, std::uint8_t* to, std::int32_t /*format*/, std::int32_t pixels) {
+                calls.push_back({from, to, pixels});
+                return KX_COLOR_SUCCESS;
+            };
+        return table;
+    }
+
+    kc::processor processor{kc::library(functions())};
+    std::vector<std::uint16_t> input = std::vector<std::uint16_t>(60'000);
+    std::vector<std::uint8_t> output = std::vector<std::uint8_t>(60'000);
+};
+
+TEST_F(pieces_test, contiguous_images_take_one_call)
+{
+    for (const kc::pixel_layout layout : {kc::pixel_layout::planar_bgr, kc::pixel_layout::interleaved_rgb}) {
+        calls.clear();
+        processor.transform(kc::image_view(input.data(), layout, 60, 100),
+                            kc::image_view(output.data(), layout, 60, 100));
+        ASSERT_EQ(calls.size(), 1U);
+        EXPECT_EQ(calls[0].from, input.data());
+        EXPECT_EQ(calls[0].to, output.data());
+        EXPECT_EQ(calls[0].pixels, 6'000);
+    }
+}
+
+TEST_F(pieces_test, long_rows_take_a_call_each_where_they_are)
+{
+    const kc::image_view from(input.data(), kc::pixel_layout::interleaved_bgr, 2'000, 5, 3, 12'010);
+    const kc::image_view to(output.data(), kc::pixel_layout::interleaved_bgr, 2'000, 5);
+    processor.transform(from, to);
+    ASSERT_EQ(calls.size(), 5U);
+    for (std::size_t y = 0; y < 5; ++y) {
+        EXPECT_EQ(calls[y].from, from.row(y));
+        EXPECT_EQ(calls[y].to, to.row(y));
+        EXPECT_EQ(calls[y].pixels, 2'000);
+    }
+}
+
+// Millions of calls would take longer than copying.
+TEST_F(pieces_test, short_rows_are_gathered)
+{
+    const kc::image_view from(input.data(), kc::pixel_layout::interleaved_bgr, 10, 1'000);
+    const kc::image_view to(output.data(), kc::pixel_layout::interleaved_bgr, 10, 1'000);
+    processor.transform(from.rectangle(1, 0, 8, 1'000), to.rectangle(1, 0, 8, 1'000));
+    EXPECT_LE(calls.size(), 8U);
+}
+
+TEST_F(pieces_test, images_with_more_pixels_than_a_call_takes_are_split)
+{
+    struct size {
+        std::size_t width;
+        std::size_t height;
+    };
+    // There is no memory behind these views, and nothing looks for any.
+    auto* const start = reinterpret_cast<std::uint16_t*>(std::uintptr_t{1} << 40U); // NOLINT(performance-no-int-to-ptr)
+    auto* const result = reinterpret_cast<std::uint8_t*>(std::uintptr_t{1} << 41U); // NOLINT(performance-no-int-to-ptr)
+    for (const auto& [width, height] : {size{70'000, 40'000}, size{5'000'000'000, 2}, size{1, 5'000'000'000}}) {
+        calls.clear();
+        processor.transform(kc::image_view(start, kc::pixel_layout::interleaved_bgr, width, height),
+                            kc::image_view(result, kc::pixel_layout::interleaved_rgb, width, height));
+        std::size_t done = 0;
+        for (const call& each : calls) {
+            ASSERT_EQ(each.from, start + 3 * done);
+            ASSERT_EQ(each.to, result + 3 * done);
+            ASSERT_GT(each.pixels, 0);
+            done += static_cast<std::size_t>(each.pixels);
+        }
+        EXPECT_EQ(done, width * height);
+        EXPECT_LE(calls.size(), 6U);
+    }
+}
+
+TEST_F(pieces_test, images_without_pixels_take_none)
+{
+    processor.transform(kc::image_view<const std::uint16_t>(), kc::image_view<std::uint8_t>());
+    const kc::image_view from(input.data(), kc::pixel_layout::planar_bgr, 10, 10);
+    const kc::image_view to(output.data(), kc::pixel_layout::planar_bgr, 10, 10);
+    processor.transform(from.rows(10, 0), to.rows(4, 0));
+    processor.transform(from.rectangle(10, 0, 0, 10), to.rectangle(0, 0, 0, 10));
+    EXPECT_TRUE(calls.empty());
+}
+
+} // namespace

@@ -1,0 +1,152 @@
+// Images of every layout at every place give the pixels that one call of the C function gives for plain buffers.
+#include "cpp_interface/placed_image.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <thread>
+
+namespace kx_test {
+
+namespace {
+
+// Every setting differs from channel to channel, so that none can stand for another.
+class views_test : public testing::Test {
+protected:
+    views_test()
+    {
+        options.clamp = {{100, 60'000}, {0, kc::no_limit}, {7, 40'000}};
+        options.shift = {-2, 1, 3};
+        processor.append_matrix({1.6F, -0.4F, -0.2F, -0.3F, 1.5F, -0.2F, 0.1F, -0.5F, 1.5F});
+        std::mt19937 random(1); // NOLINT(cert-msc51-cpp): the same in every run
+        for (const kc::channel each : {kc::channel::blue, kc::channel::green, kc::channel::red}) {
+            for (const kc::LUT_range LUT : {processor.input_LUT(each), processor.output_LUT(each)}) {
+                std::generate(LUT.begin(), LUT.end(), std::ref(random));
+            }
+        }
+        processor.enable_input_LUTs({true, false, false});
+        processor.enable_output_LUTs({false, true, false});
+    }
+
+    template <typename Sample>
+    std::vector<Sample> expected_of(const std::vector<std::uint16_t>& pixels, std::size_t channels) const
+    {
+        std::vector<Sample> result(pixels.size() / 3 * channels);
+        const auto call = [&](auto* transform) {
+            return transform(processor.handle(), pixels.data(), KX_COLOR_INTERLEAVED_BGR, 100, 60'000, 0, 4'095, 7,
+                             40'000, -2, 1, 3, result.data(), KX_COLOR_INTERLEAVED_BGR,
+                             static_cast<std::int32_t>(pixels.size() / 3));
+        };
+        if constexpr (sizeof(Sample) == 1) {
+            EXPECT_EQ(call(channels == 4 ? kx_color_transform_48_to_32 : kx_color_transform_48_to_24), 0);
+        } else {
+            EXPECT_EQ(call(channels == 4 ? kx_color_transform_48_to_64 : kx_color_transform_48_to_48), 0);
+        }
+        return result;
+    }
+
+    template <typename Sample>
+    void expect_right(std::size_t width, std::size_t height)
+    {
+        const std::vector<std::uint16_t> pixels = noise(width * height * 3);
+        for (const std::size_t channels : {std::size_t{3}, std::size_t{4}}) {
+            const std::vector<Sample> expected = expected_of<Sample>(pixels, channels);
+            for (const kc::pixel_layout from : layouts) {
+                for (const place from_place : places) {
+                    const image_kind kind{from, from_place, width, height, 3};
+                    placed_image<std::uint16_t> input(kind);
+                    input.for_each_sample([&](std::uint16_t& sample, std::size_t n) { sample = pixels[n]; });
+                    for (const kc::pixel_layout to : layouts) {
+                        for (const place to_place : places) {
+                            const image_kind result_kind{to, to_place, width, height, channels};
+                            placed_image<Sample> output(result_kind);
+                            processor.transform(input.view(), output.view(), options);
+                            ASSERT_TRUE(output.holds_just(expected)) << kind << " to " << result_kind;
+                        }
+                    }
+                }
+            }
+        }
+    }
+
+    static std::vector<std::uint16_t> noise(std::size_t samples)
+    {
+        std::vector<std::uint16_t> all(samples);
+        std::mt19937 random(2); // NOLINT(cert-msc51-cpp): the same in every run
+        std::generate(all.begin(), all.end(), [&] { return static_cast<std::uint16_t>(random()); });
+        return all;
+    }
+
+    kc::library library;
+    kc::processor processor{library, {16, 12, {}}};
+    kc::transform_options options;
+};
+
+// Short rows, rows worth a call each, and rows longer than the buffers.
+TEST_F(views_test, any_image_becomes_any_other)
+{
+    for (const auto& [width, height] : {std::pair{37, 7}, std::pair{37, 200}, std::pair{1100, 3}, std::pair{4500, 2}}) {
+        expect_right<std::uint16_t>(static_cast<std::size_t>(width), static_cast<std::size_t>(height));
+        expect_right<std::uint8_t>(static_cast<std::size_t>(width), static_cast<std::size_t>(height));
+    }
+}
+
+TEST_F(views_test, bands_on_threads_share_one_processor)
+{
+    const std::size_t width = 301;
+    const std::size_t height = 11;
+    const std::vector<std::uint16_t> pixels = noise(width * height * 3);
+    const std::vector<std::uint8_t> expected = expected_of<std::uint8_t>(pixels, 4);
+    for (const kc::pixel_layout layout : layouts) {
+        for (const std::size_t count : {1, 3, 4, 16}) { // also more bands than rows
+            placed_image<std::uint16_t> input({layout, place::in_a_larger_image, width, height, 3});
+            input.for_each_sample([&](std::uint16_t& sample, std::size_t n) { sample = pixels[n]; });
+            placed_image<std::uint8_t> output({layout, place::alone, width, height, 4});
+            const kc::image_view<const std::uint16_t> from = input.view();
+            const kc::image_view<std::uint8_t> to = output.view();
+            std::vector<std::thread> threads;
+            for (std::size_t band = 0; band < count; ++band) {
+                threads.emplace_back(
+                    [&, band] { processor.transform(from.band(band, count), to.band(band, count), options); });
+            }
+            for (std::thread& thread : threads) {
+                thread.join();
+            }
+            EXPECT_TRUE(output.holds_just(expected)) << count << " bands";
+        }
+    }
+}
+
+TEST_F(views_test, bands_differ_by_one_row_at_most)
+{
+    std::uint16_t sample = 0;
+    const kc::image_view image(&sample, kc::pixel_layout::planar_bgr, 0, 11);
+    for (std::size_t band = 0; band < 4; ++band) {
+        EXPECT_EQ(image.band(band, 4).height(), band < 3 ? 3U : 2U);
+    }
+}
+
+// A picture beside its original, in one piece of memory.
+TEST_F(views_test, rectangles_side_by_side_do_not_overlap)
+{
+    for (const bool result_on_the_right : {true, false}) {
+        const std::vector<std::uint16_t> pixels = noise(std::size_t{5} * 4 * 3);
+        std::vector<std::uint16_t> memory(std::size_t{10} * 4 * 3);
+        const kc::image_view both(memory.data(), kc::pixel_layout::interleaved_bgr, 10, 4);
+        const auto input = both.rectangle(result_on_the_right ? 0 : 5, 0, 5, 4);
+        const auto output = both.rectangle(result_on_the_right ? 5 : 0, 0, 5, 4);
+        for (std::size_t y = 0; y < 4; ++y) {
+            std::copy_n(pixels.data() + y * 15, 15, input.row(y));
+        }
+        processor.transform(input, output, options);
+        const std::vector<std::uint16_t> expected = expected_of<std::uint16_t>(pixels, 3);
+        for (std::size_t y = 0; y < 4; ++y) {
+            EXPECT_TRUE(std::equal(output.row(y), output.row(y) + 15, expected.data() + y * 15));
+            EXPECT_TRUE(std::equal(input.row(y), input.row(y) + 15, pixels.data() + y * 15));
+        }
+    }
+}
+
+} // namespace
+
+} // namespace kx_test

@@ -1,0 +1,118 @@
+#include "frame/module_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <stdexcept>
+#include <system_error>
+
+namespace kx_test {
+
+namespace {
+
+using std::filesystem::path;
+
+struct companion {
+    std::string file_name;
+    std::vector<std::string> entry_points;
+};
+
+companion vector_module(const std::string& name)
+{
+    const std::string module = "kx_color_processing_vector_" + name + "_module_";
+    const auto transform = [&name](const char* bits) {
+        return "kx_color_processing_transform_" + std::string(bits) + "_bit_output_vector_" + name;
+    };
+    return {"korvex_kvi_color_processing_vector_" + name + KX_MODULE_SUFFIX,
+            {module + "initialize", transform("8"), transform("16"), module + "terminate"}};
+}
+
+const std::map<std::string, companion>& companions()
+{
+    static const std::map<std::string, companion> all = {
+        {"logger", {"korvex_kvi_logger" KX_MODULE_SUFFIX, {"kvi_get_log", "kvi_log", "kvi_free_log"}}},
+        {"LUT",
+         {"korvex_kvi_LUT" KX_MODULE_SUFFIX,
+          {"kx_LUT_module_initialize", "kx_create_LUT_test", "kx_LUT_transform_16", "kx_get_LUT_data", "kx_destroy_LUT",
+           "kx_LUT_module_terminate"}}},
+        {"sse", vector_module("sse")},
+        {"avx2", vector_module("avx2")},
+    };
+    return all;
+}
+
+// A copy of the module in which the entry point goes by another name.
+void copy_without(const path& from, const path& to, const std::string& entry_point)
+{
+    std::ifstream module(from, std::ios::binary);
+    std::string bytes(std::istreambuf_iterator<char>(module), {});
+    const std::string whole_name = '\0' + entry_point + '\0';
+    std::size_t found = bytes.find(whole_name);
+    if (found == std::string::npos) {
+        throw std::logic_error(from.string() + " has no " + entry_point);
+    }
+    for (; found != std::string::npos; found = bytes.find(whole_name, found)) {
+        bytes[found + entry_point.size()] = '_';
+    }
+    std::ofstream(to, std::ios::binary) << bytes;
+}
+
+} // namespace
+
+std::vector<gap> every_gap(const std::vector<std::string>& modules)
+{
+    std::vector<gap> gaps;
+    for (const std::string& module : modules) {
+        gaps.push_back({module, ""});
+        for (const std::string& entry_point : companions().at(module).entry_points) {
+            gaps.push_back({module, entry_point});
+        }
+    }
+    return gaps;
+}
+
+module_folder::module_folder(const std::vector<gap>& gaps)
+{
+    const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
+    std::string name = std::string(test.test_suite_name()) + "." + test.name();
+    std::replace(name.begin(), name.end(), '/', '.');
+    path_ = path(KX_STANDINS_FOLDER) / "running" / name;
+    std::error_code in_use; // by the process whose death test this one is: what is there will do
+    std::filesystem::remove_all(path_, in_use);
+    std::filesystem::create_directories(path_);
+
+    const auto link = [this](const path& file) {
+        if (!exists(path_ / file.filename())) {
+            std::filesystem::create_hard_link(file, path_ / file.filename());
+        }
+    };
+    link(KX_LIBRARY_FILE);
+    for (const auto& [module, companion] : companions()) {
+        const path file = path(KX_STANDINS_FOLDER) / "modules" / companion.file_name;
+        const auto missing = std::find_if(gaps.begin(), gaps.end(),
+                                          [&module = module](const gap& wanted) { return wanted.module == module; });
+        if (missing == gaps.end()) {
+            link(file);
+        } else if (!missing->entry_point.empty()) {
+            copy_without(file, path_ / companion.file_name, missing->entry_point);
+        }
+    }
+    current_path(path_);
+}
+
+module_folder::~module_folder()
+{
+    std::error_code in_use; // a module that is still loaded, on Windows
+    std::filesystem::current_path(KX_STANDINS_FOLDER, in_use);
+    std::filesystem::remove_all(path_, in_use);
+}
+
+std::string module_folder::library() const
+{
+    return (path_ / path(KX_LIBRARY_FILE).filename()).string();
+}
+
+} // namespace kx_test

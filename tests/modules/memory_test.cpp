@@ -1,0 +1,180 @@
+// The library with the companion modules that ship when memory runs out: every allocation fails in turn, alone and with
+// all that follow. The system's loader allocates too; to the library it then finds no module.
+#include "support/failing_memory.h"
+#include "support/transform_request.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <functional>
+#include <numeric>
+#include <vector>
+
+namespace kx_test {
+
+namespace {
+
+constexpr std::int32_t large = 1 << 18; // from here on the vector modules make tables
+
+class memory : public testing::Test {
+protected:
+    memory()
+    {
+        setenv("KVI_LOG_LEVEL", "info", 1); // every line is made
+        setenv("KVI_LOG_FILE", "/dev/null", 1);
+        // What is made once and kept.
+        EXPECT_EQ(kx_color_processing_module_initialize(), 0);
+        EXPECT_EQ(kx_color_destroy_color_processor(kx_color_create_color_processor(16, 16)), 0);
+        EXPECT_EQ(kx_color_create_color_processor(-1, 0), nullptr);
+        std::iota(input.begin(), input.end(), std::uint16_t{0});
+    }
+    ~memory() override { EXPECT_EQ(kx_color_processing_module_terminate(), 0); }
+
+    // Makes the call while a later and a later allocation fails, until none does. `check` gets each call's result.
+    template <typename call_function, typename check_function>
+    static void as_memory_fails(call_function call, check_function check)
+    {
+        for (const bool all_that_follow : {false, true}) {
+            bool failed = true;
+            for (int number = 1; failed && !HasFailure(); ++number) {
+                SCOPED_TRACE(testing::Message() << "allocation " << number << (all_that_follow ? " and later" : ""));
+                try {
+                    failing_memory failing(number, all_that_follow);
+                    const auto result = call();
+                    failed = failing.stop();
+                    check(result);
+                } catch (const std::exception& escaped) {
+                    FAIL() << "an exception passed: " << escaped.what();
+                }
+            }
+        }
+    }
+
+    // All LUTs in use, each entry from its index, or none.
+    static void configure(kx_color_processor* processor, bool with_LUTs, const float* matrix)
+    {
+        for (const auto& get_LUT :
+             {kx_color_get_blue_input_LUT, kx_color_get_green_input_LUT, kx_color_get_red_input_LUT,
+              kx_color_get_blue_output_LUT, kx_color_get_green_output_LUT, kx_color_get_red_output_LUT}) {
+            std::uint32_t* const LUT = get_LUT(processor);
+            for (std::uint32_t i = 0; i < 65536; ++i) {
+                LUT[i] = i * 40503;
+            }
+        }
+        EXPECT_EQ(kx_color_clear_matrix(processor), 0);
+        EXPECT_EQ(kx_color_append_matrix(processor, matrix), 0);
+        EXPECT_EQ(kx_color_enable_input_LUTs(processor, with_LUTs, with_LUTs, with_LUTs), 0);
+        EXPECT_EQ(kx_color_enable_output_LUTs(processor, with_LUTs, with_LUTs, with_LUTs), 0);
+    }
+
+    std::int32_t convert(kx_color_processor* processor, std::int32_t pixel_count, std::int32_t blue_shift = 0)
+    {
+        transform_request request;
+        request.input = input.data();
+        request.output = output.data();
+        request.pixel_count = pixel_count;
+        request.blue_shift = blue_shift;
+        return call_transform<std::uint16_t>(kx_color_transform_48_to_48, processor, request);
+    }
+
+    std::vector<std::uint16_t> input = std::vector<std::uint16_t>(3 * std::size_t{large});
+    std::vector<std::uint16_t> output = input;
+};
+
+constexpr float diagonal[9] = {0.5F, 0, 0, 0, 0.75F, 0, 0, 0, 1.5F};
+constexpr float dense[9] = {0.5F, 0.1F, 0.1F, 0.1F, 0.5F, 0.1F, 0.1F, 0.1F, 0.5F};
+
+TEST_F(memory, initialize_and_terminate)
+{
+    EXPECT_EQ(kx_color_processing_module_terminate(), 0);
+    const long before = failing_memory::living_objects();
+    as_memory_fails(kx_color_processing_module_initialize, [&](std::int32_t status) {
+        EXPECT_TRUE(status == 0 || status == 1) << status;
+        EXPECT_EQ(kx_color_processing_module_initialize(), 0) << "now that there is memory";
+        EXPECT_EQ(kx_color_processing_module_terminate(), 0);
+        EXPECT_EQ(kx_color_processing_module_terminate(), 0);
+        EXPECT_EQ(failing_memory::living_objects(), before);
+        EXPECT_EQ(kx_color_clear_matrix(nullptr), 1);
+    });
+    EXPECT_EQ(kx_color_processing_module_initialize(), 0);
+    as_memory_fails(kx_color_processing_module_terminate, [&](std::int32_t status) {
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(failing_memory::living_objects(), before);
+        EXPECT_EQ(kx_color_processing_module_initialize(), 0);
+    });
+}
+
+TEST_F(memory, creation_and_destruction)
+{
+    const long before = failing_memory::living_objects();
+    const auto expect_usable_or_null = [&](kx_color_processor* processor) {
+        if (processor != nullptr) {
+            EXPECT_EQ(convert(processor, 100), 0);
+            EXPECT_EQ(output[299], 299);
+            EXPECT_EQ(kx_color_destroy_color_processor(processor), 0);
+        }
+        EXPECT_EQ(failing_memory::living_objects(), before);
+    };
+    as_memory_fails([] { return kx_color_create_color_processor(16, 16); }, expect_usable_or_null);
+    as_memory_fails([] { return kx_color_create_color_processor_test(8, 4, 1); }, expect_usable_or_null);
+    as_memory_fails([] { return kx_color_create_color_processor(17, 8); },
+                    [](kx_color_processor* processor) { EXPECT_EQ(processor, nullptr); });
+
+    kx_color_processor* processor = kx_color_create_color_processor(16, 16);
+    as_memory_fails([&] { return kx_color_destroy_color_processor(processor); },
+                    [&](std::int32_t status) {
+                        EXPECT_EQ(status, 0);
+                        EXPECT_EQ(failing_memory::living_objects(), before);
+                        processor = kx_color_create_color_processor(16, 16);
+                    });
+    EXPECT_EQ(kx_color_destroy_color_processor(processor), 0);
+}
+
+TEST_F(memory, transforms)
+{
+    for (const std::int32_t level : {0, 1, 2}) {
+        kx_color_processor* const processor = kx_color_create_color_processor_test(16, 16, level);
+        ASSERT_NE(processor, nullptr);
+        for (const float* const matrix : {diagonal, dense}) {
+            SCOPED_TRACE(testing::Message() << "level " << level << (matrix == dense ? ", dense" : ", diagonal"));
+            configure(processor, true, matrix);
+            ASSERT_EQ(convert(processor, large), 0);
+            const std::vector<std::uint16_t> expected = output;
+            const long before = failing_memory::living_objects();
+            as_memory_fails(
+                [&] {
+                    output[0] = output[3 * large - 1] = 0xEEEE;
+                    return convert(processor, large);
+                },
+                [&](std::int32_t status) {
+                    EXPECT_EQ(status, 0);
+                    EXPECT_EQ(output, expected);
+                    EXPECT_EQ(failing_memory::living_objects(), before);
+                });
+        }
+        as_memory_fails([&] { return convert(processor, 100, 16); },
+                        [](std::int32_t status) { EXPECT_EQ(status, 11) << "refused, whether or not that is logged"; });
+        EXPECT_EQ(kx_color_destroy_color_processor(processor), 0);
+    }
+}
+
+TEST_F(memory, all_else)
+{
+    kx_color_processor* const processor = kx_color_create_color_processor(16, 16);
+    const std::function<std::int32_t(kx_color_processor*)> exports[] = {
+        kx_color_clear_matrix,
+        [](kx_color_processor* p) { return kx_color_append_matrix(p, dense); },
+        [](kx_color_processor* p) { return kx_color_enable_input_LUTs(p, 0, 1, 0); },
+        [](kx_color_processor* p) { return kx_color_enable_output_LUTs(p, 0, 1, 0); },
+        [](kx_color_processor* p) { return kx_color_get_red_output_LUT(p) != nullptr ? 0 : 2; },
+    };
+    for (const auto& tested : exports) {
+        as_memory_fails([&] { return tested(processor); }, [](std::int32_t status) { EXPECT_EQ(status, 0); });
+        as_memory_fails([&] { return tested(nullptr); }, [](std::int32_t status) { EXPECT_EQ(status, 2); });
+    }
+    EXPECT_EQ(kx_color_destroy_color_processor(processor), 0);
+}
+
+} // namespace
+
+} // namespace kx_test

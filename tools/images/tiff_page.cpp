@@ -1,0 +1,89 @@
+#include "tiff_page.h"
+
+#include "image_formats.h"
+
+namespace kx::images {
+
+namespace {
+
+const char* photometric_name(std::uint16_t photometric)
+{
+    switch (photometric) {
+    case PHOTOMETRIC_MINISWHITE:
+    case PHOTOMETRIC_MINISBLACK:
+        return "grey";
+    case PHOTOMETRIC_RGB:
+        return "RGB";
+    case PHOTOMETRIC_PALETTE:
+        return "palette";
+    case PHOTOMETRIC_SEPARATED:
+        return "CMYK";
+    case PHOTOMETRIC_YCBCR:
+        return "YCbCr";
+    default:
+        return "other than RGB";
+    }
+}
+
+const char* sample_format_name(std::uint16_t format)
+{
+    switch (format) {
+    case SAMPLEFORMAT_UINT:
+        return "unsigned";
+    case SAMPLEFORMAT_INT:
+        return "signed";
+    case SAMPLEFORMAT_IEEEFP:
+        return "floating point";
+    default:
+        return "untyped";
+    }
+}
+
+std::uint16_t short_tag(TIFF* tiff, std::uint32_t tag)
+{
+    std::uint16_t value = 0;
+    TIFFGetFieldDefaulted(tiff, tag, &value);
+    return value;
+}
+
+bool has_alpha(TIFF* tiff)
+{
+    std::uint16_t count = 0;
+    std::uint16_t* meanings = nullptr;
+    TIFFGetFieldDefaulted(tiff, TIFFTAG_EXTRASAMPLES, &count, &meanings);
+    return count > 0 && (meanings[0] == EXTRASAMPLE_ASSOCALPHA || meanings[0] == EXTRASAMPLE_UNASSALPHA);
+}
+
+} // namespace
+
+tiff_page describe_page(tiff_file& file, std::uint32_t number)
+{
+    TIFF* const tiff = file.get();
+    tiff_page page;
+    page.number = number;
+    page.directory = TIFFCurrentDirOffset(tiff);
+    image_16& image = page.image;
+    std::uint16_t photometric = 0;
+    if (TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &image.width) == 0
+        || TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &image.height) == 0
+        || TIFFGetField(tiff, TIFFTAG_PHOTOMETRIC, &photometric) == 0) {
+        file.fail(page.name() + " is incomplete: its size or its colour type is missing");
+    }
+    page.bits = short_tag(tiff, TIFFTAG_BITSPERSAMPLE);
+    page.samples = short_tag(tiff, TIFFTAG_SAMPLESPERPIXEL);
+    const std::uint16_t format = short_tag(tiff, TIFFTAG_SAMPLEFORMAT);
+    if ((page.bits != 16 && page.bits != 8) || (page.samples != 3 && page.samples != 4) || format != SAMPLEFORMAT_UINT
+        || photometric != PHOTOMETRIC_RGB) {
+        file.fail(page.name() + " has " + std::to_string(page.samples) + " " + sample_format_name(format) + " "
+                  + std::to_string(page.bits) + "-bit samples a pixel, colour type " + photometric_name(photometric)
+                  + "; " + needed_samples);
+    }
+    check_dimensions(file.name(), image.width, image.height);
+    image.layout = short_tag(tiff, TIFFTAG_PLANARCONFIG) == PLANARCONFIG_SEPARATE ? arrangement::planar_bgr
+                                                                                  : arrangement::interleaved_rgb;
+    image.orientation = short_tag(tiff, TIFFTAG_ORIENTATION);
+    page.is_alpha = page.samples == 4 && has_alpha(tiff);
+    return page;
+}
+
+} // namespace kx::images
