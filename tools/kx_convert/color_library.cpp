@@ -98,7 +98,8 @@ void color_processor::check_samples(const images::image_16& input) const
             if (*sample >= entries) {
                 throw std::runtime_error(std::string("a ") + channel_names[channel] + " sample of "
                                          + std::to_string(*sample) + " lies beyond the input LUT, whose last entry is "
-                                         + std::to_string(entries - 1) + ": --input-lut-bits is too small");
+                                         + std::to_string(entries - 1)
+                                         + ": are --input-bits or --input-lut-bits too small?");
             }
         }
     }

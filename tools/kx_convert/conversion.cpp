@@ -1,5 +1,6 @@
 #include "conversion.h"
 
+#include "camera_balance.h"
 #include "color_library.h"
 #include "images/image_file.h"
 #include "page_workers.h"
@@ -118,11 +119,15 @@ void print_info(const std::vector<std::unique_ptr<color_processor>>& processors,
 
 } // namespace
 
-void convert(const settings& wanted)
+void convert(settings wanted)
 {
     const auto start = std::chrono::steady_clock::now();
-    const transform_plan plan = make_plan(wanted);
+    transform_plan plan = make_plan(wanted); // before the file is opened: what is wrong is said at once
     const std::unique_ptr<images::image_reader> reader = images::open_image(wanted.input);
+    if (wanted.balance_area) {
+        balance_camera(wanted, *reader, wanted.input);
+        plan = make_plan(wanted);
+    }
     refuse_same_file(wanted);
     const std::uint32_t pages = reader->page_count();
     const std::uint64_t pixels = total_pixels(*reader);

@@ -7,6 +7,6 @@ namespace kx::convert {
 
 // Converts the file as asked, with a progress bar for stacks on a terminal. Throws std::exception's children;
 // the output file is then as it was before.
-void convert(const settings& wanted);
+void convert(settings wanted);
 
 } // namespace kx::convert

@@ -2,6 +2,8 @@
 #pragma once
 
 #include "images/image_file.h"
+#include "profile/camera_profile.h"
+#include "profile/white_balance.h"
 
 #include <array>
 #include <cstdint>
@@ -36,6 +38,10 @@ struct given {
 struct settings {
     std::filesystem::path input;
     std::filesystem::path output;
+
+    // The camera's profile, options that override its members put in, or none: then the options below say it all.
+    std::optional<profile::camera_profile> camera;
+    std::optional<profile::pixel_area> balance_area; // that the camera's white balance comes from
 
     std::vector<matrix> matrices; // in the order in which they are appended
     per_channel<std::optional<given<std::string>>> input_tables;
