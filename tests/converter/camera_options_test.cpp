@@ -87,6 +87,7 @@ TEST_F(CameraOptions, OverrideTheProfile)
     expect_like(profile + "--output-lut linear", with([](auto& values) { values.tone_curve = {}; }), 12);
     // Without a profile: all that is not given changes nothing.
     expect_like("--input-bits 12", {.bits = 12});
+    expect_like("--input-bits 12 --depth 8", {.bits = 12, .output_depth = 8});
     expect_like("--input-bits 12 --depth 8 --output-lut inverse:rec709",
                 {.bits = 12, .tone_curve = tone_curve::named("inverse:rec709"), .output_depth = 8});
     expect_like("--black-level 9 9 9", {.black_level = {9, 9, 9}});
