@@ -5,18 +5,16 @@
 
 #include <benchmark/benchmark.h>
 
-#include <memory>
-
 namespace {
 
 using namespace kx::benchmarks;
 
+constexpr auto rgb = kc::pixel_layout::interleaved_rgb;
 constexpr std::int32_t pixels = 8'000'000;
 
 void run(benchmark::State& state, const transform_case& what)
 {
-    const module_in_use module;
-    const processor with(static_cast<std::int32_t>(state.range(0)));
+    kc::processor with = make_processor(kc::library(), static_cast<std::int32_t>(state.range(0)));
     configure(with, what);
     const std::vector<std::uint16_t> input = noise_image(pixels);
     std::vector<std::uint16_t> output(static_cast<std::size_t>(pixels) * 4);
@@ -29,17 +27,17 @@ void run(benchmark::State& state, const transform_case& what)
 
 void matrix_to_16_bits(benchmark::State& state)
 {
-    run(state, {"", 48, 2, 2, correction, 0, false, false});
+    run(state, {"", 48, rgb, rgb, correction, 0, false, false});
 }
 
 void matrix_to_8_bits(benchmark::State& state)
 {
-    run(state, {"", 24, 2, 2, correction, -8, false, false});
+    run(state, {"", 24, rgb, rgb, correction, -8, false, false});
 }
 
 void matrix_and_table_to_8_bits(benchmark::State& state)
 {
-    run(state, {"", 24, 2, 2, correction, 0, false, true});
+    run(state, {"", 24, rgb, rgb, correction, 0, false, true});
 }
 
 // At the AVX2 level.

@@ -18,11 +18,8 @@ using namespace kx::benchmarks;
 constexpr std::int32_t pixels = 16'384;
 
 struct combination {
-    std::int32_t input_format;
-    std::int32_t output_format;
-    bool fourth_sample;
+    transform_case transform;
     int LUTs; // one bit for each, input LUTs first
-    std::int32_t shift[3];
 };
 
 struct result {
@@ -30,41 +27,36 @@ struct result {
     combination what;
 };
 
-double seconds_of(const processor& with, const combination& what, bool bytes, const std::vector<std::uint16_t>& input,
+double seconds_of(kc::processor& with, const combination& what, const std::vector<std::uint16_t>& input,
                   std::vector<std::uint16_t>& output, int runs)
 {
-    kx_color_enable_input_LUTs(with.get(), what.LUTs & 1, what.LUTs & 2, what.LUTs & 4);
-    kx_color_enable_output_LUTs(with.get(), what.LUTs & 8, what.LUTs & 16, what.LUTs & 32);
-    const auto call = [&](auto function, auto* to) {
-        function(with.get(), input.data(), what.input_format, 0, 65'535, 0, 65'535, 0, 65'535, what.shift[0],
-                 what.shift[1], what.shift[2], to, what.output_format, pixels);
-    };
+    const auto bit = [&what](int number) { return (what.LUTs >> number & 1) != 0; };
+    with.enable_input_LUTs({bit(0), bit(1), bit(2)});
+    with.enable_output_LUTs({bit(3), bit(4), bit(5)});
     double best = std::numeric_limits<double>::infinity();
     for (int run = 0; run < runs; ++run) {
         const auto start = std::chrono::steady_clock::now();
-        if (bytes) {
-            call(what.fourth_sample ? kx_color_transform_48_to_32 : kx_color_transform_48_to_24,
-                 reinterpret_cast<std::uint8_t*>(output.data()));
-        } else {
-            call(what.fourth_sample ? kx_color_transform_48_to_64 : kx_color_transform_48_to_48, output.data());
-        }
+        transform(with, what.transform, input, output.data());
         best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     }
     return best;
 }
 
-std::vector<combination> all_combinations()
+std::vector<combination> all_combinations(bool bytes)
 {
     std::vector<combination> all;
+    const auto layouts = {kc::pixel_layout::planar_bgr, kc::pixel_layout::interleaved_bgr,
+                          kc::pixel_layout::interleaved_rgb};
     const std::int32_t shifts[] = {0, 3, -8};
-    for (std::int32_t input = 0; input < 3; ++input) {
-        for (std::int32_t output = 0; output < 3; ++output) {
-            for (const bool fourth : {false, true}) {
+    for (const kc::pixel_layout input : layouts) {
+        for (const kc::pixel_layout output : layouts) {
+            for (const int bits : {bytes ? 24 : 48, bytes ? 32 : 64}) {
                 for (int LUTs = 0; LUTs < 64; ++LUTs) {
                     for (const std::int32_t blue : shifts) {
                         for (const std::int32_t green : shifts) {
                             for (const std::int32_t red : shifts) {
-                                all.push_back({input, output, fourth, LUTs, {blue, green, red}});
+                                all.push_back(
+                                    {{"", bits, input, output, correction, {blue, green, red}, false, false}, LUTs});
                             }
                         }
                     }
@@ -80,10 +72,11 @@ void print(const char* module, const std::vector<result>& results)
     std::printf("%s: worst %.2f, median %.2f, best %.2f times the scalar kernels' speed\n", module,
                 results.front().ratio, results[results.size() / 2].ratio, results.back().ratio);
     for (std::size_t i = 0; i < 5; ++i) {
-        const combination& what = results[i].what;
-        std::printf("  %.2f: input format %d, output format %d, %s samples, LUTs 0x%02x, shifts %d %d %d\n",
-                    results[i].ratio, what.input_format, what.output_format, what.fourth_sample ? "four" : "three",
-                    static_cast<unsigned>(what.LUTs), what.shift[0], what.shift[1], what.shift[2]);
+        const transform_case& what = results[i].what.transform;
+        std::printf("  %.2f: input format %d, output format %d, %d bits, LUTs 0x%02x, shifts %d %d %d\n",
+                    results[i].ratio, static_cast<int>(what.input_layout), static_cast<int>(what.output_layout),
+                    what.output_bits, static_cast<unsigned>(results[i].what.LUTs), what.shift.blue, what.shift.green,
+                    what.shift.red);
     }
 }
 
@@ -97,25 +90,25 @@ void sort_worst_first(std::vector<result>& results)
 int main(int argc, char** argv)
 try {
     const bool bytes = argc > 1 && std::strcmp(argv[1], "--8-bit") == 0;
-    const module_in_use module;
-    const processor scalar(0);
-    const processor sse(1);
-    const processor avx2(2);
-    for (const processor* each : {&scalar, &sse, &avx2}) {
-        kx_color_append_matrix(each->get(), correction);
+    const kc::library library;
+    kc::processor scalar = make_processor(library, 0);
+    kc::processor sse = make_processor(library, 1);
+    kc::processor avx2 = make_processor(library, 2);
+    for (kc::processor* each : {&scalar, &sse, &avx2}) {
+        each->append_matrix(correction);
     }
     const std::vector<std::uint16_t> input = noise_image(pixels);
     std::vector<std::uint16_t> output(static_cast<std::size_t>(pixels) * 4);
 
-    const auto ratio_of = [&](const processor& with, const combination& what, int runs) {
-        const double scalar_seconds = seconds_of(scalar, what, bytes, input, output, runs);
-        return scalar_seconds / seconds_of(with, what, bytes, input, output, runs);
+    const auto ratio_of = [&](kc::processor& with, const combination& what, int runs) {
+        const double scalar_seconds = seconds_of(scalar, what, input, output, runs);
+        return scalar_seconds / seconds_of(with, what, input, output, runs);
     };
 
     std::printf("%d-bit output, %d pixels\n", bytes ? 8 : 16, pixels);
     for (const auto& [name, with] : {std::pair{"SSE", &sse}, std::pair{"AVX2", &avx2}}) {
         std::vector<result> results;
-        for (const combination& what : all_combinations()) {
+        for (const combination& what : all_combinations(bytes)) {
             results.push_back({ratio_of(*with, what, 3), what});
         }
         sort_worst_first(results);

@@ -17,19 +17,23 @@ namespace {
 
 using namespace kx::benchmarks;
 
+constexpr auto planar = kc::pixel_layout::planar_bgr;
+constexpr auto bgr = kc::pixel_layout::interleaved_bgr;
+constexpr auto rgb = kc::pixel_layout::interleaved_rgb;
+
 constexpr transform_case cases[] = {
-    {"48 to 48, interleaved, matrix", 48, 1, 1, correction, 0, false, false},
-    {"48 to 24, interleaved, matrix, shift -8", 24, 1, 1, correction, -8, false, false},
-    {"48 to 64, interleaved, matrix", 64, 1, 1, correction, 0, false, false},
-    {"48 to 32, interleaved, matrix, shift -8", 32, 1, 1, correction, -8, false, false},
-    {"48 to 48, planar, matrix", 48, 0, 0, correction, 0, false, false},
-    {"48 to 48, planar to interleaved, matrix", 48, 0, 1, correction, 0, false, false},
-    {"48 to 24, matrix, three output LUTs", 24, 1, 1, correction, 0, false, true},
-    {"48 to 48, matrix, six LUTs", 48, 1, 1, correction, 0, true, true},
-    {"48 to 48, bgr to rgb, identity", 48, 1, 2, identity, 0, false, false},
-    {"48 to 24, bgr to rgb, identity, shift -8", 24, 1, 2, identity, -8, false, false},
-    {"48 to 48, planar to interleaved, identity", 48, 0, 1, identity, 0, false, false},
-    {"48 to 24, identity, three output LUTs", 24, 1, 1, identity, 0, false, true},
+    {"48 to 48, interleaved, matrix", 48, bgr, bgr, correction, 0, false, false},
+    {"48 to 24, interleaved, matrix, shift -8", 24, bgr, bgr, correction, -8, false, false},
+    {"48 to 64, interleaved, matrix", 64, bgr, bgr, correction, 0, false, false},
+    {"48 to 32, interleaved, matrix, shift -8", 32, bgr, bgr, correction, -8, false, false},
+    {"48 to 48, planar, matrix", 48, planar, planar, correction, 0, false, false},
+    {"48 to 48, planar to interleaved, matrix", 48, planar, bgr, correction, 0, false, false},
+    {"48 to 24, matrix, three output LUTs", 24, bgr, bgr, correction, 0, false, true},
+    {"48 to 48, matrix, six LUTs", 48, bgr, bgr, correction, 0, true, true},
+    {"48 to 48, bgr to rgb, identity", 48, bgr, rgb, identity, 0, false, false},
+    {"48 to 24, bgr to rgb, identity, shift -8", 24, bgr, rgb, identity, -8, false, false},
+    {"48 to 48, planar to interleaved, identity", 48, planar, bgr, identity, 0, false, false},
+    {"48 to 24, identity, three output LUTs", 24, bgr, bgr, identity, 0, false, true},
 };
 
 constexpr std::int32_t image_sizes[] = {1 << 14, 8'000'000};
@@ -76,7 +80,7 @@ void finish(benchmark::State& state, const transform_case& what, std::int32_t pi
     state.SetBytesProcessed(state.iterations() * bytes_of(what, pixels));
 }
 
-void run_transform(benchmark::State& state, const transform_case& what, const processor& with, std::int32_t pixels)
+void run_transform(benchmark::State& state, const transform_case& what, kc::processor& with, std::int32_t pixels)
 {
     buffers& images = buffers_of(pixels);
     configure(with, what);
@@ -107,14 +111,14 @@ try {
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 1;
     }
-    const module_in_use module;
-    const processor processors[] = {processor(0), processor(1), processor(2)};
+    const kc::library library;
+    kc::processor processors[] = {make_processor(library, 0), make_processor(library, 1), make_processor(library, 2)};
     for (const std::int32_t pixels : image_sizes) {
         for (const transform_case& what : cases) {
             const std::string name = std::string(what.name) + "/" + std::to_string(pixels) + "/";
             for (int level = 0; level < 3; ++level) {
                 benchmark::RegisterBenchmark((name + level_names[level]).c_str(), run_transform, what,
-                                             std::cref(processors[level]), pixels);
+                                             std::ref(processors[level]), pixels);
             }
             benchmark::RegisterBenchmark((name + "memcpy").c_str(), run_memcpy, what, pixels);
         }

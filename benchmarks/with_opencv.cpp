@@ -16,7 +16,7 @@ cv::Mat image(std::vector<std::uint16_t>& samples)
     return {rows, columns, CV_16UC3, samples.data()};
 }
 
-const cv::Mat matrix(3, 3, CV_32F, const_cast<float*>(correction));
+const cv::Mat matrix(3, 3, CV_32F, const_cast<float*>(correction.data()));
 
 void matrix_to_16_bits(benchmark::State& state)
 {

@@ -28,5 +28,10 @@ if(UNIX)
   install(FILES ${link} DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 endif()
 
-install(FILES ${PROJECT_SOURCE_DIR}/examples/correct_image.c DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples
-  COMPONENT development)
+set(root ${PROJECT_SOURCE_DIR})
+install(FILES ${root}/packaging/README.md ${root}/CHANGELOG.md ${root}/THIRD_PARTY.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT library)
+install(DIRECTORY ${root}/docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
+  FILES_MATCHING REGEX "/(host_guide|profiles|benchmarks)\\.[a-z]+$")
+install(DIRECTORY ${root}/examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
+  FILES_MATCHING PATTERN "*.c" PATTERN "*.cpp")

@@ -18,8 +18,9 @@ else()
     $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
     -fvisibility=hidden)
   if(MINGW)
-    # Nothing to ship beside libraries and programs: the compiler's own runtime goes into each.
-    target_link_options(kx_options INTERFACE -static)
+    # Nothing to ship beside libraries and programs: the compiler's own runtime goes into each. And two builds are the
+    # same, whatever the time.
+    target_link_options(kx_options INTERFACE -static -Wl,--no-insert-timestamp)
   endif()
   if(KX_SANITIZERS)
     target_compile_options(kx_options INTERFACE
@@ -29,6 +30,9 @@ else()
     target_link_options(kx_options INTERFACE -fsanitize=${KX_SANITIZERS})
   endif()
 endif()
+
+# Everything that is installed.
+add_custom_target(kx_installed)
 
 # Makes `target` a shared library named korvex_kvi_NAME.so or .dll. Hosts load it by its bare name or, when it is
 # LINKED, link it: on Windows that takes an import library.
@@ -43,7 +47,14 @@ function(kx_shared_library target)
   endif()
   target_link_libraries(${target} PRIVATE kx_options)
   set_target_properties(${target} PROPERTIES PREFIX "" IMPORT_PREFIX "")
+  file(STRINGS ${ARG_EXPORTS} names REGEX "^ +k[A-Za-z0-9_]+;")
+  list(TRANSFORM names REPLACE "[ ;]" "")
+  set_target_properties(${target} PROPERTIES KX_EXPORTS "${names}")
+  set_property(GLOBAL APPEND PROPERTY KX_SHARED_LIBRARIES ${target})
   if(UNIX)
+    set(identification ${CMAKE_CURRENT_BINARY_DIR}/${target}_identification.cpp)
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/identification.cpp.in ${identification})
+    target_sources(${target} PRIVATE ${identification})
     # The companion modules lie beside the library; RUNPATH lets LD_LIBRARY_PATH put others in front.
     set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN")
     set(script ${CMAKE_CURRENT_SOURCE_DIR}/${ARG_EXPORTS})
@@ -72,6 +83,7 @@ function(kx_shared_library target)
     if(WIN32)
       set(folder ${CMAKE_INSTALL_BINDIR})
     endif()
+    add_dependencies(kx_installed ${target})
     install(TARGETS ${target} EXPORT korvex_kvi_color_processing
       LIBRARY DESTINATION ${folder} COMPONENT library
       RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library
@@ -102,9 +114,13 @@ function(kx_install_programs)
   endif()
   if(UNIX)
     file(RELATIVE_PATH to_libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-    set_target_properties(${ARGN} PROPERTIES
-      BUILD_WITH_INSTALL_RPATH OFF BUILD_RPATH "$ORIGIN/../lib" BUILD_RPATH_USE_ORIGIN ON
-      INSTALL_RPATH "$ORIGIN/${to_libraries}")
+    string(REGEX REPLACE "/$" "" to_libraries ${to_libraries})
+    if(NOT to_libraries STREQUAL ../lib)
+      set_target_properties(${ARGN} PROPERTIES
+        BUILD_WITH_INSTALL_RPATH OFF BUILD_RPATH "$ORIGIN/../lib" BUILD_RPATH_USE_ORIGIN ON
+        INSTALL_RPATH "$ORIGIN/${to_libraries}")
+    endif()
   endif()
+  add_dependencies(kx_installed ${ARGN})
   install(TARGETS ${ARGN} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 endfunction()

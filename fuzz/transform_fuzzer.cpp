@@ -1,7 +1,7 @@
 // Drives the exports with random requests, valid and not, on processors of all vector levels, and compares status
 // and pixels with the reference. Buffers and LUTs are heap blocks of exact size: the sanitizers see what leaves them.
 #include "pixels/pixel_case.h"
-#include "pixels/reference.h"
+#include "reference.h"
 #include "support/color_processing_exports.h"
 
 #include <algorithm>

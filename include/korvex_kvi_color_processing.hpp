@@ -28,7 +28,6 @@
 #include "korvex_kvi_color_processing.h"
 #include "korvex_kvi_color_processing_images.hpp"
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -136,6 +135,17 @@ struct function_table {
 
 namespace detail {
 
+// For destructors: the library passes on what a companion module throws.
+template <typename Call>
+void call_at_the_end(const Call& call) noexcept
+{
+    try {
+        call();
+    } catch (...) {
+        return; // nobody is left to whom it matters
+    }
+}
+
 // One use of the library's module. The first initializes the module, the last terminates it: a terminate too early
 // would take the LUTs away from processors that still live.
 class module_use {
@@ -147,8 +157,9 @@ public:
         int& users = all_->users[functions_.kx_color_processing_module_initialize];
         if (users == 0 && functions_.kx_color_processing_module_initialize() != KX_COLOR_SUCCESS) {
             functions_.kx_color_processing_module_terminate();
-            throw error(KX_COLOR_NOT_INITIALIZED, "the color processing library cannot start: its LUT module, "
-                                                  "korvex_kvi_LUT, is missing or lacks entry points");
+            throw error(KX_COLOR_NOT_INITIALIZED,
+                        "the color processing library cannot start: its LUT module, "
+                        "korvex_kvi_LUT.so (on Windows .dll), is missing or lacks entry points");
         }
         ++users;
     }
@@ -156,7 +167,7 @@ public:
     {
         const std::lock_guard<std::mutex> lock(all_->mutex);
         if (--all_->users[functions_.kx_color_processing_module_initialize] == 0) {
-            functions_.kx_color_processing_module_terminate();
+            call_at_the_end([this] { functions_.kx_color_processing_module_terminate(); });
         }
     }
     module_use(const module_use&) = delete;
@@ -357,24 +368,27 @@ public:
     {
         static_cast<void>(functions()); // throws for a processor that was moved from
         const std::uint32_t entries = std::uint32_t{1} << options_.input_LUT_bit_depth;
-        if (entries > 65535) {
+        const auto& [blue, green, red] = input_LUTs_enabled_;
+        if (entries > 65535 || !(blue || green || red)) {
             return;
         }
         const bool reversed = input.layout() == pixel_layout::interleaved_rgb;
-        for (std::size_t c = 0; c < 3; ++c) {
-            const auto which = static_cast<channel>(c);
-            for (std::size_t y = 0; input_LUTs_enabled_[which] && y < input.height(); ++y) {
+        for (std::size_t y = 0; y < input.height(); ++y) {
+            std::uint32_t bits = 0; // of all samples in the row, so that most rows need no closer look
+            for (std::size_t plane = 0; plane < input.planes(); ++plane) {
+                bits |= detail::bits_of(input.row(y, plane), input.width() * input.step());
+            }
+            for (std::size_t c = 0; bits >= entries && c < 3; ++c) {
+                const auto which = static_cast<channel>(c);
                 const std::uint16_t* const first =
                     input.is_planar() ? input.row(y, c) : input.row(y) + (reversed ? 2 - c : c);
-                std::uint16_t largest = 0;
-                for (std::size_t x = 0; x < input.width(); ++x) {
-                    largest = (std::max)(largest, first[x * input.step()]);
-                }
-                if (largest >= entries) {
-                    throw std::invalid_argument(
-                        std::string("a ") + per_channel<const char*>("blue", "green", "red")[which] + " sample of "
-                        + std::to_string(largest) + " in row " + std::to_string(y)
-                        + " lies beyond the input LUT, whose last entry is " + std::to_string(entries - 1));
+                for (std::size_t x = 0; input_LUTs_enabled_[which] && x < input.width(); ++x) {
+                    if (const std::uint16_t sample = first[x * input.step()]; sample >= entries) {
+                        throw std::invalid_argument(
+                            std::string("a ") + per_channel<const char*>("blue", "green", "red")[which] + " sample of "
+                            + std::to_string(sample) + " in row " + std::to_string(y)
+                            + " lies beyond the input LUT, whose last entry is " + std::to_string(entries - 1));
+                    }
                 }
             }
         }
@@ -390,10 +404,7 @@ private:
         std::shared_ptr<const detail::module_use> use;
         void operator()(kx_color_processor* handle) const
         {
-            try {
-                use->functions().kx_color_destroy_color_processor(handle);
-            } catch (...) { // a companion module's: the processor is gone all the same, and destructors do not throw
-            }
+            detail::call_at_the_end([&] { use->functions().kx_color_destroy_color_processor(handle); });
         }
     };
 

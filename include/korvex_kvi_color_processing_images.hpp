@@ -7,7 +7,7 @@
 
 #include "korvex_kvi_color_processing.h"
 
-#include <algorithm> // std::min and std::max stand in parentheses: <windows.h> may define macros of these names
+#include <algorithm> // std::min stands in parentheses: <windows.h> may define a macro of its name
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -174,13 +174,32 @@ void require_convertible(const image_view<const std::uint16_t>& input, const ima
     const auto from = reinterpret_cast<std::uintptr_t>(input.data());
     const auto to = reinterpret_cast<std::uintptr_t>(output.data());
     const bool crossing = from < to + output.extent() && to < from + input.extent();
-    const std::size_t pitch = input.pitch();
     bool side_by_side = false; // two rectangles of one image
-    if (crossing && pitch == output.pitch() && !input.is_planar() && !output.is_planar()) {
+    const std::size_t pitch = input.pitch();
+    const auto rows_lie_on_a_grid = [pitch](const auto& image) {
+        return image.pitch() == pitch && (image.planes() == 1 || image.plane_pitch() % pitch == 0);
+    };
+    if (crossing && rows_lie_on_a_grid(input) && rows_lie_on_a_grid(output)) {
         const std::size_t distance = to >= from ? (to - from) % pitch : pitch - (from - to) % pitch;
         side_by_side = distance >= input.row_bytes() && distance + output.row_bytes() <= pitch;
     }
     require(!crossing || side_by_side, "input and output image overlap");
+}
+
+// The bits that any of the samples has.
+inline std::uint16_t bits_of(const std::uint16_t* samples, std::size_t count)
+{
+    std::uint64_t all = 0;
+    std::size_t i = 0;
+    for (; count - i >= 4; i += 4) {
+        std::uint64_t four;
+        std::memcpy(&four, samples + i, sizeof(four));
+        all |= four;
+    }
+    for (; i < count; ++i) {
+        all |= samples[i];
+    }
+    return static_cast<std::uint16_t>(all | all >> 16U | all >> 32U | all >> 48U);
 }
 
 template <typename Sample>

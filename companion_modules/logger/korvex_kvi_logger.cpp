@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace {
@@ -17,7 +18,13 @@ constexpr std::int32_t not_written = 1;
 constexpr std::int32_t closed = 0;
 constexpr std::int32_t not_open = 1;
 
-using channel_names = std::pair<std::string, std::string>;
+using channel_names = std::pair<std::string_view, std::string_view>;
+
+// Channels are looked for without memory of their own: closing one must not fail.
+struct by_names {
+    using is_transparent = void;
+    bool operator()(const channel_names& first, const channel_names& second) const { return first < second; }
+};
 
 // What a log handle points to.
 struct log_channel {
@@ -33,7 +40,10 @@ public:
         auto found = channels_.find(names);
         if (found == channels_.end()) {
             const auto& [first, second] = names;
-            const std::string shown = second.empty() ? first : first + "/" + second;
+            std::string shown(first);
+            if (!second.empty()) {
+                shown.append("/").append(second);
+            }
             found = channels_.emplace(names, log_channel{kvi::make_logger(shown, output_)}).first;
         }
         ++found->second.openings;
@@ -56,7 +66,8 @@ public:
 
 private:
     kvi::log_output output_ = kvi::log_output_from_environment();
-    std::map<channel_names, log_channel> channels_; // handles point into it: its elements never move
+    // Handles point into it: its elements never move.
+    std::map<std::pair<std::string, std::string>, log_channel, by_names> channels_;
 };
 
 // A host that forgets to terminate the library has its channel closed at the exit of the process, after

@@ -86,13 +86,14 @@ TEST_F(CameraOptions, OverrideTheProfile)
     expect_like(profile + "--output-lut-bits 9", camera_, 9);
     expect_like(profile + "--output-lut linear", with([](auto& values) { values.tone_curve = {}; }), 12);
     // Without a profile: all that is not given changes nothing.
-    expect_like("--input-bits 12", {.bits = 12});
-    expect_like("--input-bits 12 --depth 8", {.bits = 12, .output_depth = 8});
-    expect_like("--input-bits 12 --depth 8 --output-lut inverse:rec709",
-                {.bits = 12, .tone_curve = tone_curve::named("inverse:rec709"), .output_depth = 8});
+    expect_like("--input-bits 12 --black-level 9 9 9 --depth 8",
+                {.bits = 12, .black_level = {9, 9, 9}, .output_depth = 8});
+    expect_like(
+        "--input-bits 12 --white-balance 1 1 2 --depth 8 --output-lut inverse:rec709",
+        {.bits = 12, .white_balance = {1, 1, 2}, .tone_curve = tone_curve::named("inverse:rec709"), .output_depth = 8});
     expect_like("--black-level 9 9 9", {.black_level = {9, 9, 9}});
 
-    kx::images::image_16 photo{.width = photo_.width, .height = photo_.height, .samples = photo_.samples};
+    kx::images::image_16 photo{.width = photo_.width, .height = photo_.height, .samples = photo_.samples, .about = {}};
     const auto gains = kx::profile::balance_from_area(photo, {10, 20, 30, 5}, camera_profile(camera_));
     expect_like(profile + "--white-balance auto:10,20,30,5", with([&](auto& values) { values.white_balance = gains; }));
 
@@ -161,7 +162,8 @@ TEST_F(CameraOptions, AreRefusedWhereTheyCannotBeFollowed)
         {"--white-balance auto:1,2,3,4,", "needs four whole numbers"},
         {"--white-balance auto:1,2,-3,4", "needs four whole numbers"},
         {"--white-balance auto:50,2,30,4", "photo.tif: the area for it lies beyond the picture's 60 x 40"},
-        {"--input-bits 12 --matrix 2000 0 0 0 1 0 0 0 1", "--matrix: /matrix/0/0"},
+        {"--profile camera.json --input-bits 7", "--input-bits: /bits: must be"},
+        {"--profile camera.json --matrix 2000 0 0 0 1 0 0 0 1", "--matrix: /matrix/0/0"},
         {"--profile camera.json --input-lut srgb --input-lut-bits 11", "the camera delivers 12 bits"},
         {"--profile camera.json --shift 1", "--shift: the profile's curve: the entry 128 shifted by 1"},
         {"--output-lut inverse:log", "'inverse:log' is no curve"},

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <sys/stat.h>
 #include <tiff.h>
 
 namespace kx_test {
@@ -29,6 +30,9 @@ void expect_refusals(const std::vector<refusal>& refusals, const std::string& pr
     write_image(directory / "rotated.tif", {.pages = {good}, .orientation = 3});
     fs::create_directory(directory / "folder.tif");
     fs::create_symlink("good.tif", directory / "link.tif");
+    mkfifo((directory / "pipe.tif").c_str(), 0600);
+    std::ofstream(directory / "protected.tif") << "not to be changed";
+    fs::permissions(directory / "protected.tif", fs::perms(0444));
     std::ofstream(directory / "out.tif") << "an older file";
     std::ofstream(directory / "out.png") << "an older picture";
     for (const auto& [given, texts, file] : refusals) {
@@ -86,7 +90,12 @@ TEST(Refusals, OfOptionsNameTheOptionAndTheReason)
         {"good.tif out.png --channels 4", {"--channels", "PNG", "alpha"}},
         {"good.tif out.png --planar", {"--planar", "PNG"}},
         {"good.tif out.png --compression none", {"--compression", "PNG"}},
-        {"rotated.tif out.png", {"out.png", "orientation"}},
+        {"--pages 2", {"no page 2", "has 1"}},
+        {"--pages 1,0-1", {"'0-1'"}},
+        {"--pages 2-1", {"'2-1'"}},
+        {"--input-bits 17", {"17"}},
+        {"--level 5", {"nothing to compress"}},
+        {"--threads 0", {"0"}},
         {"stack.tif out.png", {"out.png", "one page", "2"}},
         {"good.tif out.jpeg", {"out.jpeg", "suffix"}},
     });
@@ -117,7 +126,7 @@ TEST(Refusals, OfInputFilesNameTheFileAndWhatWasFound)
     std::string tiles = encoded("tif", {.pages = {good}, .compression = COMPRESSION_ADOBE_DEFLATE, .tile = 16});
     expect_refusals({
         {"none.tif out.tif", {"none.tif", "No such file"}},
-        {"folder.tif out.tif", {"folder.tif", "directory"}},
+        {"folder.tif out.tif", {"folder.tif", "the folder has no"}},
         {"file out.tif", {"page 3", "2 unsigned"}, encoded("tif", {{good, good, of(2, 8)}})},
         {"file out.tif",
          {"1 unsigned", "grey"},
@@ -149,14 +158,21 @@ TEST(Refusals, OfOutputFilesLeaveNothingBehind)
 {
     expect_refusals({
         {"good.tif missing/out.tif", {"missing/out.tif", "No such file"}},
-        {"good.tif folder.tif", {"folder.tif", "regular file"}},
+        {"good.tif /dev/full", {"/dev/full", "suffix"}},
+        {"good.tif pipe.tif", {"pipe.tif", "regular file"}},
+        {"pipe.tif out.tif", {"pipe.tif", "is a pipe"}},
+        {"good.tif protected.tif", {"protected.tif", "write-protected"}},
+        {"good.tif out.tif --overwrite no", {"out.tif", "exists already"}},
+        {"good.tif rotated.tif out.tif", {"several inputs need a folder", "out.tif"}},
+        {"good.tif rotated.tif -o out.tif", {"out.tif", "is a file"}},
+        {"good.tif folder.tif/../good.tif -o folder.tif", {"both become", "folder.tif/good.tif"}},
         {"good.tif good.tif", {"good.tif", "input"}},
         {"good.tif ./link.tif", {"link.tif", "input"}},
     });
     // A full disk, as far as a program can tell: files may not grow beyond 64 blocks.
-    expect_refusals({{"good.tif out.tif", {"out.tif", "cannot be written"}},
-                     {"good.tif out.tif --compression lzw --planar", {"out.tif", "cannot be written"}},
-                     {"good.tif out.png", {"out.png", "cannot be written"}}},
+    expect_refusals({{"good.tif out.tif", {"out.tif: cannot be written: File too large"}},
+                     {"good.tif out.tif --compression lzw --planar", {"out.tif: cannot be written: File too large"}},
+                     {"good.tif out.png", {"out.png: cannot be written: File too large"}}},
                     "ulimit -f 64;");
 }
 

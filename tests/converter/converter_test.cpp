@@ -53,6 +53,7 @@ TEST(Containers, KeepEverySample)
         {"o.tiff --planar --compression none", {.planar = true}},
         {"o.TIF --compression lzw", {.compression = COMPRESSION_LZW}},
         {"p.tif --compression deflate --planar", {.planar = true, .compression = COMPRESSION_ADOBE_DEFLATE}},
+        {"z.tif --compression zstd --level 3", {.compression = COMPRESSION_ZSTD}},
         {"o.png", {}},
     };
     for (const auto& [source, content] : sources) {
@@ -182,7 +183,7 @@ TEST(Pixels, AreWhatTheOptionsSay)
                 if (to_png && channels == 4) {
                     continue; // refused
                 }
-                const std::string arguments = level + options;
+                const std::string arguments = level + "--quiet " + options; // of clipped samples
                 convert(directory, files, arguments);
                 const image_file output = read_image(directory / (to_png ? "out.png" : "out.tif"));
                 EXPECT_EQ(output.pages.front().samples, wanted.samples) << files << arguments;
@@ -231,15 +232,18 @@ TEST(Companions, AreReportedAsTheyAre)
     EXPECT_EQ(directory.content().size(), 1U);
 
     fs::copy(KX_LUT_MODULE, tree / "lib");
-    EXPECT_THAT(run_program(program, directory, "in.tif out.tif --info --vector-level avx2").output,
-                testing::StartsWith("vector level: avx2 requested: avx2 module missing, sse module missing, "
-                                    "scalar kernels\ntransformed: 2 pages, 0.000 megapixels in "));
+    EXPECT_THAT(run_program(program, directory, "in.tif out.tif --info").output,
+                HasSubstr("\nvector level: auto requested: avx2 module missing, sse module missing, scalar kernels\n"
+                          "transformed: 2 pages, 0.000 megapixels in "));
+    const program_result asked = run_program(program, directory, "in.tif out.tif --vector-level avx2");
+    EXPECT_EQ(asked.exit_code, 2);
+    EXPECT_THAT(asked.error, HasSubstr("--vector-level: the module asked for is missing (avx2 requested"));
 
     const std::string avx2 =
         __builtin_cpu_supports("avx2") ? "loaded and accepts this machine\n" : "refuses this machine, sse";
     EXPECT_THAT(run_program(KX_CONVERT_PROGRAM, directory, "in.tif out.tif --info").output,
-                testing::ContainsRegex("^vector level: auto requested: avx2 module " + avx2
-                                       + ".* Mpixel/s\nwith reading .* Mpixel/s\n$"));
+                testing::ContainsRegex("^file: out.tif\nvector level: auto requested: avx2 module " + avx2
+                                       + ".* Mpixel/s\nwith reading .* Mpixel/s\nclipped samples: .*\n$"));
 }
 
 TEST(Terminal, SeesProgressOfStacksOnly)

@@ -254,7 +254,7 @@ TEST(profile, the_library_does_the_documented_arithmetic)
 
 TEST(profile, white_balance_from_an_area)
 {
-    kx::images::image_16 picture{.width = 4, .height = 3, .samples = std::vector<std::uint16_t>(36, 4000)};
+    kx::images::image_16 picture{.width = 4, .height = 3, .samples = std::vector<std::uint16_t>(36, 4000), .about = {}};
     for (std::size_t pixel = 5; pixel < 7; ++pixel) { // a grey stripe of two pixels
         const std::uint16_t brightness = pixel == 5 ? 100 : 300;
         const std::array<std::uint16_t, 3> light{brightness, static_cast<std::uint16_t>(2 * brightness), brightness};

@@ -23,7 +23,7 @@ std::int32_t code_of(const Function& function)
     return KX_COLOR_SUCCESS;
 }
 
-// The second of two samples of blue after one pixel went through.
+// What a blue sample of 10 becomes.
 std::uint16_t blue_of(const kc::processor& processor)
 {
     const std::uint16_t input[] = {10, 20, 30};
@@ -109,6 +109,17 @@ TEST(errors, a_processor_that_cannot_be_created)
             EXPECT_NE(std::string(failure.what()).find("bit depth"), std::string::npos);
         }
     }
+}
+
+// A companion module's exception.
+TEST(errors, a_destructor_lets_none_out)
+{
+    kc::function_table functions = kc::function_table::linked();
+    functions.kx_color_destroy_color_processor = [](kx_color_processor* processor) -> std::int32_t {
+        kx_color_destroy_color_processor(processor);
+        throw 1;
+    };
+    EXPECT_NO_THROW(kc::processor(kc::library(functions)));
 }
 
 std::int32_t next_status;

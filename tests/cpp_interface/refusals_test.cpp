@@ -41,7 +41,7 @@ TEST(views, those_that_cannot_be_are_refused)
         {"planes overlap", [&] { return view_16(samples, planar, 4, 4, 3, 8, 30); }},
         {"planes overlap", [&] { return view_16(samples, planar, 4, 4, 3, 24, 6); }},
         {"planes overlap", [&] { return view_16(samples, planar, 4, 4, 4, 24, 8); }},
-        {"too large", [&] { return view_16(samples, bgr, huge / 2, 1); }},
+        {"too large", [&] { return view_16(samples, bgr, huge / 6 + 1, 1); }},
         {"too large", [&] { return view_16(samples, bgr, 1'000'000'000, 10'000'000'000); }},
         {"too large", [&] { return view_16(samples, bgr, 1, huge, 3, huge - 1); }},
         {"too large", [&] { return view_16(samples, planar, 1, 1, 3, 2, huge - 1); }},
@@ -50,7 +50,7 @@ TEST(views, those_that_cannot_be_are_refused)
         EXPECT_THAT(make, ThrowsMessage<std::invalid_argument>(HasSubstr(reason)));
     }
     // The nearest that can be.
-    EXPECT_NO_THROW(view_16(nullptr, bgr, 0, 4));
+    EXPECT_EQ(view_16(nullptr, bgr, 0, 4, 3, 24).rows(3, 1).data(), nullptr);
     EXPECT_NO_THROW(view_16(samples, bgr, 4, 4, 3, 24));
     EXPECT_NO_THROW(view_16(samples, planar, 4, 4, 3, 8, 32));
     EXPECT_NO_THROW(view_16(samples, planar, 4, 4, 3, 24, 8));
@@ -114,10 +114,16 @@ TEST_F(refusals_test, images_that_overlap)
     EXPECT_THROW(processor.transform(wide.rectangle(4, 0, 5, 4), wide.rectangle(0, 0, 5, 4)), std::invalid_argument);
     EXPECT_THROW(
         processor.transform(wide.rectangle(17, 0, 3, 3), kc::image_view(memory.data() + 55, bgr, 3, 3, 3, 120)),
-        std::invalid_argument); // which begins a row's end and ends in the next row
+        std::invalid_argument);                                // which begins a row's end and ends in the next row
+    const auto with_shifted_planes = [&](std::size_t offset) { // the second plane's rows begin amid the first's
+        return kc::image_view(memory.data() + offset, planar, 5, 4, 3, 20, 90);
+    };
+    EXPECT_THROW(processor.transform(with_shifted_planes(0), with_shifted_planes(5)), std::invalid_argument);
     EXPECT_EQ(memory, std::vector<std::uint16_t>(1'000, 7));
     EXPECT_NO_THROW(processor.transform(at(0), at(60)));
     EXPECT_NO_THROW(processor.transform(at(60), at(0)));
+    const kc::image_view beside(reinterpret_cast<std::uint8_t*>(memory.data()), bgr, 5, 4, 3, 46);
+    EXPECT_NO_THROW(processor.transform(kc::image_view(memory.data() + 8, bgr, 5, 4, 3, 46), beside));
 }
 
 TEST_F(refusals_test, options_out_of_range)
@@ -152,14 +158,16 @@ TEST_F(refusals_test, samples_beyond_an_enabled_input_LUT)
     for (const kc::pixel_layout layout : layouts) {
         placed_image<std::uint16_t> image({layout, place::in_a_larger_image, 5, 4, 3});
         image.for_each_sample([](std::uint16_t& sample, std::size_t) { sample = 255; });
-        image.at(4, 3, 1) = 256;
-        processor.enable_input_LUTs({true, false, true});
-        EXPECT_NO_THROW(processor.check_samples(image.view()));
-        processor.enable_input_LUTs({false, true, false});
-        EXPECT_THAT([&] { processor.transform(image.view(), output.view(), options); },
-                    ThrowsMessage<std::invalid_argument>(HasSubstr("a green sample of 256 in row 3")));
-        EXPECT_TRUE(output.is_untouched());
-        image.at(4, 3, 1) = 255;
+        for (std::size_t x = 0; x < 5; ++x) {
+            image.at(x, 3, 1) = 256;
+            processor.enable_input_LUTs({true, false, true});
+            EXPECT_NO_THROW(processor.check_samples(image.view()));
+            processor.enable_input_LUTs({false, true, false});
+            EXPECT_THAT([&] { processor.transform(image.view(), output.view(), options); },
+                        ThrowsMessage<std::invalid_argument>(HasSubstr("a green sample of 256 in row 3")));
+            EXPECT_TRUE(output.is_untouched());
+            image.at(x, 3, 1) = 255;
+        }
         EXPECT_NO_THROW(processor.check_samples(image.view()));
     }
 }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <random>
 #include <thread>
 
@@ -129,20 +130,26 @@ TEST_F(views_test, bands_differ_by_one_row_at_most)
 // A picture beside its original, in one piece of memory.
 TEST_F(views_test, rectangles_side_by_side_do_not_overlap)
 {
-    for (const bool result_on_the_right : {true, false}) {
-        const std::vector<std::uint16_t> pixels = noise(std::size_t{5} * 4 * 3);
-        std::vector<std::uint16_t> memory(std::size_t{10} * 4 * 3);
-        const kc::image_view both(memory.data(), kc::pixel_layout::interleaved_bgr, 10, 4);
-        const auto input = both.rectangle(result_on_the_right ? 0 : 5, 0, 5, 4);
-        const auto output = both.rectangle(result_on_the_right ? 5 : 0, 0, 5, 4);
-        for (std::size_t y = 0; y < 4; ++y) {
-            std::copy_n(pixels.data() + y * 15, 15, input.row(y));
-        }
-        processor.transform(input, output, options);
-        const std::vector<std::uint16_t> expected = expected_of<std::uint16_t>(pixels, 3);
-        for (std::size_t y = 0; y < 4; ++y) {
-            EXPECT_TRUE(std::equal(output.row(y), output.row(y) + 15, expected.data() + y * 15));
-            EXPECT_TRUE(std::equal(input.row(y), input.row(y) + 15, pixels.data() + y * 15));
+    for (const kc::pixel_layout layout : layouts) {
+        for (const std::size_t input_column : {0, 5}) {
+            std::vector<std::uint16_t> pixels = noise(std::size_t{5} * 4 * 3);
+            std::vector<std::uint16_t> expected(pixels.size());
+            const kc::image_view from(pixels.data(), layout, 5, 4);
+            const kc::image_view to(expected.data(), layout, 5, 4);
+            processor.transform(from, to, options);
+
+            std::vector<std::uint16_t> memory(pixels.size() * 2);
+            const kc::image_view both(memory.data(), layout, 10, 4);
+            const auto input = both.rectangle(input_column, 0, 5, 4);
+            const auto output = both.rectangle(5 - input_column, 0, 5, 4);
+            kc::detail::copy_samples<std::uint16_t>(from, input);
+            processor.transform(input, output, options);
+            for (std::size_t plane = 0; plane < to.planes(); ++plane) {
+                for (std::size_t y = 0; y < 4; ++y) {
+                    EXPECT_EQ(std::memcmp(output.row(y, plane), to.row(y, plane), to.row_bytes()), 0);
+                    EXPECT_EQ(std::memcmp(input.row(y, plane), from.row(y, plane), from.row_bytes()), 0);
+                }
+            }
         }
     }
 }

@@ -174,6 +174,18 @@ TEST_F(later_failure, passes_through)
     expect_transforms_call(processor, "sse");
 }
 
+TEST_F(later_failure, of_the_logger_for_want_of_memory_costs_lines_alone)
+{
+    recorder.log_throws = standins::bad_alloc;
+    EXPECT_EQ(kx.clear_matrix(nullptr), 2);
+    EXPECT_EQ(kx.create_color_processor(17, 0), nullptr);
+    recorder.create_LUT = {1, standins::bad_alloc};
+    EXPECT_EQ(kx.create_color_processor(0, 0), nullptr);
+    standins::reset();
+    recorder.log_throws = standins::bad_alloc;
+    expect_transforms_call(create(0), "");
+}
+
 TEST(vector_level, needs_every_one_of_its_features)
 {
     constexpr std::uint32_t avx2 = 1U << 5, fma = 1U << 12, sse4_1 = 1U << 19, sse = 1U << 25, sse2 = 1U << 26;

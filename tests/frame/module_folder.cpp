@@ -1,5 +1,7 @@
 #include "frame/module_folder.h"
 
+#include "companion_interfaces/vector_module.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -20,14 +22,10 @@ struct companion {
     std::vector<std::string> entry_points;
 };
 
-companion vector_module(const std::string& name)
+companion vector_module(const kx::vector_module_names& names)
 {
-    const std::string module = "kx_color_processing_vector_" + name + "_module_";
-    const auto transform = [&name](const char* bits) {
-        return "kx_color_processing_transform_" + std::string(bits) + "_bit_output_vector_" + name;
-    };
-    return {"korvex_kvi_color_processing_vector_" + name + KX_MODULE_SUFFIX,
-            {module + "initialize", transform("8"), transform("16"), module + "terminate"}};
+    return {std::string(names.base_name) + KX_MODULE_SUFFIX,
+            {names.initialize, names.transform_8_bit_output, names.transform_16_bit_output, names.terminate}};
 }
 
 const std::map<std::string, companion>& companions()
@@ -38,8 +36,8 @@ const std::map<std::string, companion>& companions()
          {"korvex_kvi_LUT" KX_MODULE_SUFFIX,
           {"kx_LUT_module_initialize", "kx_create_LUT_test", "kx_LUT_transform_16", "kx_get_LUT_data", "kx_destroy_LUT",
            "kx_LUT_module_terminate"}}},
-        {"sse", vector_module("sse")},
-        {"avx2", vector_module("avx2")},
+        {"sse", vector_module(kx::sse_module_names)},
+        {"avx2", vector_module(kx::avx2_module_names)},
     };
     return all;
 }

@@ -3,8 +3,6 @@
 
 #include <array>
 #include <bit>
-#include <cmath>
-#include <limits>
 
 namespace kx_test {
 
@@ -76,18 +74,6 @@ TEST_F(matrix_test, special_values_are_multiplied_as_they_are_until_cleared)
     kx_color_processor* const processor = create(1);
     EXPECT_EQ(bits_of(after_appending(processor, negative_zeros)), bits_of(positive_zeros));
     EXPECT_EQ(bits_of(after_appending(processor, identity)), bits_of(positive_zeros));
-    EXPECT_EQ(kx.clear_matrix(processor), 0);
-    EXPECT_EQ(bits_of(matrix_of(processor)), bits_of(identity));
-
-    // A product may become infinite; infinity times 0 is then NaN, in its own row alone.
-    const matrix3x3 huge{1, 0, 0, 0, 1e38F, 0, 0, 0, 2};
-    const matrix3x3 infinite{1, 0, 0, 0, std::numeric_limits<float>::infinity(), 0, 0, 0, 4};
-    after_appending(processor, huge);
-    EXPECT_EQ(after_appending(processor, huge), infinite);
-    matrix3x3 spread = after_appending(processor, identity);
-    EXPECT_TRUE(std::isnan(spread[3]) && std::isnan(spread[5]));
-    spread[3] = spread[5] = 0;
-    EXPECT_EQ(spread, infinite);
     EXPECT_EQ(kx.clear_matrix(processor), 0);
     EXPECT_EQ(bits_of(matrix_of(processor)), bits_of(identity));
 }

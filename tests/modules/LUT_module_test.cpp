@@ -135,13 +135,4 @@ TEST_F(LUT_module_test, overlapping_buffers_do_not_lead_outside_the_table)
     EXPECT_THAT(std::vector(samples.begin() + 1, samples.end()), Each(testing::AnyOf(40000, 50000)));
 }
 
-TEST_F(LUT_module_test, unloading_releases_the_module)
-{
-    destroy_LUT(create_LUT(1024, 1));
-    EXPECT_THROW(create_LUT(0, 0), std::invalid_argument);
-    EXPECT_TRUE(kx_test::shared_library::is_loaded(KX_MODULE_FILE));
-    module.close();
-    EXPECT_FALSE(kx_test::shared_library::is_loaded(KX_MODULE_FILE));
-}
-
 } // namespace

@@ -1,5 +1,6 @@
 // The logger module through its exported functions: what is written, where, and what is refused.
 #include "companion_interfaces/logger_module.h"
+#include "support/environment.h"
 #include "support/shared_library.h"
 
 #include <gmock/gmock.h>
@@ -19,15 +20,16 @@
 
 #if defined(_WIN32)
 #include <io.h>
-#include <windows.h>
 #define KX_IO(name) _##name
 #else
+#include <sys/auxv.h>
 #include <unistd.h>
 #define KX_IO(name) name
 #endif
 
 namespace {
 
+using kx_test::set_environment;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
@@ -36,7 +38,7 @@ using testing::IsEmpty;
 
 // The loaded module and its functions.
 struct logger_module : kx_test::shared_library {
-    logger_module() : shared_library(KX_MODULE_FILE)
+    explicit logger_module(const char* path = KX_MODULE_FILE) : shared_library(path)
     {
         find("kvi_get_log", get_log);
         find("kvi_log", log_line);
@@ -62,16 +64,6 @@ auto is_line(const std::string& level, const std::string& channel_and_text)
         return std::regex_search(line.substr(0, 30), time, std::regex_constants::match_continuous);
     };
     return AllOf(testing::Truly(begins_with_time), EndsWith(" " + level + " " + channel_and_text));
-}
-
-// Null: the variable shall not be set.
-void set_environment(const char* name, const char* value)
-{
-#if defined(_WIN32)
-    SetEnvironmentVariableA(name, value);
-#else
-    value != nullptr ? setenv(name, value, 1) : unsetenv(name);
-#endif
 }
 
 // The same for a line of `write`.
@@ -298,6 +290,41 @@ TEST(logger_module_exit, channels_work_after_the_static_destructors)
     set_environment("KVI_LOG_FILE", nullptr);
     EXPECT_EXIT(host(), testing::ExitedWithCode(EXIT_SUCCESS), "error CHANNEL: at the exit .*\nclosed\n");
 }
+
+#if !defined(_WIN32)
+
+// In a process whose real user is not the effective one, as that of a set-user-ID program, the environment is the
+// real user's, who must not say where the effective one writes.
+TEST(logger_module_process, environment_does_not_count_with_rights_that_the_user_does_not_have)
+{
+    if (getauxval(AT_SECURE) != 0) { // the process that is started below
+        const logger_module module(KX_MODULE_PATH);
+        void* const log = module.get_log("CHANNEL", "");
+        EXPECT_EQ(module.write(log, 2, "information"), 1);
+        EXPECT_EQ(module.write(log, 0, "one line"), 0);
+        return;
+    }
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can start such a process";
+    }
+    const std::string file = testing::TempDir() + "kx_log_of_another_user";
+    std::filesystem::remove(file);
+    const std::string self = std::filesystem::read_symlink("/proc/self/exe");
+    EXPECT_EXIT(
+        {
+            constexpr uid_t somebody = 65534;
+            set_environment("KVI_LOG_FILE", file.c_str());
+            set_environment("KVI_LOG_LEVEL", "info");
+            if (setresuid(somebody, 0, 0) == 0) {
+                execl(self.c_str(), self.c_str(), "--gtest_filter=logger_module_process.*", nullptr);
+            }
+            std::_Exit(1);
+        },
+        testing::ExitedWithCode(0), "error CHANNEL: one line");
+    EXPECT_FALSE(std::filesystem::exists(file));
+}
+
+#endif
 
 // Threads write long and short lines into one file, through a channel that they share and channels that come
 // and go, the last of them with the file.

@@ -1,7 +1,13 @@
-// Transforms that run at the same time.
+// Transforms that run at the same time, and what is logged of them.
 #include "harness.h"
 
+#include "support/environment.h"
+
+#include <filesystem>
+#include <fstream>
 #include <latch>
+#include <regex>
+#include <string>
 #include <thread>
 
 namespace kx_test {
@@ -10,11 +16,13 @@ namespace {
 
 constexpr std::int32_t largest_pixel_count = 3000;
 
+constexpr int thread_count = 4;
+constexpr int repetitions = 100 / KX_EXTENT_STEP;
+
 // Calls `work` again and again on all threads, which start as nearly at once as can be.
 template <typename function>
 void run_concurrently(function work)
 {
-    constexpr int thread_count = 4;
     std::latch start(thread_count);
     std::vector<std::jthread> threads;
     for (int i = 0; i < thread_count; ++i) {
@@ -22,7 +30,7 @@ void run_concurrently(function work)
             random_source random(static_cast<std::uint64_t>(100 + i));
             pixel_harness harness(largest_pixel_count);
             start.arrive_and_wait();
-            for (int repetition = 0; repetition < 100 / KX_EXTENT_STEP; ++repetition) {
+            for (int repetition = 0; repetition < repetitions; ++repetition) {
                 const combination choices = combination_at(pick(random, 0, combination_count - 1));
                 ASSERT_TRUE(work(harness, choices, pick(random, 1, largest_pixel_count), random));
             }
@@ -30,7 +38,36 @@ void run_concurrently(function work)
     }
 }
 
-class concurrent_transforms : public pixel_test {};
+// All lines go to a file of the test's own, each whole.
+class concurrent_transforms : public pixel_test {
+protected:
+    concurrent_transforms()
+    {
+        set_environment("KVI_LOG_FILE", log_.string().c_str());
+        set_environment("KVI_LOG_LEVEL", "info");
+    }
+    ~concurrent_transforms() override
+    {
+        static const std::regex timing(
+            R"(.* info KORVEX_KVI_COLOR_PROCESSING: color processing transform 48 to (48|64|24|32) takes )"
+            R"(\d+\.\d{6} microseconds\. \(korvex_kvi_color_processing\.cpp:\d+ .*::kx_color_processor_transform_impl\))");
+        std::ifstream log(log_);
+        int lines = 0;
+        for (std::string line; std::getline(log, line); ++lines) {
+            EXPECT_TRUE(std::regex_match(line, timing)) << line;
+        }
+        EXPECT_EQ(lines, transforms_);
+        log.close();
+        std::filesystem::remove(log_);
+    }
+
+    int transforms_ = 0;
+
+private:
+    std::filesystem::path log_ = std::filesystem::path(testing::TempDir())
+                                 / ("kx_concurrent_transforms_" + std::to_string(vector_level())
+                                    + testing::UnitTest::GetInstance()->current_test_info()->name());
+};
 
 TEST_F(concurrent_transforms, on_one_unchanged_processor)
 {
@@ -39,6 +76,7 @@ TEST_F(concurrent_transforms, on_one_unchanged_processor)
     for (const int number : {0, 40'000, 51'111, combination_count - 1}) {
         const pixel_case configured = random_case(combination_at(number), processor.LUTs(), 1, processor_random);
         processor.configure(configured);
+        transforms_ += thread_count * repetitions;
         run_concurrently([&](pixel_harness& harness, combination choices, std::int32_t pixels, random_source& random) {
             // The processor's settings are shared; layouts, clamps, distances and images are each call's own.
             choices.input_LUT = configured.choices.input_LUT;
@@ -52,6 +90,7 @@ TEST_F(concurrent_transforms, on_one_unchanged_processor)
 
 TEST_F(concurrent_transforms, on_processors_of_their_own)
 {
+    transforms_ += thread_count * repetitions;
     run_concurrently([](pixel_harness& harness, combination choices, std::int32_t pixels, random_source& random) {
         // Created and destroyed while the others transform.
         const test_processor processor(pick(random, 0, 12), pick(random, 0, 12), random);

@@ -12,6 +12,8 @@ namespace kx_test {
 
 namespace {
 
+using kx::verify::reference_rounded;
+
 std::int32_t clamped(std::int32_t value)
 {
     return std::clamp(value, 0, 65535);

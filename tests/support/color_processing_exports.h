@@ -14,6 +14,7 @@ namespace kx_test {
 struct color_processing_exports {
     const shared_library& library;
 
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a name to declare has none
 #define KX_EXPORT(prefix, name)                                                                                        \
     decltype(&prefix##name) name = reinterpret_cast<decltype(name)>(library.address_of(#prefix #name))
     KX_EXPORT(kx_color_processing_, module_initialize);

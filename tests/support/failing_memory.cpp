@@ -1,15 +1,16 @@
 #include "support/failing_memory.h"
 
+#include <dlfcn.h>
+
 #include <cerrno>
-#include <cstdlib>
-#include <new>
+#include <cstddef>
 #include <utility>
 
-#define KX_EVERYWHERE __attribute__((visibility("default")))
+#define KX_REPLACED __attribute__((visibility("default")))
 
 namespace {
 
-// Plain numbers: the first allocations come before any constructor. Only one thread allocates while memory fails.
+// Plain numbers: the first allocations come before any constructor. One thread allocates at a time.
 int until_failure = 0; // 0: there is memory
 bool goes_on_failing = false;
 bool has_failed = false;
@@ -31,63 +32,13 @@ bool fails()
     return true;
 }
 
-void* counted(void* object)
+void* counted(void* memory)
 {
-    if (object == nullptr) {
-        throw std::bad_alloc();
-    }
-    ++allocated;
-    return object;
+    allocated += memory != nullptr ? 1 : 0;
+    return memory;
 }
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-bool object_fails()
-{
-    return fails();
-}
-#else
-bool object_fails()
-{
-    return false; // but malloc may
-}
-#endif
 
 } // namespace
-
-KX_EVERYWHERE void* operator new(std::size_t size)
-{
-    return counted(object_fails() ? nullptr : std::malloc(size));
-}
-
-KX_EVERYWHERE void* operator new(std::size_t size, std::align_val_t alignment)
-{
-    const auto multiple = static_cast<std::size_t>(alignment);
-    return counted(object_fails() ? nullptr
-                                  : std::aligned_alloc(multiple, (size + multiple - 1) / multiple * multiple));
-}
-
-KX_EVERYWHERE void operator delete(void* object) noexcept
-{
-    freed += object != nullptr ? 1 : 0;
-    std::free(object);
-}
-
-KX_EVERYWHERE void operator delete(void* object, std::size_t /*size*/) noexcept
-{
-    operator delete(object);
-}
-
-KX_EVERYWHERE void operator delete(void* object, std::align_val_t /*alignment*/) noexcept
-{
-    operator delete(object);
-}
-
-KX_EVERYWHERE void operator delete(void* object, std::size_t /*size*/, std::align_val_t /*alignment*/) noexcept
-{
-    operator delete(object);
-}
-
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
 extern "C" {
 
@@ -96,29 +47,37 @@ void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* memory, std::size_t size);
 void* __libc_memalign(std::size_t alignment, std::size_t size);
+void __libc_free(void* memory);
 
-KX_EVERYWHERE void* malloc(std::size_t size) noexcept
+KX_REPLACED void* malloc(std::size_t size) noexcept
 {
-    return fails() ? nullptr : __libc_malloc(size);
+    return fails() ? nullptr : counted(__libc_malloc(size));
 }
 
-KX_EVERYWHERE void* calloc(std::size_t count, std::size_t size) noexcept
+KX_REPLACED void* calloc(std::size_t count, std::size_t size) noexcept
 {
-    return fails() ? nullptr : __libc_calloc(count, size);
+    return fails() ? nullptr : counted(__libc_calloc(count, size));
 }
 
-KX_EVERYWHERE void* realloc(void* memory, std::size_t size) noexcept
+KX_REPLACED void* realloc(void* memory, std::size_t size) noexcept
 {
+    if (memory == nullptr) {
+        return malloc(size);
+    }
     return fails() ? nullptr : __libc_realloc(memory, size);
 }
 
-KX_EVERYWHERE void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept
+KX_REPLACED void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept
 {
-    return fails() ? nullptr : __libc_memalign(alignment, size);
-}
+    return fails() ? nullptr : counted(__libc_memalign(alignment, size));
 }
 
-#endif
+KX_REPLACED void free(void* memory) noexcept
+{
+    freed += memory != nullptr ? 1 : 0;
+    __libc_free(memory);
+}
+}
 
 namespace kx_test {
 
@@ -135,13 +94,15 @@ bool failing_memory::stop()
     return std::exchange(has_failed, false);
 }
 
-long failing_memory::allocated_objects()
+long failing_memory::allocated_pieces()
 {
     return allocated;
 }
 
-long failing_memory::living_objects()
+long failing_memory::living_pieces()
 {
+    dlerror(); // twice: the loader keeps its last message until it has been read and asked for again
+    dlerror();
     return allocated - freed;
 }
 

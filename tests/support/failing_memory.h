@@ -1,13 +1,12 @@
-// Memory that runs out when a test says so. Linking the source replaces the allocation functions of the whole program
-// and of the libraries that share its C++ runtime: on Linux.
+// Memory that runs out when a test says so. Linking the source replaces the C library's allocation, and with it the C++
+// runtime's and that of the system's loader, in the whole process: on Linux, without sanitizers.
 #pragma once
 
 namespace kx_test {
 
 class failing_memory {
 public:
-    // From now on allocation `number` fails, counted from 1, or that one and all later ones. Sanitizers bring an
-    // allocator of their own: with them only what the C++ runtime allocates counts, elsewhere malloc and its kin too.
+    // From now on allocation `number` fails, counted from 1, or that one and all later ones.
     failing_memory(int number, bool all_later_ones);
     ~failing_memory() { stop(); }
     failing_memory(const failing_memory&) = delete;
@@ -16,9 +15,9 @@ public:
     // There is memory again. Returns whether any allocation failed.
     bool stop();
 
-    // How many objects the C++ runtime has allocated, and how many of them it has not freed.
-    static long allocated_objects();
-    static long living_objects();
+    // How many pieces of memory have been allocated, and how many of them were not freed.
+    static long allocated_pieces();
+    static long living_pieces();
 };
 
 } // namespace kx_test

@@ -19,6 +19,9 @@ std::unique_ptr<image_reader> open_image(const std::filesystem::path& file)
     if (std::filesystem::is_directory(file, ignored)) {
         throw image_error(file, "is a directory, not an image file");
     }
+    if (std::filesystem::exists(file, ignored) && !std::filesystem::is_regular_file(file, ignored)) {
+        throw image_error(file, "is a pipe or a device: images are read from files, whose parts are read in any order");
+    }
     errno = 0;
     std::ifstream stream(file, std::ios::binary);
     if (!stream) {

@@ -5,11 +5,14 @@
 // 257, so that white stays white, and a fourth sample that says nothing is left out.
 #pragma once
 
+#include "metadata.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -39,7 +42,9 @@ struct image {
     unsigned channels = 3; // 3, or 4 in images to be written
     arrangement layout = arrangement::interleaved_rgb;
     std::uint16_t orientation = 1; // as in TIFF: 1 is the first row on top, the first column left
+    bool was_8_bit = false;        // in the file that was read
     std::vector<Sample> samples;
+    metadata about;
 
     [[nodiscard]] std::size_t pixel_count() const { return std::size_t{width} * height; }
 };
@@ -53,7 +58,7 @@ struct samples_view {
     samples_view(const image<Sample>& page) // NOLINT(google-explicit-constructor): any image will do
         : width(page.width), height(page.height), channels(page.channels), layout(page.layout),
           orientation(page.orientation), sample_bytes(sizeof(Sample)),
-          bytes(reinterpret_cast<const std::byte*>(page.samples.data()))
+          bytes(reinterpret_cast<const std::byte*>(page.samples.data())), about(&page.about)
     {
     }
 
@@ -64,6 +69,7 @@ struct samples_view {
     std::uint16_t orientation;
     std::size_t sample_bytes;
     const std::byte* bytes;
+    const metadata* about;
 };
 
 // An image file open for reading. Several threads may read pages at the same time.
@@ -93,14 +99,16 @@ public:
 // read_page() throws otherwise.
 std::unique_ptr<image_reader> open_image(const std::filesystem::path& file);
 
-enum class compression { none, lzw, deflate };
+enum class compression { none, lzw, deflate, zstd };
 
 // A page's arrangement in memory decides whether a TIFF gets contiguous or separate planes.
 struct write_options {
     compression tiff_compression = compression::none; // PNG has its own
     std::optional<int> level;                         // of PNG's and TIFF's compression, by default a fast one
+    bool big_tiff = false;                            // even if the file is small
     std::uint32_t page_count = 1;                     // PNG takes one
     std::uint64_t expected_bytes = 0;                 // of samples; from 4 GB on a TIFF becomes a BigTIFF
+    bool overwrite = true;                            // or else a file of this name is an error
 };
 
 enum class file_type { tiff, png };
@@ -132,6 +140,12 @@ public:
 
     // Completes the file and gives it its final name, in place of what had it before. Throws image_error.
     virtual void commit() = 0;
+
+    // The names of what the pages' metadata had and a file of this type cannot hold.
+    [[nodiscard]] const std::set<std::string>& left_out() const { return left_out_; }
+
+protected:
+    std::set<std::string> left_out_;
 };
 
 // Creates an image file of the type that its suffix names. Throws image_error.

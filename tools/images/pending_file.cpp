@@ -7,7 +7,9 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <random>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,8 +19,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The temporary files that exist now, where a signal handler can find them. A program has one or two.
-std::array<std::atomic<const char*>, 8> temporary_files;
+// The temporary files that exist now, where a signal handler can find them: one for each file in work.
+std::array<std::atomic<const char*>, 512> temporary_files;
 
 void exchange_in_list(const char* from, const char* to)
 {
@@ -43,24 +45,39 @@ mode_t permissions_for(const fs::path& target)
 
 } // namespace
 
-pending_file::pending_file(const fs::path& file) : final_name_(file), target_(file)
+pending_file::pending_file(const fs::path& file, bool overwrite)
+    : final_name_(file), target_(file), overwrite_(overwrite)
 {
-    std::error_code ignored;
-    if (fs::exists(file, ignored)) {
-        if (!fs::is_regular_file(file, ignored)) {
+    struct stat status {};
+    if (stat(file.c_str(), &status) == 0) {
+        if (!overwrite) {
+            throw image_error(file, "exists already and is not to be overwritten");
+        }
+        if (!S_ISREG(status.st_mode)) {
             throw image_error(file, "cannot be written: it exists and is no regular file");
+        }
+        // Root may write anywhere; the protection was meant for somebody.
+        if ((status.st_mode & 0222) == 0 || access(file.c_str(), W_OK) != 0) {
+            throw image_error(file, "cannot be written: it is write-protected");
         }
         target_ = fs::canonical(file);
     }
-    std::string name = (target_.parent_path() / ".kx-XXXXXX").string();
-    const int descriptor = mkstemp(name.data());
+    std::random_device random;
+    int descriptor = -1;
+    do {
+        // Known to the signal handler before it exists.
+        temporary_name_ = (target_.parent_path() / (".kx-" + std::to_string(random()))).string();
+        exchange_in_list(nullptr, temporary_name_.c_str());
+        descriptor = open(temporary_name_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        if (descriptor < 0) {
+            exchange_in_list(temporary_name_.c_str(), nullptr);
+        }
+    } while (descriptor < 0 && errno == EEXIST);
     if (descriptor < 0) {
         throw image_error(file, std::string("cannot be written: no file can be created in its directory: ")
                                     + std::strerror(errno));
     }
     close(descriptor);
-    temporary_name_ = name;
-    exchange_in_list(nullptr, temporary_name_.c_str());
 }
 
 pending_file::~pending_file()
@@ -73,8 +90,12 @@ pending_file::~pending_file()
 
 void pending_file::commit()
 {
-    if (chmod(temporary_name_.c_str(), permissions_for(target_)) != 0
-        || std::rename(temporary_name_.c_str(), target_.c_str()) != 0) {
+    const char* const from = temporary_name_.c_str();
+    // A link, unlike a new name, replaces nothing.
+    const bool in_place = chmod(from, permissions_for(target_)) == 0
+                          && (overwrite_ ? std::rename(from, target_.c_str()) == 0
+                                         : link(from, target_.c_str()) == 0 && unlink(from) == 0);
+    if (!in_place) {
         throw image_error(final_name_, std::string("cannot be put in place: ") + std::strerror(errno));
     }
     exchange_in_list(temporary_name_.c_str(), nullptr);

@@ -9,7 +9,8 @@ namespace kx::images {
 class pending_file {
 public:
     // Creates an empty temporary file in the directory of `file`, or of what a symbolic link `file` points at.
-    explicit pending_file(const std::filesystem::path& file);
+    // Throws image_error, also if the file is there and must not be overwritten or is write-protected.
+    explicit pending_file(const std::filesystem::path& file, bool overwrite = true);
     pending_file(const pending_file&) = delete;
     pending_file& operator=(const pending_file&) = delete;
 
@@ -28,6 +29,7 @@ public:
 private:
     std::filesystem::path final_name_;
     std::filesystem::path target_;
+    bool overwrite_;
     std::string temporary_name_; // empty once there is nothing to remove
 };
 

@@ -1,5 +1,6 @@
 #include "image_formats.h"
 #include "png_handle.h"
+#include "png_metadata.h"
 
 namespace kx::images {
 
@@ -51,13 +52,17 @@ png_reader::png_reader(const std::filesystem::path& file) : name_(file), handle_
     }
     image_.width = png_get_image_width(png, handle_->info());
     image_.height = png_get_image_height(png, handle_->info());
+    image_.was_8_bit = bits_ == 8;
     check_dimensions(file, image_.width, image_.height);
 }
 
 std::unique_ptr<png_handle> png_reader::open()
 {
     auto handle = std::make_unique<png_handle>(name_.string(), png_handle::direction::read, name_);
-    handle->call("cannot be read", [&handle] { png_read_info(handle->png(), handle->info()); });
+    handle->call("cannot be read", [&handle] {
+        png_set_keep_unknown_chunks(handle->png(), PNG_HANDLE_CHUNK_ALWAYS, nullptr, 0);
+        png_read_info(handle->png(), handle->info());
+    });
     return handle;
 }
 
@@ -87,8 +92,9 @@ void png_reader::read_page(std::uint32_t, image_16& page)
         if (passes > 1) {
             rows.take(image_.height);
         }
-        png_read_end(png, nullptr); // the checksums too
+        png_read_end(png, handle->info()); // the checksums too
     });
+    page.about = read_metadata(handle->png(), handle->info());
     const fourth_samples& fourth = rows.finish();
     if (has_alpha_) {
         check_fourth_sample(name_, "the picture", fourth, true);

@@ -1,6 +1,7 @@
 #include "image_formats.h"
 #include "pending_file.h"
 #include "png_handle.h"
+#include "png_metadata.h"
 
 #include <utility>
 
@@ -25,7 +26,7 @@ struct encoded_png final : encoded_page {
 class png_writer final : public image_writer {
 public:
     png_writer(const std::filesystem::path& file, const write_options& options)
-        : level_(options.level.value_or(default_level)), pending_(file),
+        : level_(options.level.value_or(default_level)), pending_(file, options.overwrite),
           handle_(pending_.temporary_name(), png_handle::direction::write, file)
     {
     }
@@ -64,13 +65,15 @@ void png_writer::write(const samples_view& page)
     if (refusal != nullptr) {
         throw image_error(pending_.final_name(), refusal);
     }
-    handle_.call("cannot be written", [this, &page] {
+    png_metadata about(*page.about, left_out_);
+    handle_.call("cannot be written", [this, &page, &about] {
         png_struct* const png = handle_.png();
         png_set_compression_level(png, level_);
         png_set_filter(png, PNG_FILTER_TYPE_BASE, level_ < lowest_thorough_level ? PNG_FILTER_AVG : PNG_ALL_FILTERS);
         png_set_compression_buffer_size(png, chunk_bytes);
         png_set_IHDR(png, handle_.info(), page.width, page.height, static_cast<int>(8 * page.sample_bytes),
                      PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+        about.set(png, handle_.info());
         png_write_info(png, handle_.info());
         if (page.sample_bytes > 1) {
             set_byte_order(png);

@@ -78,11 +78,13 @@ tiff_page describe_page(tiff_file& file, std::uint32_t number)
                   + std::to_string(page.bits) + "-bit samples a pixel, colour type " + photometric_name(photometric)
                   + "; " + needed_samples);
     }
+    image.was_8_bit = page.bits == 8;
     check_dimensions(file.name(), image.width, image.height);
     image.layout = short_tag(tiff, TIFFTAG_PLANARCONFIG) == PLANARCONFIG_SEPARATE ? arrangement::planar_bgr
                                                                                   : arrangement::interleaved_rgb;
     image.orientation = short_tag(tiff, TIFFTAG_ORIENTATION);
     page.is_alpha = page.samples == 4 && has_alpha(tiff);
+    page.oddities = file.take_messages();
     return page;
 }
 

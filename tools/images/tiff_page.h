@@ -13,12 +13,17 @@ struct tiff_page {
     unsigned bits = 16;
     unsigned samples = 3;  // of a pixel, in the file
     bool is_alpha = false; // the fourth sample
+    std::string oddities;  // what libtiff complained about
 
     [[nodiscard]] std::string name() const { return "page " + std::to_string(number); }
 };
 
-// The file's current page. Throws image_error unless it is one that can be converted.
+// The file's current page, just read. Throws image_error unless it is one that can be converted.
 tiff_page describe_page(tiff_file& file, std::uint32_t number);
+
+// All pages that share the file's current page's directory, itself the first: some programs write a directory for the
+// first page of a large stack only. Throws image_error if there are more that cannot be read.
+std::vector<tiff_page> pages_of_directory(tiff_file& file, const tiff_page& first);
 
 // Fills an image with the page's samples. Throws image_error.
 void read_samples(tiff_file& file, const tiff_page& page, image_16& image);

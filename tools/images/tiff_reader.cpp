@@ -1,5 +1,6 @@
 #include "image_formats.h"
 #include "tiff_page.h"
+#include "tiff_tags.h"
 
 #include <mutex>
 
@@ -40,10 +41,12 @@ tiff_reader::tiff_reader(const std::filesystem::path& file)
         if (TIFFLastDirectory(handle->get()) != 0) {
             break;
         }
-        handle->take_messages();
         if (TIFFReadDirectory(handle->get()) == 0) {
             handle->fail("page " + std::to_string(page_count() + 1) + " cannot be found");
         }
+    }
+    if (page_count() == 1) {
+        pages_ = pages_of_directory(*handle, pages_.front());
     }
     idle_.push_back(std::move(handle));
 }
@@ -70,6 +73,13 @@ void tiff_reader::read_page(std::uint32_t number, image_16& page)
     }
     handle->take_messages();
     read_samples(*handle, wanted, page);
+    page.about = read_metadata(*handle);
+    if (wanted.skip > 0) { // the description is the first page's
+        std::erase_if(page.about.texts, [](const auto& text) { return text.first == description_keyword; });
+    }
+    if (!wanted.oddities.empty()) {
+        page.about.warnings.push_back(wanted.name() + ": " + wanted.oddities);
+    }
     const std::lock_guard lock(guard_);
     idle_.push_back(std::move(handle));
 }

@@ -1,6 +1,7 @@
 #include "image_formats.h"
 #include "pending_file.h"
 #include "tiff_file.h"
+#include "tiff_tags.h"
 
 #include <algorithm>
 #include <future>
@@ -24,6 +25,8 @@ std::uint16_t tag_of(compression chosen)
         return COMPRESSION_LZW;
     case compression::deflate:
         return COMPRESSION_ADOBE_DEFLATE;
+    case compression::zstd:
+        return COMPRESSION_ZSTD;
     default:
         return COMPRESSION_NONE;
     }
@@ -78,8 +81,9 @@ void set_layout(tiff_file& file, const samples_view& page, const write_options& 
     if (options.tiff_compression != compression::none) {
         file.set(TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
     }
-    if (options.level && options.tiff_compression == compression::deflate) {
-        file.set(TIFFTAG_ZIPQUALITY, *options.level);
+    if (options.level && options.tiff_compression != compression::lzw) {
+        file.set(options.tiff_compression == compression::zstd ? TIFFTAG_ZSTD_LEVEL : TIFFTAG_ZIPQUALITY,
+                 *options.level);
     }
     if (page.channels == 4) {
         // Neither alpha nor anything else that a viewer should interpret.
@@ -139,9 +143,9 @@ struct encoded_tiff_page final : encoded_page {
 class tiff_writer final : public image_writer {
 public:
     tiff_writer(const std::filesystem::path& file, const write_options& options)
-        : options_(options), pending_(file),
+        : options_(options), pending_(file, options.overwrite),
           file_(std::make_unique<file_stream>(std::make_shared<open_file>(pending_.temporary_name(), O_RDWR, file)),
-                options.expected_bytes >= big_tiff_from ? "w8" : "w", file)
+                options.big_tiff || options.expected_bytes >= big_tiff_from ? "w8" : "w", file)
     {
     }
 
@@ -196,6 +200,7 @@ void tiff_writer::append(encoded_page& encoded)
     const auto& [page, parts, compressed] = dynamic_cast<const encoded_tiff_page&>(encoded);
     set_layout(file_, page, options_);
     file_.set(TIFFTAG_ORIENTATION, static_cast<int>(page.orientation));
+    write_metadata(file_, *page.about, left_out_);
     if (options_.page_count > 1) {
         file_.set(TIFFTAG_SUBFILETYPE, FILETYPE_PAGE);
         if (options_.page_count <= 0xFFFF) {
@@ -219,6 +224,9 @@ void tiff_writer::append(encoded_page& encoded)
 
 std::unique_ptr<image_writer> create_tiff(const std::filesystem::path& file, const write_options& options)
 {
+    if (TIFFIsCODECConfigured(tag_of(options.tiff_compression)) == 0) {
+        throw image_error(file, "cannot be compressed so: this libtiff was built without");
+    }
     return std::make_unique<tiff_writer>(file, options);
 }
 

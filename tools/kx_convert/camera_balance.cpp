@@ -2,16 +2,17 @@
 
 namespace kx::convert {
 
-void balance_camera(settings& wanted, images::image_reader& reader, const std::filesystem::path& file)
+settings balance_camera(const settings& wanted, images::image_reader& reader, std::uint32_t page,
+                        const std::filesystem::path& file)
 {
-    if (!wanted.balance_area || !wanted.camera) {
-        return;
-    }
-    profile::profile_values values = wanted.camera->values();
-    const images::image_16 page = reader.read_page(0);
+    settings balanced = wanted;
+    profile::profile_values values = wanted.camera.value().values();
+    const images::image_16 picture = reader.read_page(page);
     try {
-        values.white_balance = profile::balance_from_area(page, *wanted.balance_area, *wanted.camera);
-        wanted.camera = profile::camera_profile(values);
+        values.white_balance = profile::balance_from_area(picture, wanted.balance_area.value(), *wanted.camera);
+        balanced.camera = profile::camera_profile(values);
+        balanced.balance_area.reset();
+        return balanced;
     } catch (const profile::profile_error& error) {
         throw images::image_error(file, error.reason());
     }

@@ -5,8 +5,9 @@
 
 namespace kx::convert {
 
-// If the settings name an area for the white balance, gives their camera the gains found there in the first page.
-// Throws images::image_error.
-void balance_camera(settings& wanted, images::image_reader& reader, const std::filesystem::path& file);
+// The settings with the gains that their area for the white balance has in a page of the file, and no such area any
+// more. Throws images::image_error.
+settings balance_camera(const settings& wanted, images::image_reader& reader, std::uint32_t page,
+                        const std::filesystem::path& file);
 
 } // namespace kx::convert

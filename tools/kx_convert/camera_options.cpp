@@ -59,15 +59,17 @@ profile::color_matrix product_of(const std::vector<matrix>& matrices)
 }
 
 // Which option is to blame for a member of the profile.
-std::string option_for(const std::string& path, const std::string& profile)
+std::string option_for(const std::string& path)
 {
-    for (const auto& [member, option] :
-         {std::pair{"/black_level", "--black-level"}, {"/white_balance", "--white-balance"}, {"/matrix", "--matrix"}}) {
+    for (const auto& [member, option] : {std::pair{"/black_level", "--black-level"},
+                                         {"/white_balance", "--white-balance"},
+                                         {"/matrix", "--matrix"},
+                                         {"/bits", "--input-bits"}}) {
         if (path.starts_with(member)) {
             return option;
         }
     }
-    return profile.empty() ? "--input-bits" : "--profile";
+    return "--profile";
 }
 
 } // namespace
@@ -76,19 +78,15 @@ camera_options::camera_options(CLI::App& app) : app_(app)
 {
     app.add_option("--profile", profile_,
                    "The camera's profile, JSON: bits, black level, white balance, matrix, curve\n"
-                   "and depth. Options below override its members")
+                   "and depth. Other options override its members")
         ->type_name("FILE")
-        ->group(group);
-    app.add_option("--input-bits", bits_, "What the camera delivers: 8..16 bits, which then fill the output's range")
-        ->type_name("N")
-        ->check(CLI::Range(8, 16).description(""))
         ->group(group);
     app.add_option("--black-level", black_level_, "Samples without light: red, green, blue")
         ->type_name("R G B")
         ->expected(3)
         ->group(group);
     app.add_option("--white-balance", white_balance_,
-                   "Gains, or auto:X,Y,W,H: from a neutral area of a file's first page")
+                   "Gains, or auto:X,Y,W,H: from a neutral area of each file's first page")
         ->type_name("R G B")
         ->expected(1, 3)
         ->group(group);
@@ -96,7 +94,7 @@ camera_options::camera_options(CLI::App& app) : app_(app)
 
 void camera_options::put_into(settings& wanted) const
 {
-    if (profile_.empty() && !bits_ && black_level_.empty() && white_balance_.empty()) {
+    if (profile_.empty() && black_level_.empty() && white_balance_.empty()) {
         return;
     }
     profile::profile_values values;
@@ -107,7 +105,7 @@ void camera_options::put_into(settings& wanted) const
     } catch (const profile::profile_error& error) {
         throw option_error("--profile", error.what());
     }
-    values.bits = bits_.value_or(values.bits);
+    values.bits = wanted.input_bits.value_or(values.bits);
     std::ranges::copy(black_level_, values.black_level.begin());
     if (white_balance_.size() == 1 && white_balance_.front().starts_with(area_mark)) {
         wanted.balance_area = to_area(white_balance_.front());
@@ -121,10 +119,11 @@ void camera_options::put_into(settings& wanted) const
         values.output_depth = static_cast<int>(wanted.depth);
     }
     wanted.depth = static_cast<unsigned>(values.output_depth);
+    wanted.input_bits = values.bits;
     try {
         wanted.camera = profile::camera_profile(values);
     } catch (const profile::profile_error& error) {
-        throw option_error(option_for(error.path(), profile_), error.what());
+        throw option_error(option_for(error.path()), error.what());
     }
 }
 

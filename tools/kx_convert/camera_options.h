@@ -20,7 +20,6 @@ public:
 private:
     const CLI::App& app_;
     std::string profile_;
-    std::optional<int> bits_;
     std::vector<double> black_level_;
     std::vector<std::string> white_balance_;
 };

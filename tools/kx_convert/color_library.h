@@ -3,20 +3,14 @@
 
 #include "transform_plan.h"
 
-#include <korvex_kvi_color_processing.h>
-
-#include <memory>
+#include <korvex_kvi_color_processing.hpp>
 
 namespace kx::convert {
 
-// The library's module, initialized for as long as this object lives.
-class color_module {
-public:
-    color_module(); // throws std::runtime_error
-    color_module(const color_module&) = delete;
-    color_module& operator=(const color_module&) = delete;
-    ~color_module() { kx_color_processing_module_terminate(); }
-};
+namespace color = korvex::color;
+
+// The library, initialized for as long as this object lives.
+using color_module = color::library;
 
 class color_processor {
 public:
@@ -31,21 +25,19 @@ public:
     // The seconds that the library's transform calls took so far.
     [[nodiscard]] double seconds() const { return seconds_; }
 
+    // Whether the module of the vector level that was asked for by name is not there.
+    [[nodiscard]] bool misses_requested_module() const;
+
     // What can be known about the path that the transforms take: the library itself does not tell.
     [[nodiscard]] std::string vector_level_text() const;
 
 private:
-    struct destroy {
-        void operator()(kx_color_processor* processor) const { kx_color_destroy_color_processor(processor); }
-    };
-
-    void check_samples(const images::image_16& input) const;
-
-    template <typename Sample, typename Transform>
-    void run(Transform* transform, const images::image_16& input, images::image<Sample>& output);
+    template <typename Sample>
+    void run(const images::image_16& input, images::image<Sample>& output);
 
     transform_plan plan_;
-    std::unique_ptr<kx_color_processor, destroy> processor_;
+    color::processor processor_;
+    color::transform_options options_;
     double seconds_ = 0;
 };
 

@@ -34,17 +34,17 @@ std::variant<settings, int> parse_command_line(int count, char** arguments)
     });
     app.get_formatter()->column_width(27);
 
-    settings wanted;
-    app.add_option("input", wanted.input, "Image to read: 16-bit RGB, TIFF or PNG")->required()->type_name("FILE");
-    app.add_option("output", wanted.output, "Image to write: .tif, .tiff or .png")->required()->type_name("FILE");
+    const file_options files(app);
     const camera_options camera(app);
     const processing_options processing(app);
     const output_options output(app);
     try {
         app.parse(count, arguments);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error);
+        return app.exit(error) == 0 ? 0 : wrong_command_line;
     }
+    settings wanted;
+    files.put_into(wanted);
     processing.put_into(wanted);
     output.put_into(wanted);
     camera.put_into(wanted);

@@ -1,65 +1,104 @@
 #include "conversion.h"
 
 #include "camera_balance.h"
-#include "color_library.h"
-#include "images/image_file.h"
+#include "file_report.h"
+#include "images/description.h"
+#include "images/orientation.h"
 #include "page_workers.h"
-#include "transform_plan.h"
-
-#include <boost/timer/progress_display.hpp>
+#include "sample_statistics.h"
 
 #include <algorithm>
 #include <chrono>
-#include <iostream>
-#include <locale>
 #include <numeric>
-#include <sstream>
-
-#include <unistd.h>
 
 namespace kx::convert {
 
 namespace {
 
-using progress_bar = boost::timer::progress_display;
+// Without --info clipping is looked for in some rows only: it is there to be noticed, not to be measured.
+constexpr std::uint32_t rows_between_samples = 16;
 
-// A stack is long enough to wait for; a bar in a log file helps nobody.
-std::unique_ptr<progress_bar> make_progress_bar(std::uint32_t pages)
+// The pages to convert, counted from 0.
+std::vector<std::uint32_t> select_pages(const settings& wanted, std::uint32_t count)
 {
-    if (pages < 2 || isatty(STDERR_FILENO) == 0) {
-        return nullptr;
+    std::vector<std::uint32_t> pages;
+    for (const auto& [first, last] : wanted.pages) {
+        const std::uint32_t end = last == open_end ? count : last;
+        if (first > count || end > count) {
+            throw option_error("--pages", "there is no page " + std::to_string(std::max(first, end)) + ": the file has "
+                                              + std::to_string(count));
+        }
+        for (std::uint32_t page = first; page <= end; ++page) {
+            pages.push_back(page - 1);
+        }
     }
-    return std::make_unique<progress_bar>(pages, std::cerr);
+    if (wanted.pages.empty()) {
+        pages.resize(count);
+        std::iota(pages.begin(), pages.end(), 0U);
+    }
+    return pages;
 }
 
 // What the workers of one file share.
-struct conversion_job {
-    const settings& wanted;
+struct file_job {
+    const conversion_run& run;
+    const file_task& task;
     images::image_reader& reader;
     images::image_writer& writer;
+    std::vector<std::uint32_t> pages;
     unsigned threads_per_page;
-    progress_bar* progress;
+    bool to_png;
+    clipping_counter counter;
+    file_report& report;
+
+    [[nodiscard]] images::described_output described(const images::image_16& page) const
+    {
+        const settings& wanted = run.wanted;
+        return {.same_pages = std::ranges::is_sorted(pages) && pages.size() == reader.page_count()
+                              && pages.back() + 1 == pages.size(),
+                .same_samples = run.plan.keeps_samples && !page.was_8_bit,
+                .input_pages = reader.page_count(),
+                .pages = pages.size(),
+                .width = page.width,
+                .height = page.height,
+                .channels = wanted.channels,
+                .planar = wanted.planar,
+                .bits = wanted.depth};
+    }
 };
 
 // Reads, converts and compresses a page, then writes it when its turn has come. Its memory serves page after page.
 template <typename Sample>
 class converting_worker final : public page_worker {
 public:
-    converting_worker(const conversion_job& job, color_processor& processor) : job_(job), processor_(processor) {}
+    converting_worker(file_job& job, color_processor& processor) : job_(job), processor_(processor) {}
 
     void prepare(std::uint32_t number) override
     {
-        job_.reader.read_page(number, input_);
+        const settings& wanted = job_.run.wanted;
+        const std::uint32_t page = job_.pages[number];
+        job_.reader.read_page(page, input_);
+        if (input_.was_8_bit && wanted.input_bits.value_or(16) != 16) {
+            throw images::image_error(job_.task.input, "has 8-bit samples, which are read as 16 bits: --input-bits "
+                                                       "and profiles of other cameras do not apply");
+        }
         output_.width = input_.width;
         output_.height = input_.height;
-        output_.channels = job_.wanted.channels;
-        output_.layout = job_.wanted.planar ? images::arrangement::planar_bgr : images::arrangement::interleaved_rgb;
+        output_.channels = wanted.channels;
+        output_.layout = wanted.planar ? images::arrangement::planar_bgr : images::arrangement::interleaved_rgb;
         output_.orientation = input_.orientation;
         output_.samples.resize(output_.pixel_count() * output_.channels);
         try {
             processor_.transform(input_, output_);
         } catch (const std::runtime_error& error) {
-            throw images::image_error(job_.wanted.input, "page " + std::to_string(number + 1) + ": " + error.what());
+            throw images::image_error(job_.task.input, "page " + std::to_string(page + 1) + ": " + error.what());
+        }
+        clipping_ = job_.counter.count(input_, wanted.info ? 1 : rows_between_samples);
+        bits_ = used_bits(output_);
+        output_.about = std::move(input_.about);
+        carry_metadata(output_.about, job_.run.plan, job_.described(input_));
+        if (output_.orientation != 1 && job_.to_png) {
+            output_ = images::upright(output_);
         }
         encoded_ = job_.writer.encode(output_, job_.threads_per_page);
     }
@@ -67,95 +106,114 @@ public:
     void finish(std::uint32_t) override
     {
         job_.writer.append(*encoded_);
-        if (job_.progress != nullptr) {
-            ++*job_.progress;
+        job_.report.add_page(clipping_, bits_, output_.about);
+        if (job_.run.steps_are_pages) {
+            job_.run.messages.step();
         }
     }
 
 private:
-    const conversion_job& job_;
+    file_job& job_;
     color_processor& processor_;
     images::image_16 input_;
     images::image<Sample> output_;
+    clipping clipping_;
+    Sample bits_ = 0;
     std::unique_ptr<images::encoded_page> encoded_;
 };
 
-void refuse_same_file(const settings& wanted)
+std::uint64_t total_pixels(const images::image_reader& reader, const std::vector<std::uint32_t>& pages)
+{
+    return std::transform_reduce(pages.begin(), pages.end(), std::uint64_t{0}, std::plus(),
+                                 [&](std::uint32_t page) { return reader.pixel_count(page); });
+}
+
+void check_output(const settings& wanted, const file_task& task)
 {
     std::error_code not_there;
-    if (std::filesystem::equivalent(wanted.input, wanted.output, not_there)) {
-        throw images::image_error(wanted.output, "is the input file too; give another name for the output");
+    if (std::filesystem::equivalent(task.input, task.output, not_there)) {
+        throw images::image_error(task.output, "is the input file too; give another name for the output");
     }
-}
-
-std::uint64_t total_pixels(const images::image_reader& reader)
-{
-    std::uint64_t pixels = 0;
-    for (std::uint32_t page = 0; page < reader.page_count(); ++page) {
-        pixels += reader.pixel_count(page);
+    const bool to_png = images::type_from_suffix(task.output) == images::file_type::png;
+    if (to_png && wanted.channels == 4) {
+        throw option_error("--channels", "PNG would take the fourth sample, 0, for its alpha and show nothing: write "
+                                         "a TIFF, or three channels");
     }
-    return pixels;
-}
-
-void print_info(const std::vector<std::unique_ptr<color_processor>>& processors, std::uint32_t pages,
-                std::uint64_t pixels, double whole_seconds)
-{
-    const double megapixels = static_cast<double>(pixels) / 1e6;
-    const double seconds = std::transform_reduce(processors.begin(), processors.end(), 0.0, std::plus(),
-                                                 [](const auto& processor) { return processor->seconds(); });
-    std::ostringstream text; // with the classic locale, so that scripts can read it
-    text.imbue(std::locale::classic());
-    text << std::fixed;
-    text.precision(3);
-    const auto times = [&](const char* what, double taken) {
-        text << what << taken * 1e3 << " ms, " << megapixels / taken << " Mpixel/s\n";
-    };
-    text << "vector level: " << processors.front()->vector_level_text() << "\ntransformed: " << pages
-         << (pages == 1 ? " page, " : " pages, ") << megapixels << " megapixels";
-    times(" in ", seconds);
-    times("with reading and writing: ", whole_seconds);
-    std::cout << text.str() << std::flush;
+    if (to_png && wanted.planar) {
+        throw option_error("--planar", "PNG has no separate planes: write a TIFF");
+    }
+    if (to_png && wanted.tiff_compression) {
+        throw option_error("--compression", "is for TIFF; PNG has its own");
+    }
+    if (!to_png && wanted.level
+        && wanted.tiff_compression.value_or(images::compression::none) == images::compression::none) {
+        throw option_error("--level", "there is nothing to compress: give --compression, or write a PNG");
+    }
 }
 
 } // namespace
 
-void convert(settings wanted)
+void convert_file(const conversion_run& run, const file_task& task, unsigned threads)
 {
     const auto start = std::chrono::steady_clock::now();
-    transform_plan plan = make_plan(wanted); // before the file is opened: what is wrong is said at once
-    const std::unique_ptr<images::image_reader> reader = images::open_image(wanted.input);
+    const settings& wanted = run.wanted;
+    check_output(wanted, task);
+    const std::unique_ptr<images::image_reader> reader = images::open_image(task.input);
+    const std::vector<std::uint32_t> pages = select_pages(wanted, reader->page_count());
     if (wanted.balance_area) {
-        balance_camera(wanted, *reader, wanted.input);
-        plan = make_plan(wanted);
+        const settings balanced = balance_camera(wanted, *reader, pages.front(), task.input);
+        const transform_plan plan = make_plan(balanced);
+        return convert_file({balanced, plan, run.module, run.messages, run.steps_are_pages}, task, threads);
     }
-    refuse_same_file(wanted);
-    const std::uint32_t pages = reader->page_count();
-    const std::uint64_t pixels = total_pixels(*reader);
+    const std::uint64_t pixels = total_pixels(*reader, pages);
     const std::unique_ptr<images::image_writer> writer = images::create_image(
-        wanted.output, {.tiff_compression = wanted.tiff_compression.value_or(images::compression::none),
-                        .level = wanted.level,
-                        .page_count = pages,
-                        .expected_bytes = pixels * wanted.channels * (wanted.depth / 8)});
+        task.output, {.tiff_compression = wanted.tiff_compression.value_or(images::compression::none),
+                      .level = wanted.level,
+                      .big_tiff = wanted.big_tiff,
+                      .page_count = static_cast<std::uint32_t>(pages.size()),
+                      .expected_bytes = pixels * wanted.channels * (wanted.depth / 8),
+                      .overwrite = wanted.overwrite});
 
-    const color_module module;
-    const unsigned worker_count = std::min(wanted.threads, pages);
-    const auto progress = make_progress_bar(pages);
-    const conversion_job job{wanted, *reader, *writer, std::max(1U, wanted.threads / worker_count), progress.get()};
+    if (run.steps_are_pages) {
+        run.messages.begin_progress(pages.size());
+    }
+    file_report report(task, run.plan, wanted.depth);
+    const auto worker_count = static_cast<unsigned>(std::min<std::size_t>(threads, pages.size()));
+    file_job job{.run = run,
+                 .task = task,
+                 .reader = *reader,
+                 .writer = *writer,
+                 .pages = pages,
+                 .threads_per_page = std::max(1U, threads / worker_count),
+                 .to_png = images::type_from_suffix(task.output) == images::file_type::png,
+                 .counter = clipping_counter(run.plan),
+                 .report = report};
     std::vector<std::unique_ptr<color_processor>> processors;
     std::vector<std::unique_ptr<page_worker>> workers;
     for (unsigned number = 0; number < worker_count; ++number) {
-        color_processor& processor = *processors.emplace_back(std::make_unique<color_processor>(module, plan));
+        color_processor& processor = *processors.emplace_back(std::make_unique<color_processor>(run.module, run.plan));
         if (wanted.depth == 8) {
             workers.push_back(std::make_unique<converting_worker<std::uint8_t>>(job, processor));
         } else {
             workers.push_back(std::make_unique<converting_worker<std::uint16_t>>(job, processor));
         }
     }
-    run_in_order(pages, workers);
+    if (processors.front()->misses_requested_module()) {
+        throw option_error("--vector-level",
+                           "the module asked for is missing (" + processors.front()->vector_level_text() + ")");
+    }
+    run_in_order(static_cast<std::uint32_t>(pages.size()), workers);
     writer->commit();
+
+    report.add_left_out(writer->left_out());
+    report.warn(run.messages);
     if (wanted.info) {
-        print_info(processors, pages, pixels,
-                   std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+        const double library_seconds =
+            std::transform_reduce(processors.begin(), processors.end(), 0.0, std::plus(),
+                                  [](const auto& processor) { return processor->seconds(); });
+        const std::chrono::duration<double> whole = std::chrono::steady_clock::now() - start;
+        run.messages.inform(
+            report.info(processors.front()->vector_level_text(), pixels, library_seconds, whole.count()));
     }
 }
 

@@ -1,12 +1,24 @@
-// One run of the converter: an image file in, an image file out.
+// One file's conversion.
 #pragma once
 
-#include "settings.h"
+#include "color_library.h"
+#include "console.h"
+#include "file_tasks.h"
+#include "transform_plan.h"
 
 namespace kx::convert {
 
-// Converts the file as asked, with a progress bar for stacks on a terminal. Throws std::exception's children;
-// the output file is then as it was before.
-void convert(settings wanted);
+// What all files' conversions share.
+struct conversion_run {
+    const settings& wanted;
+    const transform_plan& plan;
+    const color_module& module;
+    console& messages;
+    bool steps_are_pages; // of the progress; otherwise files
+};
+
+// Converts a file with that many threads; warns of what is lost or looks wrong, and prints what --info asks for.
+// Throws std::exception's children; the output file is then as it was before.
+void convert_file(const conversion_run& run, const file_task& task, unsigned threads);
 
 } // namespace kx::convert

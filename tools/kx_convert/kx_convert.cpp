@@ -1,8 +1,9 @@
 // kx_convert: converts image files with the color processing library.
 
+#include "batch.h"
 #include "command_line.h"
-#include "conversion.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdlib>
@@ -18,20 +19,23 @@ extern "C" void clean_up_and_end(int signal_number)
     std::raise(signal_number);
 }
 
+// Whatever ends the program by default, but for what cannot be caught.
 void handle_signals()
 {
-    for (const int signal_number : {SIGINT, SIGTERM, SIGHUP}) {
-        if (std::signal(signal_number, clean_up_and_end) == SIG_IGN) { // nohup stays in force
-            std::signal(signal_number, SIG_IGN);
+    for (int number = 1; number <= SIGRTMAX; ++number) {
+        constexpr std::array without_effect{SIGCHLD, SIGCONT, SIGURG, SIGWINCH, SIGTSTP, SIGTTIN, SIGTTOU};
+        if (std::ranges::find(without_effect, number) == without_effect.end()
+            && std::signal(number, clean_up_and_end) == SIG_IGN) { // nohup stays in force
+            std::signal(number, SIG_IGN);
         }
     }
     std::signal(SIGXFSZ, SIG_IGN); // a write beyond the file size limit then fails like any other
 }
 
-int report(const char* reason)
+int report(const char* reason, int exit_code)
 {
     std::cerr << "kx_convert: " << reason << '\n';
-    return EXIT_FAILURE;
+    return exit_code;
 }
 
 } // namespace
@@ -44,11 +48,12 @@ int main(int count, char** arguments)
         if (const int* exit_code = std::get_if<int>(&parsed)) {
             return *exit_code;
         }
-        kx::convert::convert(std::get<kx::convert::settings>(parsed));
-        return EXIT_SUCCESS;
+        return kx::convert::convert_all(std::get<kx::convert::settings>(parsed)) ? EXIT_SUCCESS : EXIT_FAILURE;
+    } catch (const kx::convert::option_error& error) {
+        return report(error.what(), kx::convert::wrong_command_line);
     } catch (const std::bad_alloc&) {
-        return report("not enough memory");
+        return report("not enough memory", EXIT_FAILURE);
     } catch (const std::exception& error) {
-        return report(error.what());
+        return report(error.what(), EXIT_FAILURE);
     }
 }

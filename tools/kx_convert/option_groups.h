@@ -9,11 +9,30 @@
 
 namespace kx::convert {
 
+// Which files and pages, and what becomes of older ones.
+class file_options {
+public:
+    explicit file_options(CLI::App& app);
+    file_options(const file_options&) = delete; // the parser holds references to the members
+    file_options& operator=(const file_options&) = delete;
+    ~file_options() = default;
+
+    void put_into(settings& wanted) const; // throws option_error
+
+private:
+    std::vector<std::string> files_;
+    std::string output_;
+    std::string format_;
+    std::string pages_;
+    std::string overwrite_ = "yes";
+    bool stop_at_error_ = false;
+};
+
 // Matrices, look-up tables, clamps and shifts.
 class processing_options {
 public:
     explicit processing_options(CLI::App& app);
-    processing_options(const processing_options&) = delete; // the parser holds references to the members
+    processing_options(const processing_options&) = delete;
     processing_options& operator=(const processing_options&) = delete;
     ~processing_options() = default;
 
@@ -22,6 +41,7 @@ public:
 private:
     void add_matrices(CLI::App& app);
 
+    std::optional<int> input_bits_;
     std::vector<matrix> matrices_;
     channel_options<std::string> input_tables_;
     std::optional<int> input_table_bits_;
@@ -47,9 +67,11 @@ private:
     bool planar_ = false;
     std::string compression_;
     std::optional<int> level_;
+    bool big_tiff_ = false;
     unsigned threads_ = std::max(1U, std::thread::hardware_concurrency());
     std::string vector_level_ = "auto";
     bool info_ = false;
+    bool quiet_ = false;
 };
 
 } // namespace kx::convert

@@ -6,8 +6,10 @@ namespace kx::convert {
 
 namespace {
 
-const std::map<std::string, images::compression> compressions{
-    {"none", images::compression::none}, {"lzw", images::compression::lzw}, {"deflate", images::compression::deflate}};
+const std::map<std::string, images::compression> compressions{{"none", images::compression::none},
+                                                              {"lzw", images::compression::lzw},
+                                                              {"deflate", images::compression::deflate},
+                                                              {"zstd", images::compression::zstd}};
 
 const std::map<std::string, std::optional<std::int32_t>> vector_levels{{"scalar", KX_COLOR_VECTOR_LEVEL_SCALAR},
                                                                        {"sse", KX_COLOR_VECTOR_LEVEL_SSE},
@@ -35,13 +37,16 @@ output_options::output_options(CLI::App& app)
         ->check(one_of(std::set{3U, 4U}))
         ->group(output);
     app.add_flag("--planar", planar_, "Write separate planes (TIFF only)")->group(output);
-    app.add_option("--compression", compression_, "none (default), lzw or deflate (TIFF only)")
+    app.add_option("--compression", compression_, "none (default), lzw, deflate or zstd (TIFF only)")
         ->type_name("NAME")
         ->check(one_of(compressions))
         ->group(output);
-    app.add_option("--level", level_, "Effort of compression: PNG 0..9 (default 1), deflate 1..9 (default 6)")
+    app.add_option("--level", level_, "Effort of compression: PNG 0..9 (default 1), deflate 1..9 (6), zstd 1..22 (9)")
         ->type_name("N")
-        ->check(CLI::Range(0, 9).description(""))
+        ->check(CLI::Range(0, 22).description(""))
+        ->group(output);
+
+    app.add_flag("--bigtiff", big_tiff_, "Write a BigTIFF, whatever the size; larger than 4 GB they always are")
         ->group(output);
 
     constexpr const char* execution = "Execution";
@@ -53,7 +58,8 @@ output_options::output_options(CLI::App& app)
         ->type_name("LEVEL")
         ->check(one_of(vector_levels))
         ->group(execution);
-    app.add_flag("--info", info_, "Print the vector level and the speed of the library's work alone")->group(execution);
+    app.add_flag("--info", info_, "Print the vector level, the times and the clipped samples")->group(execution);
+    app.add_flag("--quiet", quiet_, "No progress, warnings and summary")->group(execution);
 }
 
 void output_options::put_into(settings& wanted) const
@@ -67,7 +73,9 @@ void output_options::put_into(settings& wanted) const
     wanted.level = level_;
     wanted.threads = threads_;
     wanted.vector_level = vector_levels.at(vector_level_);
+    wanted.big_tiff = big_tiff_;
     wanted.info = info_;
+    wanted.quiet = quiet_;
 }
 
 } // namespace kx::convert

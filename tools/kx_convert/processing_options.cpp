@@ -68,13 +68,18 @@ processing_options::processing_options(CLI::App& app)
               "D", between(KX_COLOR_MIN_SHIFT_DISTANCE, KX_COLOR_MAX_SHIFT_DISTANCE))
 {
     add_matrices(app);
+    app.add_option("--input-bits", input_bits_,
+                   "Bits that the camera delivers (1..16): scales to the output and its LUTs")
+        ->type_name("N")
+        ->check(between(1, 16))
+        ->group(group);
     const CLI::Validator table_bits = between(KX_COLOR_MIN_LUT_BIT_DEPTH, KX_COLOR_MAX_LUT_BIT_DEPTH);
-    app.add_option("--input-lut-bits", input_table_bits_,
-                   "Input LUTs have 2^BITS entries (0..16, default 16); larger samples are refused")
+    app.add_option("--input-lut-bits", input_table_bits_, "Input LUTs have 2^BITS entries (0..16, default: input bits)")
         ->type_name("BITS")
         ->check(table_bits)
         ->group(group);
-    app.add_option("--output-lut-bits", output_table_bits_, "Output LUTs have 2^BITS entries (0..16, default 16)")
+    app.add_option("--output-lut-bits", output_table_bits_,
+                   "Output LUTs have 2^BITS entries (0..16, default: 16 or input bits)")
         ->type_name("BITS")
         ->check(table_bits)
         ->group(group);
@@ -103,6 +108,7 @@ void processing_options::add_matrices(CLI::App& app)
 void processing_options::put_into(settings& wanted) const
 {
     const auto as_given = [](const std::string&, const auto& value) { return value; };
+    wanted.input_bits = input_bits_;
     wanted.matrices = matrices_;
     input_tables_.collect(wanted.input_tables, as_given);
     wanted.input_table_bits = input_table_bits_;

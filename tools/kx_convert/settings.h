@@ -35,15 +35,29 @@ struct given {
     Value value;
 };
 
+// Pages counted from 1, both included.
+struct page_range {
+    std::uint32_t first;
+    std::uint32_t last; // or open_end
+};
+
+inline constexpr std::uint32_t open_end = 0xFFFFFFFF;
+
 struct settings {
-    std::filesystem::path input;
+    std::vector<std::filesystem::path> inputs; // files and folders
     std::filesystem::path output;
+    bool output_is_folder = false;                  // it need not exist
+    std::optional<images::file_type> output_format; // by default the output's or else the input's suffix decides
+    std::vector<page_range> pages;                  // none: all
+    bool overwrite = true;
+    bool stop_at_error = false;
 
-    // The camera's profile, options that override its members put in, or none: then the options below say it all.
+    // The camera's profile, with what overrides its members put in. Without one the options below say it all.
     std::optional<profile::camera_profile> camera;
-    std::optional<profile::pixel_area> balance_area; // that the camera's white balance comes from
+    std::optional<profile::pixel_area> balance_area; // that the camera's white balance comes from, in each file
 
-    std::vector<matrix> matrices; // in the order in which they are appended
+    std::optional<int> input_bits; // delivered by the camera
+    std::vector<matrix> matrices;  // in the order in which they are appended
     per_channel<std::optional<given<std::string>>> input_tables;
     per_channel<std::optional<given<std::string>>> output_tables;
     std::optional<int> input_table_bits;
@@ -56,10 +70,12 @@ struct settings {
     bool planar = false;
     std::optional<images::compression> tiff_compression;
     std::optional<int> level; // of compression
+    bool big_tiff = false;
 
     unsigned threads = 1;
     std::optional<std::int32_t> vector_level; // none: the library chooses
     bool info = false;
+    bool quiet = false;
 };
 
 // An option that cannot be followed: the option (or the file it names) and why.

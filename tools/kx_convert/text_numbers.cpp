@@ -20,6 +20,9 @@ std::vector<text_line> read_words(const std::string& option, const std::filesyst
     std::vector<text_line> lines;
     std::string text;
     for (std::size_t number = 1; std::getline(stream, text); ++number) {
+        if (number == 1 && text.starts_with("\xEF\xBB\xBF")) { // a byte-order mark
+            text.erase(0, 3);
+        }
         text.erase(std::min(text.find('#'), text.size()));
         std::ranges::replace(text, ',', ' ');
         std::istringstream words(text);

@@ -5,6 +5,7 @@
 #include "profile/library_settings.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace kx::convert {
 
@@ -30,8 +31,7 @@ std::string sample_limit(const settings& wanted, int distance)
            + "-bit output";
 }
 
-template <typename Table>
-bool any(const per_channel<std::optional<Table>>& tables)
+bool any(const per_channel<std::optional<given<std::string>>>& tables)
 {
     return std::ranges::any_of(tables, [](const auto& table) { return table.has_value(); });
 }
@@ -47,21 +47,6 @@ void check_combination(const settings& wanted)
     }
     if (wanted.output_table_bits && !any(wanted.output_tables) && !wanted.camera) {
         throw option_error("--output-lut-bits", "there is no output LUT; give --output-lut or a channel's own");
-    }
-    if (images::type_from_suffix(wanted.output) == images::file_type::png) {
-        if (wanted.channels == 4) {
-            throw option_error("--channels", "PNG would take the fourth sample, 0, for its alpha and show nothing: "
-                                             "write a TIFF, or three channels");
-        }
-        if (wanted.planar) {
-            throw option_error("--planar", "PNG has no separate planes: write a TIFF");
-        }
-        if (wanted.tiff_compression) {
-            throw option_error("--compression", "is for TIFF; PNG has its own");
-        }
-    } else if (wanted.level
-               && wanted.tiff_compression.value_or(images::compression::none) == images::compression::none) {
-        throw option_error("--level", "there is nothing to compress: give --compression, or write a PNG");
     }
 }
 
@@ -85,22 +70,60 @@ clamp_range clamp_for(const settings& wanted, std::size_t channel, std::int32_t 
     return range;
 }
 
-// Matrices and tables as the options give them, or as the camera's profile does, whose curve and balance options for
-// tables override.
-transform_plan start_plan(const settings& wanted)
+// All channels scaled by 2^bits, which loses nothing.
+matrix scale(int bits)
 {
-    transform_plan plan{};
-    if (!wanted.camera) {
-        plan.matrices = wanted.matrices;
-        plan.input_table_bits = wanted.input_table_bits.value_or(16);
-        plan.output_table_bits = wanted.output_table_bits.value_or(16);
-        return plan;
+    const float factor = std::ldexp(1.0F, bits);
+    return {factor, 0, 0, 0, factor, 0, 0, 0, factor};
+}
+
+// The bits of samples, by how they come about. What the camera delivers stands at the low end of 16 bits.
+struct signal_bits {
+    int input_table; // index
+    int matrix;      // input LUTs deliver 16 bits
+    int result;      // of the matrix, once scaled: what indexes an output LUT
+
+    explicit signal_bits(const settings& wanted)
+        : input_table(wanted.input_table_bits.value_or(wanted.input_bits.value_or(16))),
+          matrix(any(wanted.input_tables) ? 16 : wanted.input_bits.value_or(16)),
+          result(any(wanted.output_tables) ? wanted.output_table_bits.value_or(wanted.input_bits ? matrix : 16)
+                                           : matrix)
+    {
     }
+};
+
+// Matrices, shifts and input tables without a camera's profile.
+transform_plan plan_from_options(const settings& wanted)
+{
+    const signal_bits bits(wanted);
+    transform_plan plan{};
+    plan.matrices = wanted.matrices;
+    if (wanted.input_bits && bits.result != bits.matrix) {
+        plan.matrices.insert(plan.matrices.begin(), scale(bits.result - bits.matrix));
+    }
+    plan.input_table_bits = bits.input_table;
+    plan.output_table_bits = any(wanted.output_tables) ? bits.result : 16;
+    if (wanted.input_bits && any(wanted.input_tables)) { // channels without a table: as bright as the others
+        plan.input_tables.fill(make_lookup_table({"--input-bits", "linear"}, 0, plan.input_table_bits, full_scale_16));
+    }
+    // Without a table that delivers the output's samples, their high bits are what there is to see.
+    const int result_bits = wanted.input_bits ? bits.result : 16;
+    for (std::size_t channel = 0; channel < channel_names.size(); ++channel) {
+        plan.shifts[channel] = wanted.output_tables[channel] ? 0 : static_cast<int>(wanted.depth) - result_bits;
+    }
+    return plan;
+}
+
+// Matrix and tables of a camera's profile. A table that an option gives takes the place of one channel's balance or
+// curve.
+transform_plan plan_from_profile(const settings& wanted)
+{
     std::optional<int> output_bits = wanted.output_table_bits;
     if (any(wanted.output_tables) && !output_bits) {
         output_bits = profile::default_output_LUT_bit_depth(*wanted.camera);
     }
     profile::library_settings from_profile = profile::make_settings(*wanted.camera, output_bits);
+    transform_plan plan{};
     plan.matrices = {from_profile.matrix};
     plan.input_table_bits = wanted.camera->values().bits;
     plan.output_table_bits = from_profile.output_LUT_bit_depth;
@@ -109,15 +132,29 @@ transform_plan start_plan(const settings& wanted)
     return plan;
 }
 
+// What decides about the output's metadata.
+void note_changes(transform_plan& plan, const settings& wanted)
+{
+    plan.changes_colors =
+        wanted.camera || !wanted.matrices.empty() || any(wanted.input_tables) || any(wanted.output_tables);
+    const bool srgb_profile = wanted.camera && wanted.camera->values().tone_curve.name() == "srgb";
+    plan.output_is_srgb = std::ranges::all_of(
+        wanted.output_tables, [&](const auto& table) { return table ? table->value == "srgb" : srgb_profile; });
+    const bool keeps_range = std::ranges::all_of(
+        plan.clamps, [](const clamp_range& range) { return range.minimum == 0 && range.maximum == full_scale_16; });
+    plan.keeps_samples = !plan.changes_colors && wanted.depth == 16 && keeps_range && plan.shifts == per_channel<int>{};
+}
+
 } // namespace
 
 transform_plan make_plan(const settings& wanted)
 {
     check_combination(wanted);
     const std::uint32_t sample_maximum = wanted.depth == 8 ? 0xFF : full_scale_16;
-    transform_plan plan = start_plan(wanted);
+    transform_plan plan = wanted.camera ? plan_from_profile(wanted) : plan_from_options(wanted);
     plan.channels = wanted.channels;
     plan.vector_level = wanted.vector_level;
+
     for (std::size_t channel = 0; channel < channel_names.size(); ++channel) {
         if (const auto& source = wanted.input_tables[channel]) {
             plan.input_tables[channel] = make_lookup_table(*source, channel, plan.input_table_bits, full_scale_16);
@@ -127,11 +164,8 @@ transform_plan make_plan(const settings& wanted)
         if (output_source) {
             output_table = make_lookup_table(*output_source, channel, plan.output_table_bits, sample_maximum);
         }
-        // Without a profile or a table that delivers 8-bit samples, their high byte is what there is to see.
-        const bool high_byte = wanted.depth == 8 && output_table.empty() && !wanted.camera;
-        const std::int32_t default_shift = high_byte ? -8 : 0;
         const auto& shift = wanted.shifts[channel];
-        plan.shifts[channel] = shift ? shift->value : default_shift;
+        plan.shifts[channel] = shift ? shift->value : plan.shifts[channel];
         plan.clamps[channel] = clamp_for(wanted, channel, plan.shifts[channel], output_table.size(), sample_maximum);
         for (const std::uint32_t entry : output_table) {
             if (shifted(entry, plan.shifts[channel]) > sample_maximum) {
@@ -141,6 +175,7 @@ transform_plan make_plan(const settings& wanted)
             }
         }
     }
+    note_changes(plan, wanted);
     return plan;
 }
 

@@ -15,10 +15,13 @@ struct transform_plan {
     per_channel<std::int32_t> shifts;
     unsigned channels;
     std::optional<std::int32_t> vector_level;
+    bool changes_colors; // what the input's profile says does not hold for the output
+    bool output_is_srgb;
+    bool keeps_samples; // every one as it was read
 };
 
 // No value of a plan's transform exceeds the output samples: what would is clamped by default, and refused
-// where it was asked for. Throws option_error, images::image_error (unknown suffix).
+// where it was asked for. Throws option_error.
 transform_plan make_plan(const settings& wanted);
 
 } // namespace kx::convert

@@ -37,6 +37,7 @@ KX_STANDIN_API std::int32_t kvi_log(void* log, std::int32_t level, const char* s
     record((log == &the_log ? "log " : "log with a wrong handle ") + std::to_string(level) + " " + source_file_name
                + " " + function_name + ": " + message,
            source_line);
+    throw_if(the_recorder().log_throws);
     return the_recorder().log_result;
 }
 

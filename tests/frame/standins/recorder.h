@@ -51,6 +51,7 @@ struct recorder {
     bool get_log_returns_null = false;
     std::int32_t get_log_awaits = 0; // how many calls before it returns, or a while if they do not come
     std::int32_t log_result = 0;
+    exception log_throws = no_exception;
     exception free_log_throws = no_exception;
     bool announces_free_log = false; // on standard error, for a process that is about to end
     std::int32_t LUT_initialize_result = 0;

@@ -2,12 +2,12 @@
 // knows nothing of the library's code.
 #pragma once
 
-#include "pixel_case.h"
+#include "conversion.h"
 
 #include <cstdint>
 #include <limits>
 
-namespace kx_test {
+namespace kx::verify {
 
 // A channel's sum, rounded but not yet clamped.
 inline std::int32_t reference_rounded(float sum)
@@ -25,6 +25,6 @@ std::int64_t reference_sample_index(std::int32_t layout, std::int64_t pixel_coun
                                     std::int64_t pixel, int channel);
 
 // Writes the output samples and nothing else.
-void reference_convert(const pixel_case& wanted, const LUT_set& LUTs, std::uint8_t* output);
+void reference_convert(const conversion& wanted, const LUT_set& LUTs, std::uint8_t* output);
 
-} // namespace kx_test
+} // namespace kx::verify

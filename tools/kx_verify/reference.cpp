@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstring>
 
-namespace kx_test {
+namespace kx::verify {
 
 namespace {
 
@@ -48,7 +48,7 @@ std::int64_t reference_sample_index(std::int32_t layout, std::int64_t pixel_coun
     return pixel * samples_per_pixel + (swapped ? 2 - channel : channel);
 }
 
-void reference_convert(const pixel_case& wanted, const LUT_set& LUTs, std::uint8_t* output)
+void reference_convert(const conversion& wanted, const LUT_set& LUTs, std::uint8_t* output)
 {
     const combination& choices = wanted.choices;
     matrix_values m = identity;
@@ -88,4 +88,4 @@ void reference_convert(const pixel_case& wanted, const LUT_set& LUTs, std::uint8
     }
 }
 
-} // namespace kx_test
+} // namespace kx::verify

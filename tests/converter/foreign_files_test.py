@@ -1,0 +1,257 @@
+"""kx_convert on files that other programs write and read: libtiff's tools, ImageMagick, tifffile.
+
+Usage: foreign_files_test.py KX_CONVERT [unittest's arguments]; ends with 77 if one of those programs is missing.
+"""
+
+import json
+import os
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+import unittest
+
+MAGICK = shutil.which("convert-im6.q16") or shutil.which("magick") or ""
+try:
+    import numpy
+    import tifffile
+except ImportError as missing:
+    print(missing)
+    sys.exit(77)
+if not MAGICK or not shutil.which("tiffset"):
+    print("ImageMagick or libtiff's tools are missing")
+    sys.exit(77)
+CONVERTER = os.path.abspath(sys.argv.pop(1))
+
+STACK = (numpy.arange(5 * 21 * 37 * 3, dtype="uint32") * 40503 >> 4).astype("uint16").reshape(5, 21, 37, 3)
+OCTETS = (STACK >> 8).astype("uint8")
+
+
+class ForeignFiles(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+        self.addCleanup(os.chdir, os.getcwd())
+        os.chdir(self.folder.name)
+
+    def convert(self, *arguments, expected=0, warns=()):
+        """Runs kx_convert and returns its messages; each of `warns`, and nothing else, must be warned of."""
+        done = subprocess.run([CONVERTER, *arguments], capture_output=True, text=True, check=False)
+        self.assertEqual(done.returncode, expected, done.stderr)
+        warnings = [line for line in done.stderr.splitlines() if "warning: " in line]
+        for text in warns:
+            self.assertTrue(any(text in line for line in warnings), f"{text} is not in {done.stderr}")
+        if not warns:
+            self.assertEqual(warnings, [])
+        return done.stdout if expected == 0 else done.stderr
+
+    def tags(self, file, page=0):
+        with tifffile.TiffFile(file) as tiff:
+            return {tag.name if tag.name != str(tag.code) else tag.code: tag.value for tag in tiff.pages[page].tags}
+
+    def test_metadata_of_every_page_stays(self):
+        options = dict(photometric="rgb", metadata=None, resolution=(12345.678, 2000), resolutionunit="CENTIMETER")
+        private = [(65000, "I", 3, (1, 2, 3)), (65001, "s", 0, "hello"), (65002, "d", 2, (1.5, -2.5)),
+                   (65003, "2I", 1, (3, 8)), (65004, "B", 1, 7), (65005, "Q", 1, 5)]
+        with tifffile.TiffWriter("in.tif", byteorder=">", bigtiff=True) as writer:
+            for number, page in enumerate(STACK):
+                texts = {270: f"page {number} \u00b5m", 271: "maker", 272: "model", 306: "2026:01:02 03:04:05",
+                         315: "artist", 33432: "copyright", 269: "title", 285: f"name {number}", 316: "host"}
+                tags = [(code, "s", 0, text.encode(), True) for code, text in texts.items()]
+                writer.write(page, software=f"software {number}", datetime=None, **options,
+                             extratags=tags + [(*tag, True) for tag in private])
+        for output, arguments in (("out.tif", []), ("big.tif", ["--bigtiff", "--planar", "--compression", "deflate"])):
+            self.convert("in.tif", output, *arguments)
+            for page in range(5):
+                before, after = self.tags("in.tif", page), self.tags(output, page)
+                for name in ("ImageDescription", "Make", "Model", "DateTime", "Artist", "Copyright", "DocumentName",
+                             "PageName", "HostComputer", "Software", "ResolutionUnit", 65000, 65001, 65002, 65003,
+                             65004, 65005):
+                    self.assertEqual(after[name], before[name], name)
+                for name in ("XResolution", "YResolution"):
+                    (over, under), (old_over, old_under) = after[name], before[name]
+                    self.assertAlmostEqual(over / under, old_over / old_under, 2)
+        with tifffile.TiffFile("big.tif") as tiff:
+            self.assertTrue(tiff.is_bigtiff)
+            self.assertTrue((tiff.asarray() == STACK.transpose(0, 3, 1, 2)).all())
+
+    def test_descriptions_hold_for_the_output(self):
+        tifffile.imwrite("ome.tif", STACK, photometric="rgb", metadata={
+            "axes": "TYXS", "PhysicalSizeX": 0.25, "PhysicalSizeXUnit": "\u00b5m", "SignificantBits": 12}, ome=True)
+        self.convert("ome.tif", "out.tif")
+        self.assertIn('SignificantBits="12"', self.tags("out.tif")["ImageDescription"])
+        self.convert("ome.tif", "out.tif", "--depth", "8", "--planar")
+        text = self.tags("out.tif")["ImageDescription"]
+        for part in ('Type="uint8"', 'PhysicalSizeX="0.25" PhysicalSizeXUnit="\u00b5m"', 'SizeT="5"'):
+            self.assertIn(part, text)
+        for part in ("uint16", "SignificantBits", "UUID"):
+            self.assertNotIn(part, text)
+        with tifffile.TiffFile("out.tif") as tiff:
+            self.assertTrue(tiff.is_ome)
+            self.assertEqual(tiff.series[0].shape, (5, 3, 21, 37))
+        self.convert("ome.tif", "out.tif", "--pages", "2-3")
+        self.convert("ome.tif", "out.tif", "--pages", "1,3", warns=["the description"])
+        self.assertNotIn("ImageDescription", self.tags("out.tif"))
+
+        tifffile.imwrite("shaped.tif", STACK[:4].reshape(2, 2, 21, 37, 3), photometric="rgb",
+                         metadata={"axes": "TZYXS", "note": "\u00b5"})
+        for arguments, shape, axes in (([], (2, 2, 21, 37, 3), "TZYXS"), (["--planar"], (2, 2, 3, 21, 37), None),
+                                       (["--pages", "1-3"], (3, 21, 37, 3), None)):
+            self.convert("shaped.tif", "out.tif", *arguments)
+            note = json.loads(self.tags("out.tif")["ImageDescription"])
+            self.assertEqual((tuple(note["shape"]), note["note"], note.get("axes")), (shape, "\u00b5", axes))
+            self.assertEqual(tifffile.imread("out.tif").shape, shape)
+
+        tifffile.imwrite("imagej.tif", OCTETS, imagej=True, metadata={"min": 0.0, "max": 200.0, "unit": "um"})
+        self.convert("imagej.tif", "out.tif", "--pages", "2-", "--depth", "8")
+        self.convert("imagej.tif", "all.tif")
+        self.assertEqual([line for line in self.tags("all.tif")["ImageDescription"].splitlines() if line],
+                         ["ImageJ=1.11a", "images=5", "channels=5", "hyperstack=true", "unit=um"])
+        self.assertNotIn("ImageDescription", self.tags("out.tif"))  # that stood on the first page
+
+    def test_stacks_with_one_directory_keep_all_pages(self):
+        tifffile.imwrite("truncated.tif", STACK, photometric="rgb", truncate=True)
+        tifffile.imwrite("planar.tif", STACK.transpose(0, 3, 1, 2), photometric="rgb", planarconfig="separate",
+                         truncate=True, byteorder=">")
+        tifffile.imwrite("depth.tif", STACK, photometric="rgb", volumetric=True)
+        tifffile.imwrite("imagej.tif", OCTETS, imagej=True, truncate=True)
+        for file in ("truncated.tif", "planar.tif", "depth.tif", "imagej.tif"):
+            self.convert(file, "out.tif")
+            with tifffile.TiffFile("out.tif") as tiff:
+                self.assertEqual(len(tiff.pages), 5, file)
+                for page, wanted in zip(tiff.pages, OCTETS * numpy.uint16(257) if file == "imagej.tif" else STACK):
+                    self.assertTrue((page.asarray() == wanted).all(), file)
+                self.assertEqual(tiff.asarray().shape, STACK.shape)
+        # What says that it has more pages than can be found is refused, or warned of if the text may be stale.
+        tifffile.imwrite("tiled.tif", STACK, photometric="rgb", volumetric=True, tile=(16, 16, 16))
+        with open("truncated.tif", "rb+") as file:
+            file.truncate(20000)
+        for file in ("truncated.tif", "tiled.tif"):
+            self.assertIn("5 pages", self.convert(file, "none.tif", expected=1))
+        with open("imagej.tif", "rb+") as file:
+            file.truncate(10000)
+        self.convert("imagej.tif", "out.tif", warns=["5 pages"])
+
+    def test_odd_tags_are_warned_of(self):
+        tifffile.imwrite("in.tif", STACK, photometric="rgb", metadata=None, extratags=[(65000, "H", 1, 1, False)])
+        with tifffile.TiffFile("in.tif") as tiff:
+            places = {tag: tiff.pages[1].tags[tag].offset for tag in (296, 65000)}
+        for tag, at, value, text in ((296, 8, 9, "ResolutionUnit"), (65000, 2, 99, "tag 65000 of the unknown type 99"),
+                                     (296, 0, 274, "Orientation")):
+            shutil.copy("in.tif", "odd.tif")
+            with open("odd.tif", "rb+") as file:
+                if tag == 296 and value == 274:  # another tag in its place: orientation 0, out of order too
+                    file.seek(places[tag])
+                    file.write(struct.pack("<HHIHH", 274, 3, 1, 0, 0))
+                else:
+                    file.seek(places[tag] + at)
+                    file.write(struct.pack("<H", value))
+            self.convert("odd.tif", "out.tif", warns=[text])
+            self.assertTrue((tifffile.imread("out.tif", key=range(5)) == STACK).all(), text)
+
+    def test_color_tags(self):
+        subprocess.run([MAGICK, "-size", "30x20", "gradient:red-blue", "-depth", "16", "in.png"], check=True)
+        subprocess.run([MAGICK, "in.png", "-type", "TrueColor", "-define", "png:bit-depth=16", "-define",
+                        "png:color-type=2", "-set", "Title", "\u00b5 title", "-set", "Author", "artist", "-density",
+                        "300", "-units", "PixelsPerInch", "rgb.png"], check=True)
+        self.convert("rgb.png", "out.png", "--output-lut", "srgb", "--depth", "8", warns=["not applied"])
+        self.convert("rgb.png", "out.tif", "--output-lut", "srgb", warns=["not applied"])
+        self.assertIn("sRGB".encode("utf-16-be"), self.tags("out.tif")["InterColorProfile"])
+        first = self.tags("out.tif")["InterColorProfile"]
+        self.convert("out.tif", "same.tif")
+        self.assertEqual(self.tags("same.tif")["InterColorProfile"], first)
+        self.convert("out.tif", "other.tif", "--matrix", *"0.9 0 0 0 0.9 0 0 0 0.9".split(), warns=["ICC profile"])
+        self.assertNotIn("InterColorProfile", self.tags("other.tif"))
+        seen = subprocess.run([MAGICK, "out.png", "-format", "%[colorspace] %[gamma] %[Title] %[Author] %x %U",
+                               "info:"], check=True, capture_output=True, text=True).stdout
+        self.assertTrue(seen.startswith("sRGB 0.45455 \u00b5 title artist 118.11"), seen)
+        chunks = open("out.png", "rb").read()
+        self.assertIn(b"sRGB", chunks)
+        self.convert("out.tif", "back.png")
+        self.assertIn(b"iCCP", open("back.png", "rb").read())
+        self.assertEqual(self.tags("out.tif")["Artist"], "artist")
+        self.assertEqual(round(self.tags("out.tif")["XResolution"][0] / self.tags("out.tif")["XResolution"][1], 1), 118.1)
+
+    def test_pictures_with_alpha_and_8_bits(self):
+        for suffix in ("png", "tif"):
+            subprocess.run([MAGICK, "-size", "30x20", "plasma:red-blue", "-depth", "8", "-type", "TrueColorAlpha",
+                            "-define", "png:color-type=6", "-alpha", "opaque", f"in.{suffix}"], check=True)
+            self.convert(f"in.{suffix}", "out.png", "--depth", "8", "--quiet")
+            same = [MAGICK, f"in.{suffix}", "out.png", "-metric", "AE", "-compare", "-format", "%[distortion]", "info:"]
+            self.assertEqual(subprocess.run(same, check=True, capture_output=True, text=True).stdout, "0", suffix)
+            subprocess.run([MAGICK, f"in.{suffix}", "-region", "2x2", "-channel", "A", "-evaluate", "set", "50%",
+                            f"clear.{suffix}"], check=True)
+            self.assertIn("alpha", self.convert(f"clear.{suffix}", "none.png", expected=1))
+            self.assertIn("8-bit", self.convert(f"in.{suffix}", "none.png", "--input-bits", "12", expected=1))
+
+    def test_pictures_are_turned_upright_for_png(self):
+        tifffile.imwrite("in.tif", STACK[0], photometric="rgb", metadata=None, resolution=(300, 100))
+        for orientation in range(1, 9):
+            subprocess.run(["tiffset", "-s", "274", str(orientation), "in.tif"], check=True)
+            self.convert("in.tif", "out.png")
+            raw = [subprocess.run([MAGICK, file, "-auto-orient", "-depth", "16", "RGB:-"], check=True,
+                                  capture_output=True).stdout for file in ("in.tif", "out.png")]
+            self.assertEqual(*raw, orientation)
+            size = subprocess.run([MAGICK, "out.png", "-format", "%w %h %x %y", "info:"], check=True,
+                                  capture_output=True, text=True).stdout
+            self.assertEqual(size.startswith("21 37"), orientation > 4)
+
+    def test_input_bits(self):
+        twelve = STACK[0] & 4095
+        tifffile.imwrite("in.tif", twelve, photometric="rgb", metadata=None)
+        tifffile.imwrite("deep.tif", STACK[0], photometric="rgb", metadata=None)
+        self.convert("in.tif", "out.tif", warns=["above 4095"])
+        self.assertEqual(self.convert("in.tif", "out.tif", "--quiet"), "")
+        self.convert("deep.tif", "out.tif", "--output-lut", "linear", "--output-lut-bits", "12", warns=["samples are clipped"])
+        for file, arguments, wanted in (
+                ("in.tif", "--input-bits 12", twelve << 4),
+                ("in.tif", "--input-bits 12 --depth 8", twelve >> 4),
+                ("in.tif", "--input-bits 12 --output-lut linear", numpy.round(twelve / 4095 * 65535)),
+                ("in.tif", "--input-bits 12 --red-input-lut linear", numpy.round(twelve / 4095 * 65535)),
+                ("in.tif", "--input-bits 12 --output-lut linear --output-lut-bits 16",
+                 twelve.astype("uint32") * 16),
+                ("deep.tif", "--input-bits 16 --output-lut linear --output-lut-bits 12 --depth 8",
+                 numpy.round(numpy.minimum(numpy.floor(STACK[0] / 16 + 0.5), 4095) / 4095 * 255)),
+                ("deep.tif", "--input-bits 16 --red-output-lut linear --output-lut-bits 12 --quiet --clamp 0 4095",
+                 None)):
+            self.convert(file, "out.tif", *arguments.split())
+            if wanted is not None:
+                self.assertTrue((tifffile.imread("out.tif") == wanted).all(), arguments)
+        # Counted at both ends: 0.5 less than nothing and 4096 and more are clipped.
+        report = self.convert("in.tif", "out.tif", "--info", "--input-bits", "12", "--matrix",
+                              *"-1 0 0 0 2 0 0 0 1".split(), warns=["red samples are clipped", "green samples"])
+        below, above = (twelve[..., 0] > 1).sum(), (twelve[..., 1] > 2047).sum()
+        self.assertIn(f"below blue 0, green 0, red {below}; above blue 0, green {above}, red 0\n", report)
+
+    def test_many_files(self):
+        os.mkdir("in")
+        for number, page in enumerate(STACK):
+            tifffile.imwrite(f"in/{number}.tif", page, photometric="rgb", metadata=None)
+        with open("in/2.tif", "w", encoding="ascii") as file:
+            file.write("no image")
+        with open("in/notes.txt", "w", encoding="ascii") as file:
+            file.write("not looked at")
+        for output in ("out", "other/deep/"):
+            self.assertIn("in/2.tif", self.convert("in", "-o", output, expected=1))
+            self.assertEqual(sorted(os.listdir(output)), ["0.tif", "1.tif", "3.tif", "4.tif"])
+        self.assertTrue((tifffile.imread("out/3.tif") == STACK[3]).all())
+        self.convert("in", "-o", "first/", "--stop-at-error", "--threads", "1", expected=1)
+        self.assertEqual(sorted(os.listdir("first")), ["0.tif", "1.tif"])
+        os.remove("in/2.tif")
+        self.assertEqual(self.convert("in", "in/1.tif", "-o", "png/", "--format", "png", expected=2).count("1.tif"), 2)
+        self.assertEqual(self.convert("in", "-o", "png/", "--format", "png"), "4 of 4 files converted\n")
+        self.assertEqual(sorted(os.listdir("png")), ["0.png", "1.png", "3.png", "4.png"])
+        self.assertEqual(self.convert("in/0.tif", "in/1.tif", "png/", "--quiet"), "")
+        self.convert("in", "-o", "out", "--overwrite", "no", expected=1)
+
+    def test_text_files_with_a_byte_order_mark(self):
+        tifffile.imwrite("in.tif", STACK[0], photometric="rgb", metadata=None)
+        with open("matrix.txt", "w", encoding="utf-8-sig") as file:
+            file.write("0 0 1\n0 1 0\n1 0 0\n")
+        self.convert("in.tif", "out.tif", "--matrix-file", "matrix.txt")
+        self.assertTrue((tifffile.imread("out.tif") == STACK[0][..., ::-1]).all())
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,152 @@
+#include "png_metadata.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include <tiff.h>
+
+namespace kx::images {
+
+namespace {
+
+constexpr const char* xmp_keyword = "XML:com.adobe.xmp";
+
+// Texts of chunks other than iTXt are Latin-1.
+std::string utf8_from_latin1(const std::string& text)
+{
+    std::string result;
+    for (const char character : text) {
+        const auto code = static_cast<unsigned char>(character);
+        if (code < 0x80) {
+            result += character;
+        } else {
+            result += static_cast<char>(0xC0 | code >> 6);
+            result += static_cast<char>(0x80 | (code & 0x3F));
+        }
+    }
+    return result;
+}
+
+bool is_ascii(const std::string& text)
+{
+    return std::ranges::all_of(text, [](unsigned char code) { return code < 0x80; });
+}
+
+// libpng has only a pointer to a string for a profile's name.
+char profile_name[] = "profile";
+
+} // namespace
+
+metadata read_metadata(png_structp png, png_infop info)
+{
+    metadata about;
+    png_textp texts = nullptr;
+    const int count = png_get_text(png, info, &texts, nullptr);
+    for (int index = 0; index < count; ++index) {
+        const png_text& text = texts[index];
+        const bool is_utf8 = text.compression >= PNG_ITXT_COMPRESSION_NONE;
+        const std::string content(text.text, is_utf8 ? text.itxt_length : text.text_length);
+        about.texts.emplace_back(text.key, is_utf8 ? content : utf8_from_latin1(content));
+    }
+    png_uint_32 x = 0;
+    png_uint_32 y = 0;
+    int unit = PNG_RESOLUTION_UNKNOWN;
+    if (png_get_pHYs(png, info, &x, &y, &unit) != 0) {
+        const bool metric = unit == PNG_RESOLUTION_METER;
+        const double per = metric ? 100.0 : 1.0;
+        about.pixels_per_length =
+            resolution{x / per, y / per, metric ? resolution::unit::centimeter : resolution::unit::none};
+    }
+    int intent = 0;
+    about.is_srgb = png_get_sRGB(png, info, &intent) != 0;
+    png_charp name = nullptr;
+    png_bytep profile = nullptr;
+    png_uint_32 length = 0;
+    int compression = 0;
+    if (png_get_iCCP(png, info, &name, &compression, &profile, &length) != 0) {
+        const auto* const bytes = reinterpret_cast<const std::byte*>(profile);
+        about.icc_profile.assign(bytes, bytes + length);
+    }
+    double gamma = 0;
+    if (png_get_gAMA(png, info, &gamma) != 0) {
+        about.gamma = gamma;
+    }
+    // sRGB and profiles say what cHRM says.
+    const bool has_primaries = !about.is_srgb && about.icc_profile.empty();
+    const std::initializer_list<std::pair<png_uint_32, const char*>> others{
+        {has_primaries ? PNG_INFO_cHRM : 0U, "the primaries (cHRM)"},
+        {PNG_INFO_tRNS, "the transparent colour (tRNS)"},
+        {PNG_INFO_bKGD, "the background (bKGD)"},
+        {PNG_INFO_sBIT, "the significant bits (sBIT)"},
+        {PNG_INFO_tIME, "the time of the last change (tIME)"},
+        {PNG_INFO_oFFs, "the offset (oFFs)"},
+        {PNG_INFO_pCAL, "the calibration (pCAL)"},
+        {PNG_INFO_sCAL, "the physical scale (sCAL)"},
+        {PNG_INFO_eXIf, "EXIF"},
+        {PNG_INFO_hIST, "the histogram (hIST)"},
+    };
+    for (const auto& [chunk, what] : others) {
+        if (chunk != 0 && png_get_valid(png, info, chunk) != 0) {
+            about.left_out.emplace_back(what);
+        }
+    }
+    png_unknown_chunkp unknown = nullptr;
+    const int unknown_count = png_get_unknown_chunks(png, info, &unknown);
+    for (int index = 0; index < unknown_count; ++index) {
+        about.left_out.push_back(std::string("the chunk ") + reinterpret_cast<const char*>(unknown[index].name));
+    }
+    return about;
+}
+
+png_metadata::png_metadata(const metadata& about, std::set<std::string>& left_out) : about_(about), texts_(about.texts)
+{
+    for (const tiff_tag& tag : about.tags) {
+        if (tag.tag == TIFFTAG_XMLPACKET) {
+            texts_.emplace_back(xmp_keyword,
+                                std::string(reinterpret_cast<const char*>(tag.bytes.data()), tag.bytes.size()));
+        } else {
+            left_out.insert("tag " + std::to_string(tag.tag));
+        }
+    }
+    for (auto& [keyword, text] : texts_) {
+        png_text entry{};
+        entry.compression =
+            is_ascii(text) && keyword != xmp_keyword ? PNG_TEXT_COMPRESSION_NONE : PNG_ITXT_COMPRESSION_NONE;
+        entry.key = keyword.data();
+        entry.text = text.data();
+        entry.text_length = text.size();
+        entries_.push_back(entry);
+    }
+}
+
+void png_metadata::set(png_structp png, png_infop info)
+{
+    if (!entries_.empty()) {
+        png_set_text(png, info, entries_.data(), static_cast<int>(entries_.size()));
+    }
+    if (about_.pixels_per_length) {
+        const auto& [x, y, unit] = *about_.pixels_per_length;
+        // What has no unit is a ratio, and PNG knows whole numbers only.
+        const double per_meter = unit == resolution::unit::inch         ? 1 / 0.0254
+                                 : unit == resolution::unit::centimeter ? 100.0
+                                                                        : 1000.0 / std::max({x, y, 1.0});
+        const auto whole = [per_meter](double value) {
+            return static_cast<png_uint_32>(std::clamp(std::round(value * per_meter), 0.0, 2147483647.0));
+        };
+        if (unit != resolution::unit::none || x != y) {
+            png_set_pHYs(png, info, whole(x), whole(y),
+                         unit == resolution::unit::none ? PNG_RESOLUTION_UNKNOWN : PNG_RESOLUTION_METER);
+        }
+    }
+    if (about_.is_srgb) {
+        png_set_sRGB_gAMA_and_cHRM(png, info, PNG_sRGB_INTENT_RELATIVE);
+    } else if (!about_.icc_profile.empty()) {
+        png_set_iCCP(png, info, profile_name, PNG_COMPRESSION_TYPE_BASE,
+                     reinterpret_cast<png_const_bytep>(about_.icc_profile.data()),
+                     static_cast<png_uint_32>(about_.icc_profile.size()));
+    } else if (about_.gamma) {
+        png_set_gAMA(png, info, *about_.gamma);
+    }
+}
+
+} // namespace kx::images

@@ -1,0 +1,63 @@
+#include "description.h"
+#include "tiff_page.h"
+
+namespace kx::images {
+
+namespace {
+
+// Where the page's samples begin, if all of them stand in one piece, as they are.
+std::optional<std::uint64_t> plain_start(TIFF* tiff, std::uint64_t page_bytes)
+{
+    std::uint16_t compression = 0;
+    TIFFGetFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &compression);
+    if (compression != COMPRESSION_NONE || TIFFIsTiled(tiff) != 0) {
+        return std::nullopt;
+    }
+    const std::uint64_t start = TIFFGetStrileOffset(tiff, 0);
+    std::uint64_t end = start;
+    for (std::uint32_t strip = 0; strip < TIFFNumberOfStrips(tiff) && end < start + page_bytes; ++strip) {
+        if (TIFFGetStrileOffset(tiff, strip) != end) {
+            return std::nullopt;
+        }
+        end += TIFFGetStrileByteCount(tiff, strip);
+    }
+    return end >= start + page_bytes ? std::optional(start) : std::nullopt;
+}
+
+} // namespace
+
+std::vector<tiff_page> pages_of_directory(tiff_file& file, const tiff_page& first)
+{
+    TIFF* const tiff = file.get();
+    std::uint32_t depth = 1;
+    TIFFGetFieldDefaulted(tiff, TIFFTAG_IMAGEDEPTH, &depth);
+    const char* text = nullptr;
+    TIFFGetField(tiff, TIFFTAG_IMAGEDESCRIPTION, &text);
+    const image_16& image = first.image;
+    const std::uint64_t page_samples = image.pixel_count() * first.samples;
+    const described_stack said = text != nullptr ? describe_stack(text, page_samples) : described_stack{};
+    const std::uint64_t count = depth > 1 ? depth : said.pages;
+    if (count <= 1) {
+        return {first};
+    }
+
+    const std::uint64_t page_bytes = page_samples * (first.bits / 8);
+    const auto start = plain_start(tiff, page_bytes);
+    if (!start || count > (file.stream().size() - *start) / page_bytes) {
+        const std::string claim = "is said to hold " + std::to_string(count) + " pages";
+        if (depth > 1 || said.without_directories) {
+            file.fail(claim + ", but only the first can be read");
+        }
+        std::vector<tiff_page> single{first};
+        single.front().oddities += claim + " by its description, and holds one";
+        return single;
+    }
+    std::vector<tiff_page> pages(count, first);
+    for (std::uint32_t number = 0; number < count; ++number) {
+        pages[number].number = number + 1;
+        pages[number].skip = number * page_bytes;
+    }
+    return pages;
+}
+
+} // namespace kx::images

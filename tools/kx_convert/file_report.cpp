@@ -1,0 +1,123 @@
+#include "file_report.h"
+
+#include <boost/algorithm/string/join.hpp>
+
+#include <locale>
+#include <sstream>
+
+namespace kx::convert {
+
+namespace {
+
+// A larger share of clipped samples is worth a warning.
+constexpr double many = 0.05;
+
+std::string percent(double share)
+{
+    std::ostringstream text;
+    text.precision(3);
+    text << 100 * share << " %";
+    return text.str();
+}
+
+} // namespace
+
+void carry_metadata(images::metadata& about, const transform_plan& plan, const images::described_output& output)
+{
+    for (auto text = about.texts.begin(); text != about.texts.end();) {
+        if (text->first == images::description_keyword) {
+            const auto corrected = images::corrected_description(text->second, output);
+            if (!corrected) {
+                about.left_out.emplace_back("the description, which would no longer hold");
+                text = about.texts.erase(text);
+                continue;
+            }
+            text->second = *corrected;
+        }
+        ++text;
+    }
+    if (plan.changes_colors) {
+        if (!about.icc_profile.empty()) {
+            about.left_out.emplace_back("the ICC profile, which is not applied");
+        } else if (about.is_srgb || about.gamma) {
+            about.left_out.emplace_back(about.is_srgb ? "the mark as sRGB, which is not applied"
+                                                      : "the gamma, which is not applied");
+        }
+        about.icc_profile.clear();
+        about.gamma.reset();
+        about.is_srgb = plan.output_is_srgb;
+    }
+}
+
+file_report::file_report(file_task task, const transform_plan& plan, unsigned depth)
+    : task_(std::move(task)), plan_(plan), depth_(depth)
+{
+}
+
+void file_report::add_page(const clipping& clipped, unsigned used_bits, const images::metadata& about)
+{
+    ++pages_;
+    clipped_.add(clipped);
+    used_bits_ |= used_bits;
+    left_out_.insert(about.left_out.begin(), about.left_out.end());
+    oddities_.insert(oddities_.end(), about.warnings.begin(), about.warnings.end());
+}
+
+void file_report::add_left_out(const std::set<std::string>& names)
+{
+    left_out_.insert(names.begin(), names.end());
+}
+
+void file_report::warn(console& messages) const
+{
+    const std::string input = task_.input.string() + ": ";
+    for (const std::string& oddity : oddities_) {
+        messages.warn(input + oddity);
+    }
+    if (!left_out_.empty()) {
+        messages.warn(input + "not carried over: " + boost::algorithm::join(left_out_, ", "));
+    }
+    const unsigned sixteenth = 1U << (depth_ - 4);
+    if (used_bits_ < sixteenth) {
+        messages.warn(input + "no output sample is above " + std::to_string(sixteenth - 1) + " of "
+                      + std::to_string((1U << depth_) - 1)
+                      + ": --input-bits scales what a camera with fewer bits delivers");
+    }
+    const auto pixels = static_cast<double>(clipped_.pixels);
+    for (std::size_t channel = 0; channel < channel_names.size(); ++channel) {
+        const auto check = [&](std::uint64_t count, const char* end, int limit) {
+            if (const double share = static_cast<double>(count) / pixels; share > many) {
+                messages.warn(input + percent(share) + " of the " + channel_names[channel]
+                              + " samples are clipped: they lie " + end + " " + std::to_string(limit));
+            }
+        };
+        check(clipped_.below[channel], "below", plan_.clamps[channel].minimum);
+        check(clipped_.above[channel], "above", plan_.clamps[channel].maximum);
+    }
+}
+
+std::string file_report::info(const std::string& vector_level, std::uint64_t pixels, double library_seconds,
+                              double whole_seconds) const
+{
+    const double megapixels = static_cast<double>(pixels) / 1e6;
+    std::ostringstream text; // with the classic locale, so that scripts can read it
+    text.imbue(std::locale::classic());
+    text << std::fixed;
+    text.precision(3);
+    const auto times = [&](const char* what, double taken) {
+        text << what << taken * 1e3 << " ms, " << megapixels / taken << " Mpixel/s\n";
+    };
+    text << "file: " << task_.output.string() << "\nvector level: " << vector_level << "\ntransformed: " << pages_
+         << (pages_ == 1 ? " page, " : " pages, ") << megapixels << " megapixels";
+    times(" in ", library_seconds);
+    times("with reading and writing: ", whole_seconds);
+    const auto counts = [&text](const char* end, const per_channel<std::uint64_t>& of) {
+        text << end << " blue " << of[0] << ", green " << of[1] << ", red " << of[2];
+    };
+    counts("clipped samples: below", clipped_.below);
+    counts("; above", clipped_.above);
+    text << '\n';
+    return text.str();
+}
+
+} // namespace kx::convert
