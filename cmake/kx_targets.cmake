@@ -35,11 +35,11 @@ endif()
 add_custom_target(kx_installed)
 
 # Makes `target` a shared library named korvex_kvi_NAME.so or .dll. Hosts load it by its bare name or, when it is
-# LINKED, link it: on Windows that takes an import library.
+# LINKED, link it: on Windows that takes an import library. Unless it is UNINSTALLED, it ships.
 # EXPORTS names a version script: whatever it does not list stays hidden, also the templates of the standard
 # library that hidden visibility alone would let through and that can pin the library in memory.
 function(kx_shared_library target)
-  cmake_parse_arguments(PARSE_ARGV 1 ARG "LINKED" "EXPORTS" "SOURCES")
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "LINKED;UNINSTALLED" "EXPORTS" "SOURCES")
   if(WIN32 AND NOT ARG_LINKED)
     add_library(${target} MODULE ${ARG_SOURCES})
   else()
@@ -50,14 +50,13 @@ function(kx_shared_library target)
   file(STRINGS ${ARG_EXPORTS} names REGEX "^ +k[A-Za-z0-9_]+;")
   list(TRANSFORM names REPLACE "[ ;]" "")
   set_target_properties(${target} PROPERTIES KX_EXPORTS "${names}")
-  set_property(GLOBAL APPEND PROPERTY KX_SHARED_LIBRARIES ${target})
   if(UNIX)
     set(identification ${CMAKE_CURRENT_BINARY_DIR}/${target}_identification.cpp)
     configure_file(${PROJECT_SOURCE_DIR}/cmake/identification.cpp.in ${identification})
     target_sources(${target} PRIVATE ${identification})
     # The companion modules lie beside the library; RUNPATH lets LD_LIBRARY_PATH put others in front.
     set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN")
-    set(script ${CMAKE_CURRENT_SOURCE_DIR}/${ARG_EXPORTS})
+    cmake_path(ABSOLUTE_PATH ARG_EXPORTS BASE_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR} OUTPUT_VARIABLE script)
     set_target_properties(${target} PROPERTIES LINK_DEPENDS ${script})
     target_link_options(${target} PRIVATE
       -Wl,--enable-new-dtags -Wl,--version-script=${script}
@@ -73,6 +72,10 @@ function(kx_shared_library target)
     configure_file(${PROJECT_SOURCE_DIR}/cmake/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc @ONLY)
     target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
   endif()
+  if(ARG_UNINSTALLED)
+    return()
+  endif()
+  set_property(GLOBAL APPEND PROPERTY KX_SHARED_LIBRARIES ${target})
 
   # korvex::NAME, to those who install the library as to those who build it in their own project.
   string(REPLACE korvex_kvi_ "" name ${target})

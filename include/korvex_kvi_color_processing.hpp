@@ -102,7 +102,7 @@ struct function_table {
     DO(kx_color_transform_48_to_24)                                                                                    \
     DO(kx_color_transform_48_to_32)
 
-#define KX_COLOR_MEMBER(name) decltype(&::name) name = nullptr;
+#define KX_COLOR_MEMBER(name) decltype(&::name) name = nullptr; // NOLINT(bugprone-macro-parentheses)
     KX_COLOR_FOR_EACH_FUNCTION(KX_COLOR_MEMBER)
 #undef KX_COLOR_MEMBER
 
@@ -223,6 +223,7 @@ struct per_channel {
     T red{};
 
     constexpr per_channel() = default;
+    // NOLINTNEXTLINE(google-explicit-constructor)
     constexpr per_channel(T all) : blue(all), green(all), red(all) {}
     constexpr per_channel(T for_blue, T for_green, T for_red) : blue(for_blue), green(for_green), red(for_red) {}
 

@@ -80,7 +80,7 @@ public:
 
     // Whatever may be written may also be read.
     template <typename Other, typename = std::enable_if_t<std::is_same_v<const Other, Sample>>>
-    image_view(const image_view<Other>& other)
+    image_view(const image_view<Other>& other) // NOLINT(google-explicit-constructor)
         : image_view(other.data(), other.layout(), other.width(), other.height(), other.channels(), other.pitch(),
                      other.plane_pitch())
     {

@@ -1,22 +1,29 @@
-// Conversions with LUTs, block by block: look the inputs up into a buffer, convert from there to another
-// buffer, look those up into the output. Look-ups are scalar loads; everything else stays in registers.
+// Conversions with LUTs, block by block: look the inputs up into a buffer, convert from there to another buffer, look
+// those up into the output. Look-ups are scalar loads; everything else is done in vectors.
 #pragma once
 
+#include "constants.h"
 #include "convert.h"
 #include "layouts.h"
 #include "tables.h"
 
 #include "companion_interfaces/transform_parameters.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
+#include <utility>
 
 namespace kx::vector {
+namespace {
 
 // Pixels of a block: the buffers of all stages together fit the first-level cache.
 inline constexpr std::ptrdiff_t block_pixels = 512;
+
+// A bound that no sample exceeds.
+inline constexpr std::uint16_t unbounded = 0xFFFF;
 
 struct channel_buffers {
     alignas(32) std::array<std::uint16_t, block_pixels> blue;
@@ -24,21 +31,8 @@ struct channel_buffers {
     alignas(32) std::array<std::uint16_t, block_pixels> red;
 
     planes<std::uint16_t> all() { return {blue.data(), green.data(), red.data(), nullptr}; }
+    [[nodiscard]] planes<const std::uint16_t> all() const { return {blue.data(), green.data(), red.data(), nullptr}; }
 };
-
-constexpr std::ptrdiff_t step_of(pixel_format layout, bool fourth_sample)
-{
-    if (layout != pixel_format::interleaved_bgr && layout != pixel_format::interleaved_rgb) {
-        return 1;
-    }
-    return fourth_sample ? 4 : 3;
-}
-
-template <typename sample>
-planes<sample> advanced(const planes<sample>& from, std::ptrdiff_t samples)
-{
-    return {from.blue + samples, from.green + samples, from.red + samples, from.fourth + samples};
-}
 
 template <std::ptrdiff_t from_step, std::ptrdiff_t to_step, typename input, typename output, typename mapping>
 void map_samples_by(const input* from, output* to, std::ptrdiff_t count, mapping map)
@@ -57,22 +51,50 @@ template <typename input, typename output, typename mapping>
 void map_samples(const input* from, std::ptrdiff_t from_step, output* to, std::ptrdiff_t to_step, std::ptrdiff_t count,
                  mapping map)
 {
-    const auto choose_to_step = [&]<std::ptrdiff_t known_from_step>() {
-        switch (to_step) {
-        case 1:
-            return map_samples_by<known_from_step, 1>(from, to, count, map);
-        case 3:
-            return map_samples_by<known_from_step, 3>(from, to, count, map);
-        default:
-            return map_samples_by<known_from_step, 4>(from, to, count, map);
-        }
-    };
-    if (from_step == 1) {
-        choose_to_step.template operator()<1>();
-    } else {
-        choose_to_step.template operator()<3>();
-    }
+    constexpr std::ptrdiff_t one = 1, three = 3, four = 4;
+    with_constant<one, three>(from_step, [&](auto known_from_step) {
+        with_constant<one, three, four>(
+            to_step, [&](auto known_to_step) { map_samples_by<known_from_step, known_to_step>(from, to, count, map); });
+    });
 }
+
+// A block of the input whose samples are within a bound, be that by moving them there, in a copy.
+//
+// Samples may change at any time: the image may be live, or the output may overlap it. A table has entries for the
+// samples of an earlier moment. So what a table is entered with was read once, and bounded after that.
+class bounded_block {
+public:
+    template <typename vectors>
+    planes<const std::uint16_t> load(pixel_format layout, planes<const std::uint16_t> from, std::ptrdiff_t count,
+                                     std::uint16_t bound)
+    {
+        if (bound == unbounded) {
+            return from;
+        }
+        const planes<std::uint16_t> to = planes_of(samples_.data(), layout, count);
+        if (step_of(layout, false) == 1) {
+            copy<vectors>(from.blue, to.blue, count, bound);
+            copy<vectors>(from.green, to.green, count, bound);
+            copy<vectors>(from.red, to.red, count, bound);
+        } else {
+            copy<vectors>(std::min(from.blue, from.red), samples_.data(), 3 * count, bound);
+        }
+        return {to.blue, to.green, to.red, nullptr};
+    }
+
+private:
+    template <typename vectors>
+    static void copy(const std::uint16_t* from, std::uint16_t* to, std::ptrdiff_t count, std::uint16_t bound)
+    {
+        const typename vectors::words limit = vectors::all(bound);
+        for (std::ptrdiff_t i = 0; i < count; i += vectors::pixel_count) {
+            _mm_prefetch(reinterpret_cast<const char*>(from + i) + prefetched_bytes, _MM_HINT_T0);
+            vectors::store(to + i, vectors::min(vectors::load(from + i), limit));
+        }
+    }
+
+    alignas(64) std::array<std::uint16_t, 3 * block_pixels> samples_;
+};
 
 template <typename sample>
 void clear_samples(sample* to, std::ptrdiff_t step, std::ptrdiff_t count)
@@ -82,35 +104,7 @@ void clear_samples(sample* to, std::ptrdiff_t step, std::ptrdiff_t count)
     }
 }
 
-// A channel's samples through its input table, if it has one, into a buffer.
-template <typename entry>
-void look_up_inputs(const entry* table, const std::uint16_t* from, std::ptrdiff_t step, std::uint16_t* to,
-                    std::ptrdiff_t count)
-{
-    if (table != nullptr) {
-        map_samples(from, step, to, 1, count,
-                    [table](std::uint16_t x) { return static_cast<std::uint16_t>(table[x]); });
-    } else {
-        map_samples(from, step, to, 1, count, [](std::uint16_t x) { return x; });
-    }
-}
-
-// A channel's values through its output table and shift, if it has a table, into the output.
-template <typename entry, typename sample>
-void look_up_outputs(const entry* table, const channel_settings& settings, const std::uint16_t* from, sample* to,
-                     std::ptrdiff_t step, std::ptrdiff_t count)
-{
-    const auto map = [&](auto mapping) { map_samples(from, 1, to, step, count, mapping); };
-    if (table == nullptr) {
-        map([](std::uint16_t v) { return static_cast<sample>(v); });
-    } else if constexpr (std::is_same_v<entry, sample>) {
-        map([table](std::uint16_t v) { return table[v]; });
-    } else {
-        map([table, settings](std::uint16_t v) { return shifted_entry<sample>(table[v], settings); });
-    }
-}
-
-// What one call with LUTs needs besides its buffers.
+// What one call with LUTs needs besides its tables.
 template <typename sample>
 struct LUT_conversion {
     pixel_format input_layout;
@@ -122,36 +116,112 @@ struct LUT_conversion {
     conversion_settings settings;
 };
 
-// Converts with tables whose entries are the LUTs' own (32 bits) or compact ones.
-template <typename vectors, typename sample, typename input_entry, typename output_entry>
-void convert_blocks(const LUT_conversion<sample>& call, const table_set<input_entry>& inputs,
-                    const table_set<output_entry>& outputs)
+// A channel's samples through its input table, if it has one.
+template <typename entry>
+void look_up_inputs(const entry* table, const std::uint16_t* from, std::ptrdiff_t step, std::uint16_t* to,
+                    std::ptrdiff_t count)
 {
-    const std::ptrdiff_t input_step = step_of(call.input_layout, false);
-    const std::ptrdiff_t output_step = step_of(call.output_layout, call.fourth_sample);
+    if (table != nullptr) {
+        map_samples(from, step, to, 1, count,
+                    [table](std::uint16_t x) { return static_cast<std::uint16_t>(table[x]); });
+    }
+}
 
-    // Where an output table follows, the shift is the look-up's.
-    conversion_settings before_tables = call.settings;
-    const auto leave_shift_to = [](const output_entry* table, channel_settings& channel) {
+// A channel's values through its output table, if it has one, and with its shift unless the table includes that.
+template <typename sample, typename entry, typename output>
+void look_up_outputs(const entry* table, const channel_settings& settings, const std::uint16_t* from, output* to,
+                     std::ptrdiff_t step, std::ptrdiff_t count)
+{
+    if (table == nullptr) {
+        return;
+    }
+    if constexpr (std::is_same_v<entry, sample>) {
+        map_samples(from, 1, to, step, count, [table](std::uint16_t v) { return table[v]; });
+    } else {
+        map_samples(from, 1, to, step, count,
+                    [table, settings](std::uint16_t v) { return shifted_entry<sample>(table[v], settings); });
+    }
+}
+
+// A block's channels in buffers, looked up. A channel without a table gets there in vectors, and so do the others then.
+template <typename vectors, typename entry>
+void load_block(const table_set<entry>& tables, std::uint16_t bound, pixel_format layout,
+                planes<const std::uint16_t> from, channel_buffers& to, std::ptrdiff_t count)
+{
+    std::ptrdiff_t step = step_of(layout, false);
+    bounded_block bounded;
+    if (tables.all()) {
+        from = bounded.load<vectors>(layout, from, count, bound);
+    } else {
+        const auto settings = [bound](const entry* table) {
+            return channel_settings{0, table != nullptr ? bound : unbounded, 0, 0};
+        };
+        convert<vectors>(layout, from, pixel_format::planar_bgr, false, to.all(), count,
+                         {nullptr, settings(tables.blue), settings(tables.green), settings(tables.red)});
+        from = std::as_const(to).all();
+        step = 1;
+    }
+    look_up_inputs(tables.blue, from.blue, step, to.blue.data(), count);
+    look_up_inputs(tables.green, from.green, step, to.green.data(), count);
+    look_up_inputs(tables.red, from.red, step, to.red.data(), count);
+}
+
+// The same in the other direction.
+template <typename vectors, typename entry, typename sample>
+void store_block(const table_set<entry>& tables, const conversion_settings& settings, channel_buffers& from,
+                 pixel_format layout, bool fourth_sample, planes<sample> to, std::ptrdiff_t count)
+{
+    const auto look_up = [&](auto blue, auto green, auto red, std::ptrdiff_t step) {
+        look_up_outputs<sample>(tables.blue, settings.blue, from.blue.data(), blue, step, count);
+        look_up_outputs<sample>(tables.green, settings.green, from.green.data(), green, step, count);
+        look_up_outputs<sample>(tables.red, settings.red, from.red.data(), red, step, count);
+    };
+    if (!tables.all()) {
+        look_up(from.blue.data(), from.green.data(), from.red.data(), 1);
+        return convert<vectors>(pixel_format::planar_bgr, std::as_const(from).all(), layout, fourth_sample, to, count,
+                                unchanged);
+    }
+    const std::ptrdiff_t step = step_of(layout, fourth_sample);
+    look_up(to.blue, to.green, to.red, step);
+    if (fourth_sample) {
+        clear_samples(to.fourth, step, count);
+    }
+}
+
+// Where an output table follows, the shift is the look-up's.
+template <typename entry>
+conversion_settings before_look_up(const table_set<entry>& tables, conversion_settings settings)
+{
+    const auto leave_shift_to = [](const entry* table, channel_settings& channel) {
         if (table != nullptr) {
             channel.left_shift = channel.right_shift = 0;
         }
     };
-    leave_shift_to(outputs.blue, before_tables.blue);
-    leave_shift_to(outputs.green, before_tables.green);
-    leave_shift_to(outputs.red, before_tables.red);
+    leave_shift_to(tables.blue, settings.blue);
+    leave_shift_to(tables.green, settings.green);
+    leave_shift_to(tables.red, settings.red);
+    return settings;
+}
+
+// Converts with tables whose entries are the LUTs' own (32 bits) or compact ones. The input tables' last entry is that
+// of `bound`.
+template <typename vectors, typename sample, typename input_entry, typename output_entry>
+void convert_blocks(const LUT_conversion<sample>& call, const table_set<input_entry>& inputs, std::uint16_t bound,
+                    const table_set<output_entry>& outputs)
+{
+    const std::ptrdiff_t input_step = step_of(call.input_layout, false);
+    const std::ptrdiff_t output_step = step_of(call.output_layout, call.fourth_sample);
+    const conversion_settings before_outputs = before_look_up(outputs, call.settings);
 
     channel_buffers looked_up;
     channel_buffers converted;
     for (std::ptrdiff_t i = 0; i < call.count; i += block_pixels) {
-        const std::ptrdiff_t block = call.count - i < block_pixels ? call.count - i : block_pixels;
+        const std::ptrdiff_t block = std::min(call.count - i, block_pixels);
         planes<const std::uint16_t> from = advanced(call.input, i * input_step);
         pixel_format from_layout = call.input_layout;
         if (inputs.any()) {
-            look_up_inputs(inputs.blue, from.blue, input_step, looked_up.blue.data(), block);
-            look_up_inputs(inputs.green, from.green, input_step, looked_up.green.data(), block);
-            look_up_inputs(inputs.red, from.red, input_step, looked_up.red.data(), block);
-            from = {looked_up.blue.data(), looked_up.green.data(), looked_up.red.data(), nullptr};
+            load_block<vectors>(inputs, bound, from_layout, from, looked_up, block);
+            from = std::as_const(looked_up).all();
             from_layout = pixel_format::planar_bgr;
         }
         const planes<sample> to = advanced(call.output, i * output_step);
@@ -159,13 +229,8 @@ void convert_blocks(const LUT_conversion<sample>& call, const table_set<input_en
             convert<vectors>(from_layout, from, call.output_layout, call.fourth_sample, to, block, call.settings);
             continue;
         }
-        convert<vectors>(from_layout, from, pixel_format::planar_bgr, false, converted.all(), block, before_tables);
-        look_up_outputs(outputs.blue, call.settings.blue, converted.blue.data(), to.blue, output_step, block);
-        look_up_outputs(outputs.green, call.settings.green, converted.green.data(), to.green, output_step, block);
-        look_up_outputs(outputs.red, call.settings.red, converted.red.data(), to.red, output_step, block);
-        if (call.fourth_sample) {
-            clear_samples(to.fourth, output_step, block);
-        }
+        convert<vectors>(from_layout, from, pixel_format::planar_bgr, false, converted.all(), block, before_outputs);
+        store_block<vectors>(outputs, call.settings, converted, call.output_layout, call.fourth_sample, to, block);
     }
 }
 
@@ -179,10 +244,11 @@ void convert_with_LUTs(const LUT_conversion<sample>& call, const table_set<std::
         const auto inputs = compact_inputs(input_LUTs, maxima);
         const auto outputs = compact_outputs<sample>(output_LUTs, call.settings);
         if (inputs.complete() && outputs.complete()) {
-            return convert_blocks<vectors>(call, inputs.tables(), outputs.tables());
+            return convert_blocks<vectors>(call, inputs.tables(), maxima.greatest(), outputs.tables());
         }
     }
-    convert_blocks<vectors>(call, input_LUTs, output_LUTs);
+    convert_blocks<vectors>(call, input_LUTs, unbounded, output_LUTs);
 }
 
+} // namespace
 } // namespace kx::vector

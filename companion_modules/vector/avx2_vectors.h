@@ -7,16 +7,21 @@
 #include <cstdint>
 
 namespace kx::vector {
+namespace {
 
 struct avx2_vectors {
-    static constexpr std::ptrdiff_t lane_count = 2;
     static constexpr std::ptrdiff_t pixel_count = 16; // 16-bit samples in a register
+    static constexpr int lane_pixels = 8;             // and in each of its lanes
 
     using words = __m256i;
     using floats = __m256;
     using shift_count = __m128i;
 
-    // Registers from and to memory, one piece for each 128-bit lane, `step` bytes apart.
+    // Registers from and to memory.
+    static words load(const void* from) { return _mm256_loadu_si256(static_cast<const __m256i*>(from)); }
+    static void store(void* to, words value) { _mm256_storeu_si256(static_cast<__m256i*>(to), value); }
+
+    // The same, one piece for each 128-bit lane, `step` bytes apart.
     static words load_lanes(const void* from, std::ptrdiff_t step)
     {
         const char* const address = static_cast<const char*>(from);
@@ -49,16 +54,25 @@ struct avx2_vectors {
     static floats all(float value) { return _mm256_set1_ps(value); }
     static shift_count count(std::int32_t bits) { return _mm_cvtsi32_si128(bits); }
 
-    // Within each lane: byte i of the result is byte pattern[i] of the value, or 0 where that is negative.
-    static words pick_bytes(words value, __m128i pattern)
+    // Within each lane: byte i of the result is byte pattern::bytes[i] of the value, or 0 where that is negative.
+    template <typename pattern>
+    static words pick(words value)
     {
-        return _mm256_shuffle_epi8(value, _mm256_broadcastsi128_si256(pattern));
+        const words bytes =
+            _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(pattern::bytes.data())));
+        return _mm256_shuffle_epi8(value, bytes);
+    }
+    // The same from two values, by patterns of which no more than one says something of a byte.
+    template <typename pattern_a, typename pattern_b>
+    static words pick_from_both(words a, words b)
+    {
+        return bit_or(pick<pattern_a>(a), pick<pattern_b>(b));
     }
     // Within each lane: word i of the result is b's where bit i of the mask is set, else a's.
-    template <int mask>
+    template <std::uint32_t mask>
     static words blend(words a, words b)
     {
-        return _mm256_blend_epi16(a, b, mask);
+        return _mm256_blend_epi16(a, b, static_cast<int>(mask));
     }
     static words interleave_lower_words(words a, words b) { return _mm256_unpacklo_epi16(a, b); }
     static words interleave_upper_words(words a, words b) { return _mm256_unpackhi_epi16(a, b); }
@@ -72,8 +86,6 @@ struct avx2_vectors {
     static words shift_left(words value, shift_count bits) { return _mm256_sll_epi16(value, bits); }
     static words shift_right(words value, shift_count bits) { return _mm256_srl_epi16(value, bits); }
     static words move_to_upper_bytes(words value) { return _mm256_slli_epi16(value, 8); }
-    // Words to bytes with saturation; the result's lower halves hold a's, the upper ones b's.
-    static words pack_to_bytes(words a, words b) { return _mm256_packus_epi16(a, b); }
 
     // 32-bit integers as floats and back; back truncates, and what does not fit becomes the smallest integer.
     static floats to_float(words integers) { return _mm256_cvtepi32_ps(integers); }
@@ -84,4 +96,5 @@ struct avx2_vectors {
     static floats add(floats a, floats b) { return _mm256_add_ps(a, b); }
 };
 
+} // namespace
 } // namespace kx::vector

@@ -12,10 +12,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <new>
 
 namespace kx::vector {
+namespace {
 
 // Zeros of either sign off the diagonal add zeros to the sums, which change at most the sign of a zero: the
 // rounded sum is that of the channel's own product, be it NaN or infinite.
@@ -49,50 +48,40 @@ struct channel_function {
     }
 };
 
-template <typename sample>
-class composed_table {
-public:
-    // For the samples 0 to `last`.
-    composed_table(const channel_function& function, std::size_t last) : entries_(new (std::nothrow) sample[last + 1])
-    {
-        for (std::size_t x = 0; entries_ != nullptr && x <= last; ++x) {
-            entries_[x] = function.map<sample>(x);
-        }
-    }
-
-    // Null if memory did not suffice.
-    [[nodiscard]] const sample* entries() const { return entries_.get(); }
-
-private:
-    std::unique_ptr<sample[]> entries_;
-};
-
 // Returns whether memory sufficed; if not, nothing is done.
 template <typename vectors, typename sample>
 bool convert_channelwise(const LUT_conversion<sample>& call, const float* matrix,
                          const table_set<std::uint32_t>& input_LUTs, const table_set<std::uint32_t>& output_LUTs)
 {
     const sample_maxima maxima = find_maxima<vectors>(call.input_layout, call.input, call.count);
+    own_tables<sample> composed(maxima.greatest());
+    const auto add = [&composed](auto channel, const channel_function& function, std::uint16_t last) {
+        composed.add(channel, 0, last, [function](std::size_t x) { return function.map<sample>(x); });
+    };
+    using tables = table_set<sample>;
     const conversion_settings& settings = call.settings;
-    const composed_table<sample> blue({input_LUTs.blue, matrix[8], settings.blue, output_LUTs.blue}, maxima.blue);
-    const composed_table<sample> green({input_LUTs.green, matrix[4], settings.green, output_LUTs.green}, maxima.green);
-    const composed_table<sample> red({input_LUTs.red, matrix[0], settings.red, output_LUTs.red}, maxima.red);
-    if (blue.entries() == nullptr || green.entries() == nullptr || red.entries() == nullptr) {
+    add(&tables::blue, {input_LUTs.blue, matrix[8], settings.blue, output_LUTs.blue}, maxima.blue);
+    add(&tables::green, {input_LUTs.green, matrix[4], settings.green, output_LUTs.green}, maxima.green);
+    add(&tables::red, {input_LUTs.red, matrix[0], settings.red, output_LUTs.red}, maxima.red);
+    if (!composed.complete()) {
         return false;
     }
+
     const std::ptrdiff_t input_step = step_of(call.input_layout, false);
     const std::ptrdiff_t output_step = step_of(call.output_layout, call.fourth_sample);
+    bounded_block bounded;
     for (std::ptrdiff_t i = 0; i < call.count; i += block_pixels) {
         const std::ptrdiff_t block = std::min(call.count - i, block_pixels);
-        const auto from = advanced(call.input, i * input_step);
+        const auto from =
+            bounded.load<vectors>(call.input_layout, advanced(call.input, i * input_step), block, maxima.greatest());
         const auto to = advanced(call.output, i * output_step);
         const auto map = [&](const sample* table, const std::uint16_t* channel_from, sample* channel_to) {
             map_samples(channel_from, input_step, channel_to, output_step, block,
                         [table](std::uint16_t x) { return table[x]; });
         };
-        map(blue.entries(), from.blue, to.blue);
-        map(green.entries(), from.green, to.green);
-        map(red.entries(), from.red, to.red);
+        map(composed.tables().blue, from.blue, to.blue);
+        map(composed.tables().green, from.green, to.green);
+        map(composed.tables().red, from.red, to.red);
         if (call.fourth_sample) {
             clear_samples(to.fourth, output_step, block);
         }
@@ -100,4 +89,5 @@ bool convert_channelwise(const LUT_conversion<sample>& call, const float* matrix
     return true;
 }
 
+} // namespace
 } // namespace kx::vector

@@ -2,6 +2,7 @@
 // below runs is chosen once for each call, in `convert`.
 #pragma once
 
+#include "constants.h"
 #include "layouts.h"
 
 #include "companion_interfaces/transform_parameters.h"
@@ -11,6 +12,7 @@
 #include <cstdint>
 
 namespace kx::vector {
+namespace {
 
 // What happens to one channel's sums.
 struct channel_settings {
@@ -26,6 +28,9 @@ struct conversion_settings {
     channel_settings green;
     channel_settings red;
 };
+
+// What leaves samples as they are.
+inline constexpr conversion_settings unchanged{nullptr, {0, 0xFFFF, 0, 0}, {0, 0xFFFF, 0, 0}, {0, 0xFFFF, 0, 0}};
 
 // What there is to do after the rounding, for all channels together; the less, the faster.
 enum class clamping { none, by_channel };
@@ -94,10 +99,10 @@ public:
     }
 
     // The rounded sums, within 0..65535: below and beyond saturates, as the clamp would.
-    template <pixel_format layout>
+    template <pixel_format layout, pixel_order order>
     [[nodiscard]] pixels<vectors> load(planes<const std::uint16_t> from, std::ptrdiff_t i) const
     {
-        const widened_pixels<vectors> value = load_widened_pixels<vectors, layout>(from, i);
+        const widened_pixels<vectors> value = load_widened_pixels<vectors, layout, order>(from, i);
         const floats lower_blue = vectors::to_float(value.blue.lower);
         const floats upper_blue = vectors::to_float(value.blue.upper);
         const floats lower_green = vectors::to_float(value.green.lower);
@@ -130,10 +135,10 @@ private:
 template <typename vectors>
 struct no_product {
     explicit no_product(const float* /*matrix*/) {}
-    template <pixel_format layout>
+    template <pixel_format layout, pixel_order order>
     [[nodiscard]] pixels<vectors> load(planes<const std::uint16_t> from, std::ptrdiff_t i) const
     {
-        return load_pixels<vectors, layout>(from, i);
+        return load_pixels<vectors, layout, order>(from, i);
     }
 };
 
@@ -148,27 +153,40 @@ struct no_product {
 // `count` is a multiple of the register's pixels.
 template <typename vectors, template <typename> typename product_of, clamping clamp, shifting shift,
           pixel_format input_layout, pixel_format output_layout, bool fourth_sample, typename sample>
-KX_INLINE_CALLS void convert_pixels(planes<const std::uint16_t> from, planes<sample> to, std::ptrdiff_t count,
-                                    const conversion_settings& settings)
+KX_INLINE_CALLS void convert_loop(planes<const std::uint16_t> from, planes<sample> to, std::ptrdiff_t count,
+                                  const conversion_settings& settings)
 {
     const product_of<vectors> product(settings.matrix);
     const channel_finish<vectors, clamp, shift> finish_blue(settings.blue);
     const channel_finish<vectors, clamp, shift> finish_green(settings.green);
     const channel_finish<vectors, clamp, shift> finish_red(settings.red);
+    constexpr pixel_order order = order_of<output_layout, fourth_sample, sample>();
     for (std::ptrdiff_t i = 0; i < count; i += vectors::pixel_count) {
-        const pixels<vectors> sums = product.template load<input_layout>(from, i);
+        const pixels<vectors> sums = product.template load<input_layout, order>(from, i);
         store_pixels<vectors, output_layout, fourth_sample>(
             to, i, {finish_blue(sums.blue), finish_green(sums.green), finish_red(sums.red)});
     }
 }
 
+// Accesses memory lane by lane even where the lanes are neighbours, which is faster where nothing is computed.
+template <typename vectors>
+struct lane_by_lane : vectors {
+    static constexpr std::ptrdiff_t lane_bytes = vectors::lane_pixels * 2;
+    static auto load(const void* from) { return vectors::load_lanes(from, lane_bytes); }
+    static void store(void* to, typename vectors::words value) { vectors::store_lanes(to, lane_bytes, value); }
+};
+
 // Stores past the caches. Pays for large outputs of conversions that compute so little that memory is what they wait
 // for: a line written this way need not be read first.
 template <typename vectors>
-struct streaming : vectors {
+struct streaming : lane_by_lane<vectors> {
     static void store_lanes(void* to, std::ptrdiff_t step, typename vectors::words value)
     {
         vectors::stream_lanes(to, step, value);
+    }
+    static void store(void* to, typename vectors::words value)
+    {
+        vectors::stream_lanes(to, vectors::lane_pixels * 2, value);
     }
 };
 
@@ -197,59 +215,29 @@ template <typename vectors, typename sample>
 void convert(pixel_format input_layout, planes<const std::uint16_t> from, pixel_format output_layout,
              bool fourth_sample, planes<sample> to, std::ptrdiff_t count, const conversion_settings& settings)
 {
-    // Each step of the choice takes a template that wants one constant more.
-    const auto choose_product =
-        [&]<pixel_format input, pixel_format output, bool fourth, clamping clamp, shifting shift>() {
-            if (settings.matrix != nullptr) {
-                convert_pixels<vectors, matrix_product, clamp, shift, input, output, fourth>(from, to, count, settings);
-            } else if (is_worth_streaming<output, fourth>(to, count)) {
-                convert_pixels<streaming<vectors>, no_product, clamp, shift, input, output, fourth>(from, to, count,
-                                                                                                    settings);
-                _mm_sfence();
-            } else {
-                convert_pixels<vectors, no_product, clamp, shift, input, output, fourth>(from, to, count, settings);
-            }
-        };
-    const auto choose_shift = [&]<pixel_format input, pixel_format output, bool fourth, clamping clamp>() {
-        switch (shifting_of(settings)) {
-        case shifting::none:
-            return choose_product.template operator()<input, output, fourth, clamp, shifting::none>();
-        case shifting::right:
-            return choose_product.template operator()<input, output, fourth, clamp, shifting::right>();
-        default:
-            return choose_product.template operator()<input, output, fourth, clamp, shifting::left_or_right>();
+    const auto run = [&](auto input, auto output, auto fourth, auto clamp, auto shift) {
+        if (settings.matrix != nullptr) {
+            convert_loop<vectors, matrix_product, clamp, shift, input, output, fourth>(from, to, count, settings);
+        } else if (is_worth_streaming<output, fourth>(to, count)) {
+            convert_loop<streaming<vectors>, no_product, clamp, shift, input, output, fourth>(from, to, count,
+                                                                                              settings);
+            _mm_sfence();
+        } else {
+            convert_loop<lane_by_lane<vectors>, no_product, clamp, shift, input, output, fourth>(from, to, count,
+                                                                                                 settings);
         }
     };
-    const auto choose_clamp = [&]<pixel_format input, pixel_format output, bool fourth>() {
-        if (clamping_of(settings) == clamping::none) {
-            return choose_shift.template operator()<input, output, fourth, clamping::none>();
-        }
-        return choose_shift.template operator()<input, output, fourth, clamping::by_channel>();
-    };
-    const auto choose_fourth_sample = [&]<pixel_format input, pixel_format output>() {
-        if (fourth_sample) {
-            return choose_clamp.template operator()<input, output, true>();
-        }
-        return choose_clamp.template operator()<input, output, false>();
-    };
-    const auto choose_output_layout = [&]<pixel_format input>() {
-        switch (output_layout) {
-        case pixel_format::interleaved_bgr:
-            return choose_fourth_sample.template operator()<input, pixel_format::interleaved_bgr>();
-        case pixel_format::interleaved_rgb:
-            return choose_fourth_sample.template operator()<input, pixel_format::interleaved_rgb>();
-        default:
-            return choose_fourth_sample.template operator()<input, pixel_format::planar_bgr>();
-        }
-    };
-    switch (input_layout) {
-    case pixel_format::interleaved_bgr:
-        return choose_output_layout.template operator()<pixel_format::interleaved_bgr>();
-    case pixel_format::interleaved_rgb:
-        return choose_output_layout.template operator()<pixel_format::interleaved_rgb>();
-    default:
-        return choose_output_layout.template operator()<pixel_format::planar_bgr>();
-    }
+    with_layout(input_layout, [&](auto input) {
+        with_layout(output_layout, [&](auto output) {
+            with_constant<true, false>(fourth_sample, [&](auto fourth) {
+                with_constant<clamping::none, clamping::by_channel>(clamping_of(settings), [&](auto clamp) {
+                    with_constant<shifting::none, shifting::right, shifting::left_or_right>(
+                        shifting_of(settings), [&](auto shift) { run(input, output, fourth, clamp, shift); });
+                });
+            });
+        });
+    });
 }
 
+} // namespace
 } // namespace kx::vector

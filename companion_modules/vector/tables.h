@@ -17,6 +17,7 @@
 #include <new>
 
 namespace kx::vector {
+namespace {
 
 // From how many pixels on a call makes compact tables.
 inline constexpr std::ptrdiff_t worthwhile_pixels = 1 << 18;
@@ -29,6 +30,7 @@ struct table_set {
     const entry* red;
 
     [[nodiscard]] bool any() const { return blue != nullptr || green != nullptr || red != nullptr; }
+    [[nodiscard]] bool all() const { return blue != nullptr && green != nullptr && red != nullptr; }
 };
 
 inline table_set<std::uint32_t> input_LUTs_of(const transform_parameters& parameters)
@@ -52,26 +54,28 @@ constexpr sample shifted_entry(std::uint32_t entry, const channel_settings& sett
     return static_cast<sample>(static_cast<std::int32_t>(entry << settings.left_shift) >> settings.right_shift);
 }
 
-// Owns one compact table for each channel that has a LUT.
+// Tables that a call makes for itself, one for each channel that needs one.
 template <typename entry>
-class compact_tables {
+class own_tables {
 public:
-    // Makes the table of one channel from entries `first` to `last` of its LUT; there may be no others.
+    // For values up to `last`.
+    explicit own_tables(std::uint16_t last) : entries_(std::size_t{last} + 1) {}
+
+    // Makes the table of one channel: entries from `first` to `last` mapped, those beyond like the last one.
     template <typename mapping>
-    void add(const entry* table_set<entry>::*channel, const std::uint32_t* LUT, std::size_t first, std::size_t last,
-             mapping map)
+    void add(const entry* table_set<entry>::*channel, std::uint16_t first, std::uint16_t last, mapping map)
     {
-        if (LUT == nullptr) {
-            return;
-        }
-        std::unique_ptr<entry[]>& storage = storage_[used_++];
-        storage.reset(new (std::nothrow) entry[last + 1]);
-        if (storage == nullptr) {
+        entry* const table = new (std::nothrow) entry[entries_];
+        storage_[used_++].reset(table);
+        if (table == nullptr) {
             complete_ = false;
             return;
         }
-        std::transform(LUT + first, LUT + last + 1, storage.get() + first, map);
-        tables_.*channel = storage.get();
+        for (std::size_t value = first; value <= last; ++value) {
+            table[value] = map(value);
+        }
+        std::fill(table + last + 1, table + entries_, table[last]);
+        tables_.*channel = table;
     }
 
     // Whether memory sufficed.
@@ -80,6 +84,7 @@ public:
     [[nodiscard]] const table_set<entry>& tables() const { return tables_; }
 
 private:
+    std::size_t entries_;
     std::unique_ptr<entry[]> storage_[3];
     std::size_t used_ = 0;
     table_set<entry> tables_{};
@@ -91,6 +96,8 @@ struct sample_maxima {
     std::uint16_t blue;
     std::uint16_t green;
     std::uint16_t red;
+
+    [[nodiscard]] std::uint16_t greatest() const { return std::max({blue, green, red}); }
 };
 
 template <typename vectors, pixel_format layout>
@@ -104,7 +111,7 @@ KX_INLINE_CALLS sample_maxima find_maxima(planes<const std::uint16_t> from, std:
     }
     const auto greatest_word = [](typename vectors::words words) {
         std::uint16_t each[vectors::pixel_count];
-        vectors::store_lanes(each, lane_pixels * 2, words);
+        vectors::store(each, words);
         return *std::max_element(std::begin(each), std::end(each));
     };
     return {greatest_word(greatest.blue), greatest_word(greatest.green), greatest_word(greatest.red)};
@@ -113,42 +120,43 @@ KX_INLINE_CALLS sample_maxima find_maxima(planes<const std::uint16_t> from, std:
 template <typename vectors>
 sample_maxima find_maxima(pixel_format layout, planes<const std::uint16_t> from, std::ptrdiff_t count)
 {
-    switch (layout) {
-    case pixel_format::interleaved_bgr:
-        return find_maxima<vectors, pixel_format::interleaved_bgr>(from, count);
-    case pixel_format::interleaved_rgb:
-        return find_maxima<vectors, pixel_format::interleaved_rgb>(from, count);
-    default:
-        return find_maxima<vectors, pixel_format::planar_bgr>(from, count);
-    }
+    return with_layout(layout, [&](auto known) { return find_maxima<vectors, known>(from, count); });
 }
 
 // The low 16 bits of the input LUTs.
-inline compact_tables<std::uint16_t> compact_inputs(const table_set<std::uint32_t>& LUTs, const sample_maxima& maxima)
+inline own_tables<std::uint16_t> compact_inputs(const table_set<std::uint32_t>& LUTs, const sample_maxima& maxima)
 {
+    own_tables<std::uint16_t> compact(maxima.greatest());
+    const auto add = [&compact](auto channel, const std::uint32_t* LUT, std::uint16_t last) {
+        if (LUT != nullptr) {
+            compact.add(channel, 0, last, [LUT](std::size_t x) { return static_cast<std::uint16_t>(LUT[x]); });
+        }
+    };
     using tables = table_set<std::uint16_t>;
-    const auto low_bits = [](std::uint32_t entry) { return static_cast<std::uint16_t>(entry); };
-    compact_tables<std::uint16_t> compact;
-    compact.add(&tables::blue, LUTs.blue, 0, maxima.blue, low_bits);
-    compact.add(&tables::green, LUTs.green, 0, maxima.green, low_bits);
-    compact.add(&tables::red, LUTs.red, 0, maxima.red, low_bits);
+    add(&tables::blue, LUTs.blue, maxima.blue);
+    add(&tables::green, LUTs.green, maxima.green);
+    add(&tables::red, LUTs.red, maxima.red);
     return compact;
 }
 
 // The samples that the output LUTs and shifts lead to.
 template <typename sample>
-compact_tables<sample> compact_outputs(const table_set<std::uint32_t>& LUTs, const conversion_settings& settings)
+own_tables<sample> compact_outputs(const table_set<std::uint32_t>& LUTs, const conversion_settings& settings)
 {
-    compact_tables<sample> compact;
-    const auto add = [&](const sample* table_set<sample>::*channel, const std::uint32_t* LUT,
-                         const channel_settings& finish) {
-        compact.add(channel, LUT, finish.clamp_min, finish.clamp_max,
-                    [&finish](std::uint32_t entry) { return shifted_entry<sample>(entry, finish); });
+    const auto last = std::max({settings.blue.clamp_max, settings.green.clamp_max, settings.red.clamp_max});
+    own_tables<sample> compact(last);
+    const auto add = [&compact](auto channel, const std::uint32_t* LUT, const channel_settings& finish) {
+        if (LUT != nullptr) {
+            compact.add(channel, finish.clamp_min, finish.clamp_max,
+                        [=](std::size_t v) { return shifted_entry<sample>(LUT[v], finish); });
+        }
     };
-    add(&table_set<sample>::blue, LUTs.blue, settings.blue);
-    add(&table_set<sample>::green, LUTs.green, settings.green);
-    add(&table_set<sample>::red, LUTs.red, settings.red);
+    using tables = table_set<sample>;
+    add(&tables::blue, LUTs.blue, settings.blue);
+    add(&tables::green, LUTs.green, settings.green);
+    add(&tables::red, LUTs.red, settings.red);
     return compact;
 }
 
+} // namespace
 } // namespace kx::vector

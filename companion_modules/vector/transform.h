@@ -12,6 +12,7 @@
 #include <cstdint>
 
 namespace kx::vector {
+namespace {
 
 inline channel_settings settings_of(std::uint16_t clamp_min, std::uint16_t clamp_max, std::int32_t shift_distance)
 {
@@ -65,4 +66,5 @@ std::uint32_t transform(const transform_parameters& parameters)
     return static_cast<std::uint32_t>(count);
 }
 
+} // namespace
 } // namespace kx::vector

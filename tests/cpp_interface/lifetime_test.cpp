@@ -51,11 +51,30 @@ TEST(lifetime, a_processor_holds_on_to_the_library)
     auto second = std::make_unique<kc::library>();
     kc::processor processor(*first);
     first.reset();
+    std::make_unique<kc::library>().reset();
     kc::processor other(*second); // the LUTs' module is still at hand
     second.reset();
     other.enable_input_LUTs(true);
     EXPECT_EQ(blue_of(processor), 10);
     EXPECT_EQ(blue_of(other), 0);
+}
+
+TEST(LUTs, are_those_of_the_library)
+{
+    const kc::library library;
+    kc::processor processor(library, {3, 5, {}});
+    const auto expect_same = [](const kc::LUT_range& LUT, const std::uint32_t* entries, std::size_t size) {
+        EXPECT_EQ(LUT.data(), entries);
+        EXPECT_EQ(LUT.size(), size);
+        EXPECT_EQ(LUT.end() - LUT.begin(), static_cast<std::ptrdiff_t>(size));
+    };
+    kx_color_processor* const handle = processor.handle();
+    expect_same(processor.input_LUT(kc::channel::blue), kx_color_get_blue_input_LUT(handle), 8);
+    expect_same(processor.input_LUT(kc::channel::green), kx_color_get_green_input_LUT(handle), 8);
+    expect_same(processor.input_LUT(kc::channel::red), kx_color_get_red_input_LUT(handle), 8);
+    expect_same(processor.output_LUT(kc::channel::blue), kx_color_get_blue_output_LUT(handle), 32);
+    expect_same(processor.output_LUT(kc::channel::green), kx_color_get_green_output_LUT(handle), 32);
+    expect_same(processor.output_LUT(kc::channel::red), kx_color_get_red_output_LUT(handle), 32);
 }
 
 TEST(lifetime, the_last_one_ends_the_module)

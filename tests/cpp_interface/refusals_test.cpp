@@ -114,7 +114,10 @@ TEST_F(refusals_test, images_that_overlap)
     EXPECT_THROW(processor.transform(wide.rectangle(4, 0, 5, 4), wide.rectangle(0, 0, 5, 4)), std::invalid_argument);
     EXPECT_THROW(
         processor.transform(wide.rectangle(17, 0, 3, 3), kc::image_view(memory.data() + 55, bgr, 3, 3, 3, 120)),
-        std::invalid_argument);                                // which begins a row's end and ends in the next row
+        std::invalid_argument); // which begins a row's end and ends in the next row
+    EXPECT_THROW(processor.transform(kc::image_view(memory.data(), bgr, 5, 4, 3, 60),
+                                     kc::image_view(memory.data() + 15, bgr, 5, 4, 3, 90)), // apart at first
+                 std::invalid_argument);
     const auto with_shifted_planes = [&](std::size_t offset) { // the second plane's rows begin amid the first's
         return kc::image_view(memory.data() + offset, planar, 5, 4, 3, 20, 90);
     };
@@ -137,6 +140,8 @@ TEST_F(refusals_test, options_out_of_range)
         }
         return KX_COLOR_SUCCESS;
     };
+    EXPECT_EQ(code_of({}), KX_COLOR_SUCCESS);
+    EXPECT_TRUE(output.is_untouched()); // what is there went through without a change
     kc::transform_options options;
     options.shift = {0, 16, 0};
     EXPECT_EQ(code_of(options), KX_COLOR_INVALID_SHIFT_DISTANCE);
@@ -157,16 +162,16 @@ TEST_F(refusals_test, samples_beyond_an_enabled_input_LUT)
     options.check_samples = true;
     for (const kc::pixel_layout layout : layouts) {
         placed_image<std::uint16_t> image({layout, place::in_a_larger_image, 5, 4, 3});
-        image.for_each_sample([](std::uint16_t& sample, std::size_t) { sample = 255; });
+        image.for_each_sample([](std::uint16_t& sample, std::size_t) { sample = 0; });
         for (std::size_t x = 0; x < 5; ++x) {
-            image.at(x, 3, 1) = 256;
-            processor.enable_input_LUTs({true, false, true});
+            image.at(x, 3, 0) = 256;
+            processor.enable_input_LUTs({false, true, true});
             EXPECT_NO_THROW(processor.check_samples(image.view()));
-            processor.enable_input_LUTs({false, true, false});
+            processor.enable_input_LUTs({true, false, false});
             EXPECT_THAT([&] { processor.transform(image.view(), output.view(), options); },
-                        ThrowsMessage<std::invalid_argument>(HasSubstr("a green sample of 256 in row 3")));
+                        ThrowsMessage<std::invalid_argument>(HasSubstr("a blue sample of 256 in row 3")));
             EXPECT_TRUE(output.is_untouched());
-            image.at(x, 3, 1) = 255;
+            image.at(x, 3, 0) = 255;
         }
         EXPECT_NO_THROW(processor.check_samples(image.view()));
     }

@@ -20,14 +20,14 @@ using testing::Each;
 
 constexpr std::int32_t pixels = 100;
 
-class vector_module_test : public testing::TestWithParam<kx::vector_module_names> {
-protected:
-    vector_module_test()
+struct loaded_module {
+    explicit loaded_module(const kx::vector_module_names& names)
+        : module((std::string(names.base_name) + KX_MODULE_SUFFIX).c_str())
     {
-        module.find(GetParam().initialize, initialize);
-        module.find(GetParam().transform_8_bit_output, transform_8);
-        module.find(GetParam().transform_16_bit_output, transform_16);
-        module.find(GetParam().terminate, terminate);
+        module.find(names.initialize, initialize);
+        module.find(names.transform_8_bit_output, transform_8);
+        module.find(names.transform_16_bit_output, transform_16);
+        module.find(names.terminate, terminate);
         record.input_buffer = input.data();
         record.output_buffer = output.data();
         record.processor = reinterpret_cast<const kx::color_correction*>(identity.data());
@@ -42,7 +42,7 @@ protected:
         EXPECT_THAT(output, Each(0xABCD));
     }
 
-    kx_test::shared_library module{(std::string(GetParam().base_name) + KX_MODULE_SUFFIX).c_str()};
+    kx_test::shared_library module;
     kx::vector_module_initialize_function* initialize = nullptr;
     kx::vector_transform_function* transform_8 = nullptr;
     kx::vector_transform_function* transform_16 = nullptr;
@@ -52,6 +52,11 @@ protected:
     std::vector<std::uint16_t> input = std::vector<std::uint16_t>(3 * std::size_t{pixels}, 5);
     std::vector<std::uint16_t> output = std::vector<std::uint16_t>(3 * std::size_t{pixels}, 0xABCD);
     kx::transform_parameters record{};
+};
+
+class vector_module_test : public testing::TestWithParam<kx::vector_module_names>, protected loaded_module {
+protected:
+    vector_module_test() : loaded_module(GetParam()) {}
 };
 
 TEST_P(vector_module_test, converts_only_between_its_first_initialize_and_its_last_terminate)
@@ -84,38 +89,75 @@ TEST_P(vector_module_test, does_nothing_for_no_pixels)
 INSTANTIATE_TEST_SUITE_P(both, vector_module_test, testing::Values(kx::sse_module_names, kx::avx2_module_names),
                          [](const auto& info) { return info.index == 0 ? "sse" : "avx2"; });
 
+// The registers' width shows in what is left over.
+TEST(avx2_module, runs_512_bits_where_the_machine_has_them)
+{
+    using kx::platform::cpuid;
+    using kx::platform::enabled_register_state;
+    if (!kx::vector::supports_avx2(cpuid, enabled_register_state)) {
+        GTEST_SKIP() << "this machine cannot run the module";
+    }
+    loaded_module module(kx::avx2_module_names);
+    ASSERT_EQ(module.initialize(), 0);
+    module.record.pixel_count = 31;
+    const std::uint32_t expected = kx::vector::supports_avx512(cpuid, enabled_register_state) ? 0 : 16;
+    EXPECT_EQ(module.transform_8(&module.record), expected);
+    EXPECT_EQ(module.transform_16(&module.record), expected);
+    module.terminate();
+}
+
+// What a machine reports.
+struct machine {
+    std::uint32_t highest_leaf, leaf_1_ecx, leaf_7_ebx, leaf_7_ecx;
+    std::uint64_t state;
+};
+
+template <typename check>
+bool supports(check supported, const machine& has)
+{
+    const auto cpuid = [&has](std::uint32_t leaf, std::uint32_t) {
+        return leaf == 0   ? cpuid_registers{has.highest_leaf, 0, 0, 0}
+               : leaf == 1 ? cpuid_registers{0, 0, has.leaf_1_ecx, 0}
+                           : cpuid_registers{0, has.leaf_7_ebx, has.leaf_7_ecx, 0};
+    };
+    // Reading the register state where the operating system did not enable that would crash.
+    const auto read_state = [&has] {
+        EXPECT_NE(has.leaf_1_ecx & (1U << 27), 0U);
+        return has.state;
+    };
+    return supported(cpuid, read_state);
+}
+
+// Each bit that a unit needs is missed.
+template <typename check>
+void expect_all_needed(check supported, const machine& least)
+{
+    EXPECT_TRUE(supports(supported, least));
+    for (std::uint32_t machine::*const word : {&machine::leaf_1_ecx, &machine::leaf_7_ebx, &machine::leaf_7_ecx}) {
+        for (std::uint32_t bits = least.*word; bits != 0; bits &= bits - 1) {
+            machine lacking = least;
+            lacking.*word &= ~(bits & -bits);
+            EXPECT_FALSE(supports(supported, lacking)) << std::hex << lacking.*word;
+        }
+    }
+    for (std::uint64_t bits = least.state; bits != 0; bits &= bits - 1) {
+        machine lacking = least;
+        lacking.state &= ~(bits & -bits);
+        EXPECT_FALSE(supports(supported, lacking)) << std::hex << lacking.state;
+    }
+}
+
 TEST(vector_module_support, needs_every_feature_of_processor_and_operating_system)
 {
-    constexpr std::uint32_t ssse3 = 1U << 9, sse4_1 = 1U << 19, osxsave = 1U << 27, avx = 1U << 28, avx2 = 1U << 5;
-    const auto sse = [](std::uint32_t leaf_1_ecx) {
-        return kx::vector::supports_sse([=](std::uint32_t leaf, std::uint32_t) {
-            return cpuid_registers{7, 0, leaf == 1 ? leaf_1_ecx : 0, 0};
-        });
-    };
-    EXPECT_TRUE(sse(ssse3 | sse4_1));
-    EXPECT_FALSE(sse(sse4_1));
-    EXPECT_FALSE(sse(ssse3));
-
-    const auto wide = [](std::uint32_t highest_leaf, std::uint32_t leaf_1_ecx, std::uint32_t leaf_7_ebx,
-                         std::uint64_t state) {
-        const auto cpuid = [=](std::uint32_t leaf, std::uint32_t) {
-            return cpuid_registers{leaf == 0 ? highest_leaf : 0, leaf == 7 ? leaf_7_ebx : 0, leaf == 1 ? leaf_1_ecx : 0,
-                                   0};
-        };
-        // Reading the register state where the operating system did not enable that would crash.
-        const auto read_state = [=] {
-            EXPECT_NE(leaf_1_ecx & osxsave, 0U);
-            return state;
-        };
-        return kx::vector::supports_avx2(cpuid, read_state);
-    };
-    EXPECT_TRUE(wide(7, osxsave | avx, avx2, 0x7));
-    EXPECT_FALSE(wide(6, osxsave | avx, avx2, 0x7));
-    EXPECT_FALSE(wide(7, avx, avx2, 0x7));
-    EXPECT_FALSE(wide(7, osxsave, avx2, 0x7));
-    EXPECT_FALSE(wide(7, osxsave | avx, 0, 0x7));
-    EXPECT_FALSE(wide(7, osxsave | avx, avx2, 0x3));
-    EXPECT_FALSE(wide(7, osxsave | avx, avx2, 0x5));
+    constexpr std::uint32_t ssse3 = 1U << 9, sse4_1 = 1U << 19, osxsave = 1U << 27, avx = 1U << 28;
+    constexpr std::uint32_t avx2 = 1U << 5, avx512_f_bw_vl = 1U << 16 | 1U << 30 | 1U << 31, vbmi = 1U << 1;
+    const auto sse_unit = [](auto... of) { return kx::vector::supports_sse(of...); };
+    const auto avx2_unit = [](auto... of) { return kx::vector::supports_avx2(of...); };
+    const auto avx512_unit = [](auto... of) { return kx::vector::supports_avx512(of...); };
+    expect_all_needed(sse_unit, {7, ssse3 | sse4_1, 0, 0, 0});
+    expect_all_needed(avx2_unit, {7, osxsave | avx, avx2, 0, 0x6});
+    expect_all_needed(avx512_unit, {7, osxsave | avx, avx2 | avx512_f_bw_vl, vbmi, 0xE6});
+    EXPECT_FALSE(supports(avx2_unit, {6, osxsave | avx, avx2, 0, 0x6}));
 }
 
 } // namespace

@@ -6,9 +6,11 @@
 #                                               what every Windows has; .so files find each other beside themselves,
 #                                               after LD_LIBRARY_PATH
 #   binary_checks.sh build_path PATH MODULE...  no trace of where they were built
-#   binary_checks.sh instructions baseline|avx MODULE...
-#                                               no fused multiply-add; baseline: no AVX either
-#   binary_checks.sh aligned_moves MODULE...    no aligned access by 256-bit registers, which a stack that is aligned
+#   binary_checks.sh instructions sse|avx2|avx512 FILE...
+#                                               of modules and object files: no fused multiply-add and no wider
+#                                               instructions; AVX2 or AVX-512 instructions where they may be. An object
+#                                               file shares no code with others, which may not have its instructions
+#   binary_checks.sh aligned_moves MODULE...    no aligned access by wide registers, which a stack that is aligned
 #                                               to 16 bytes cannot take
 # The tools may be named in NM, READELF and OBJDUMP.
 set -u
@@ -86,27 +88,35 @@ check_build_path() {
 check_instructions() {
     kind=$1
     shift
-    for module in "$@"; do
-        "$OBJDUMP" -d --no-show-raw-insn "$module" | awk -F '\t' -v kind="$kind" -v module="$module" '
-            NF < 2 { next }
+    for file in "$@"; do
+        # Columns: address, bytes, instruction. Byte 62 begins what only AVX-512 has; that k begins an instruction on
+        # its masks and v any of AVX goes for what compilers emit.
+        "$OBJDUMP" -d -w "$file" | awk -F '\t' -v kind="$kind" -v file="$file" '
+            NF < 3 { next }
             { ++instructions }
-            $2 ~ /^vf(n?m(add|sub)|maddsub|msubadd)/ { ++wrong; example = $0 }
-            # Only AVX mnemonics begin with v among what compilers emit.
-            kind == "baseline" && ($2 ~ /^v/ || $2 ~ /%[yz]mm/) { ++wrong; example = $0 }
+            $3 ~ /^vf(n?m(add|sub)|maddsub|msubadd)/ { ++wrong; example = $0 }
+            $2 ~ /^((2e|36|3e|64|65|67) )?62 / || $3 ~ /^k/ { ++avx512; if (kind != "avx512") { ++wrong; example = $0 } }
+            $3 ~ /^v/ { ++avx; if (kind == "sse") { ++wrong; example = $0 } }
             END {
-                if (instructions < 50 || wrong > 0) {
-                    print module ": " wrong + 0 " of " instructions + 0 " instructions are wrong" example
+                if (instructions < 50 || wrong > 0 || (kind != "sse" && avx < 50) || (kind == "avx512" && avx512 < 50)) {
+                    print file ": " wrong + 0 " of " instructions + 0 " instructions are wrong" example
                     exit 1
                 }
             }' || failures=$((failures + 1))
+        case $file in
+        *.o | *.obj)
+            shared=$("$NM" --defined-only "$file" | awk '$2 ~ /^[TWui]$/ && $3 !~ /^DW\.ref/')
+            [ -z "$shared" ] || fail "$file shares code: $shared"
+            ;;
+        esac
     done
 }
 
 check_aligned_moves() {
     for module in "$@"; do
         "$OBJDUMP" -d --no-show-raw-insn "$module" | awk -F '\t' -v module="$module" '
-            $2 ~ /%ymm/ { ++wide }
-            $2 ~ /^vmov(ap|dqa).*\(.*%ymm|^vmov(ap|dqa).*%ymm.*\(/ { ++wrong; example = $0 }
+            $2 ~ /%[yz]mm/ { ++wide }
+            $2 ~ /^vmov(ap|dqa).*\(.*%[yz]mm|^vmov(ap|dqa).*%[yz]mm.*\(/ { ++wrong; example = $0 }
             END {
                 if (wide < 50 || wrong > 0) {
                     print module ": " wrong + 0 " of " wide + 0 " instructions are aligned moves" example

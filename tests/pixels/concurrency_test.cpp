@@ -43,11 +43,14 @@ class concurrent_transforms : public pixel_test {
 protected:
     concurrent_transforms()
     {
+        std::filesystem::remove(log_);
         set_environment("KVI_LOG_FILE", log_.string().c_str());
         set_environment("KVI_LOG_LEVEL", "info");
     }
     ~concurrent_transforms() override
     {
+        set_environment("KVI_LOG_FILE", nullptr);
+        set_environment("KVI_LOG_LEVEL", nullptr);
         static const std::regex timing(
             R"(.* info KORVEX_KVI_COLOR_PROCESSING: color processing transform 48 to (48|64|24|32) takes )"
             R"(\d+\.\d{6} microseconds\. \(korvex_kvi_color_processing\.cpp:\d+ .*::kx_color_processor_transform_impl\))");

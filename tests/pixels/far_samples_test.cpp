@@ -72,7 +72,7 @@ TEST_F(far_samples, are_reached)
         int output_bits;
         std::int32_t input_layout, output_layout;
         bool fourth_sample;
-    } conversions[] = {{16, 1, 2, true}, {16, 2, 1, false}, {8, 1, 2, false}, {8, 0, 1, true}};
+    } conversions[] = {{16, 1, 2, true}, {16, 2, 1, false}, {8, 1, 2, false}, {8, 0, 1, true}, {8, 2, 0, true}};
     for (const auto& [output_bits, input_layout, output_layout, fourth_sample] : conversions) {
         pixel_case made;
         made.choices.output_bits = output_bits;
@@ -84,6 +84,9 @@ TEST_F(far_samples, are_reached)
         const repeated_memory output(period * static_cast<std::size_t>(made.choices.bytes_per_pixel()), repetitions);
         ASSERT_EQ(processor.transform(made, samples, output.begin()), KX_COLOR_SUCCESS);
 
+        if (output_layout == 0) {
+            continue; // planes overwrite each other here: that they were reached must do
+        }
         const int step = made.choices.samples_per_pixel();
         const auto* const words = reinterpret_cast<const std::uint16_t*>(output.begin());
         const auto* const bytes = reinterpret_cast<const std::uint8_t*>(output.begin());

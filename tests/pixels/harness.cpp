@@ -18,6 +18,10 @@ constexpr std::int64_t most_left_over = 32;
 
 bool machine_supports(int level)
 {
+    if (std::getenv("KX_TEST_WIDE_VECTORS") != nullptr) {
+        return __builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("avx512vl") != 0
+               && __builtin_cpu_supports("avx512vbmi") != 0;
+    }
     if (level == KX_COLOR_VECTOR_LEVEL_AVX2) {
         return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
     }

@@ -1,7 +1,10 @@
-// Compiled once for each vector module, with KX_SPY_ON as sse or avx2 and the module's path in KX_MODULE_FILE.
+// Compiled once for each vector module, with KX_SPY_ON as sse or avx2 and the module's path in KX_MODULE_FILE, and in
+// KX_WIDE_MODULE_FILE that of the one to take where the environment has KX_TEST_WIDE_VECTORS.
 #include "vector_spy.h"
 
 #include "support/shared_library.h"
+
+#include <cstdlib>
 
 #define KX_JOIN_EXPANDED(a, b, c) a##b##c
 #define KX_JOIN(a, b, c) KX_JOIN_EXPANDED(a, b, c)
@@ -26,7 +29,9 @@ thread_local kx_test::vector_spy account;
 template <typename function>
 function* find(const char* name)
 {
-    static const auto& module = *new kx_test::shared_library(KX_MODULE_FILE); // never unloaded
+    static const char* const file =
+        std::getenv("KX_TEST_WIDE_VECTORS") != nullptr ? KX_WIDE_MODULE_FILE : KX_MODULE_FILE;
+    static const auto& module = *new kx_test::shared_library(file); // never unloaded
     return reinterpret_cast<function*>(module.address_of(name));
 }
 

@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -13,7 +14,8 @@ png_handle::png_handle(const std::string& path, direction way, std::filesystem::
     if (stream_ == nullptr) {
         throw image_error(name_, std::string("cannot be opened: ") + std::strerror(errno));
     }
-    png_ = way == direction::read ? png_create_read_struct(PNG_LIBPNG_VER_STRING, this, record_error, ignore_warning)
+    png_ = way == direction::read ? png_create_read_struct_2(PNG_LIBPNG_VER_STRING, this, record_error, ignore_warning,
+                                                             nullptr, allocate, nullptr)
                                   : png_create_write_struct(PNG_LIBPNG_VER_STRING, this, record_error, ignore_warning);
     info_ = png_ != nullptr ? png_create_info_struct(png_) : nullptr;
     if (info_ == nullptr) {
@@ -48,6 +50,13 @@ void png_handle::fail(const char* failure) const
     const bool system = way_ == direction::write && system_error_ != 0;
     throw image_error(name_, system ? std::string(failure) + ": " + std::strerror(system_error_)
                                     : std::string(failure) + " (" + message_.data() + ")");
+}
+
+// A damaged file may claim a chunk of gigabytes, which libpng would allocate before it reads on. No row is as long.
+png_voidp png_handle::allocate(png_structp /*png*/, png_alloc_size_t size)
+{
+    constexpr png_alloc_size_t most = 1U << 28;
+    return size <= most ? std::malloc(size) : nullptr;
 }
 
 void png_handle::record_error(png_structp png, png_const_charp text)

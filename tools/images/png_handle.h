@@ -40,6 +40,7 @@ public:
 
 private:
     [[noreturn]] void fail(const char* failure) const;
+    static png_voidp allocate(png_structp png, png_alloc_size_t size);
     static void record_error(png_structp png, png_const_charp text);
     static void ignore_warning(png_structp, png_const_charp) {}
 

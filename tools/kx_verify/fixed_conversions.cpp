@@ -105,7 +105,8 @@ outcome run_fixed_conversions(kc::processor& processor)
     all.hash = 0xCBF29CE484222325;
     for (int number = 0; number < combination_count; ++number) {
         const conversion wanted = next_conversion(number, numbers);
-        const auto bytes = static_cast<std::size_t>(wanted.pixel_count * wanted.choices.bytes_per_pixel());
+        const std::size_t bytes =
+            wanted.samples.size() / 3 * static_cast<std::size_t>(wanted.choices.bytes_per_pixel());
         std::vector<std::uint8_t> output(bytes);
         std::vector<std::uint8_t> expected(bytes);
         configure(processor, wanted);

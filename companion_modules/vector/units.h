@@ -1,0 +1,21 @@
+// What the units with the arithmetic have to offer. Each is compiled with instructions of its own, which no other
+// unit may use, and shares no code with them: all that it includes from here has internal linkage.
+#pragma once
+
+#include "companion_interfaces/transform_parameters.h"
+
+#include <cstdint>
+
+namespace kx::vector {
+
+// Both return how many pixels they converted, from 0 on.
+struct transforms {
+    std::uint32_t (*to_8_bits)(const transform_parameters& parameters);
+    std::uint32_t (*to_16_bits)(const transform_parameters& parameters);
+};
+
+extern const transforms sse_transforms;
+extern const transforms avx2_transforms;
+extern const transforms avx512_transforms;
+
+} // namespace kx::vector
