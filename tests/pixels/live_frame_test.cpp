@@ -33,7 +33,7 @@ TEST_F(live_frame, looks_up_nothing_but_entries_of_the_LUTs)
         {{true, true, true}, {false, false, false}},
         {{true, true, true}, {true, true, true}},
         {{true, true, true}, {false, true, false}},
-        {{false, true, false}, {true, true, true}},
+        {{false, true, false}, {true, false, true}},
     };
     std::vector<std::uint16_t> small(input_bytes / 2);
     std::generate(small.begin(), small.end(), [&random] { return static_cast<std::uint16_t>(random() % 8000); });
@@ -43,7 +43,7 @@ TEST_F(live_frame, looks_up_nothing_but_entries_of_the_LUTs)
     made.channels.fill({0, (1 << depth) - 1, 0});
     for (int number = 0; number < 36; number += KX_EXTENT_STEP) { // all layouts and outputs
         for (const auto& mixture : mixtures) {
-            for (const matrix_values& matrix : {identity, matrix_values{0, 1, 0, 1, 0, 0, 0, 1, 0}}) {
+            for (const matrix_values& matrix : {identity, matrix_values{0, 1, 0, 0, 1, 0, 0, 1, 0}}) {
                 made.choices = combination_at(number);
                 made.choices.input_LUT = mixture.input_LUT;
                 made.choices.output_LUT = mixture.output_LUT;
