@@ -39,6 +39,10 @@ void map_samples_by(const input* from, output* to, std::ptrdiff_t count, mapping
 {
     constexpr std::ptrdiff_t unroll = 8; // divides every register's and so every block's pixels
     for (std::ptrdiff_t i = 0; i < count; i += unroll) {
+#if defined(__GNUC__)
+        // Keeps the compiler from scattering with AVX-512 what is stored here, at two thirds of the speed.
+        __asm__ volatile("");
+#endif
         for (std::ptrdiff_t k = i; k < i + unroll; ++k) {
             to[k * to_step] = map(from[k * from_step]);
         }
