@@ -163,8 +163,10 @@ images::image_8 draw_report(const judgement& before, const judgement& after)
     target.write(margin, 62, format("Left measured, right published. A full bar is a difference of %.0f.", bar), 14,
                  grey, width);
     for (std::size_t index = 0; index < patch_count; ++index) {
-        draw_patch(target, margin + cell_width * static_cast<double>(index % patch_columns),
-                   header + cell_height * static_cast<double>(index / patch_columns), converter, after.patches[index],
+        const std::size_t column = index % patch_columns;
+        const std::size_t row = index / patch_columns;
+        draw_patch(target, margin + cell_width * static_cast<double>(column),
+                   header + cell_height * static_cast<double>(row), converter, after.patches[index],
                    before.patches[index].difference, bar);
     }
     return target.picture();
