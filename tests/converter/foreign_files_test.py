@@ -208,6 +208,7 @@ class ForeignFiles(unittest.TestCase):
 
     def test_input_bits(self):
         twelve = STACK[0] & 4095
+        twelve[0, :3] = 1
         tifffile.imwrite("in.tif", twelve, photometric="rgb", metadata=None)
         tifffile.imwrite("deep.tif", STACK[0], photometric="rgb", metadata=None)
         self.convert("in.tif", "out.tif", warns=["above 4095"])

@@ -82,16 +82,6 @@ public:
     // Of a page, counted from 0; at most 2^31 - 1.
     [[nodiscard]] virtual std::uint64_t pixel_count(std::uint32_t page) const = 0;
 
-    // The pixels of all pages together.
-    [[nodiscard]] std::uint64_t total_pixels() const
-    {
-        std::uint64_t pixels = 0;
-        for (std::uint32_t page = 0; page < page_count(); ++page) {
-            pixels += pixel_count(page);
-        }
-        return pixels;
-    }
-
     // Fills `page`, whose memory is reused. Files with separate planes give planar_bgr, all others
     // interleaved_rgb. Throws image_error.
     virtual void read_page(std::uint32_t number, image_16& page) = 0;

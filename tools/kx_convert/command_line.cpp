@@ -11,13 +11,23 @@ constexpr const char* description =
     "output LUTs, shift, in this order. Without options the samples stay as they are.";
 
 constexpr const char* footer =
-    "\nLUT is srgb, gamma:G (encodes with the exponent 1/G), linear, or a text file: 2^BITS entries of 0..65535,\n"
+    "LUT is srgb, gamma:G (encodes with the exponent 1/G), linear, or a text file: 2^BITS entries of 0..65535,\n"
     "one a line, or an index and a value a line. Curves span the table and the output's range; entries of\n"
     "files are taken as they stand. What indexes an output LUT is the clamped result of the matrix.\n"
     "--input-lut, --output-lut, --clamp and --shift also come for one channel: --red-clamp 0 4000.\n"
-    "\n"
-    "Example: 12-bit data, colour-corrected, as an 8-bit sRGB picture\n"
-    "  kx_convert stack.tif picture.tif --matrix-file camera.txt --output-lut srgb --output-lut-bits 12 --depth 8\n";
+    "Exit codes: 0 all converted, 1 a file failed, 2 the options cannot be followed.";
+
+// Without CLI11's second empty line before each group: the help should fit two screens.
+class help_formatter : public CLI::Formatter {
+public:
+    help_formatter() { column_width(27); }
+
+    std::string make_group(std::string group, bool is_positional, std::vector<const CLI::Option*> shown) const override
+    {
+        const std::string text = CLI::Formatter::make_group(std::move(group), is_positional, std::move(shown));
+        return text.empty() ? text : text.substr(1);
+    }
+};
 
 } // namespace
 
@@ -29,7 +39,7 @@ std::variant<settings, int> parse_command_line(int count, char** arguments)
     app.failure_message([](const CLI::App*, const CLI::Error& error) {
         return std::string("kx_convert: ") + error.what() + "\nkx_convert --help lists the options.\n";
     });
-    app.get_formatter()->column_width(27);
+    app.formatter(std::make_shared<help_formatter>());
 
     const file_options files(app);
     const processing_options processing(app);
