@@ -234,20 +234,33 @@ void convert_blocks(const LUT_conversion<sample>& call, const table_set<input_en
     }
 }
 
+// Up to this value the entries of input LUTs are well in the caches as they are.
+inline constexpr std::uint16_t small_input_LUT = 8192;
+
+// Makes compact tables where these are worth it, and memory suffices.
 template <typename vectors, typename sample>
 void convert_with_LUTs(const LUT_conversion<sample>& call, const table_set<std::uint32_t>& input_LUTs,
                        const table_set<std::uint32_t>& output_LUTs)
 {
-    if (call.count >= worthwhile_pixels) {
-        const sample_maxima maxima =
-            input_LUTs.any() ? find_maxima<vectors>(call.input_layout, call.input, call.count) : sample_maxima{};
-        const auto inputs = compact_inputs(input_LUTs, maxima);
-        const auto outputs = compact_outputs<sample>(output_LUTs, call.settings);
-        if (inputs.complete() && outputs.complete()) {
-            return convert_blocks<vectors>(call, inputs.tables(), maxima.greatest(), outputs.tables());
+    const auto convert_with = [&](const auto& inputs, std::uint16_t bound) {
+        if (output_LUTs.any() && is_worth_tables(call.count, call.settings.greatest_value())) {
+            const auto compact = compact_outputs<sample>(output_LUTs, call.settings);
+            if (compact.complete()) {
+                return convert_blocks<vectors>(call, inputs, bound, compact.tables());
+            }
+        }
+        convert_blocks<vectors>(call, inputs, bound, output_LUTs);
+    };
+    if (input_LUTs.any()) {
+        const auto maxima = find_worthwhile_maxima<vectors>(call.input_layout, call.input, call.count, small_input_LUT);
+        if (maxima) {
+            const auto compact = compact_inputs(input_LUTs, *maxima);
+            if (compact.complete()) {
+                return convert_with(compact.tables(), maxima->greatest());
+            }
         }
     }
-    convert_blocks<vectors>(call, input_LUTs, unbounded, output_LUTs);
+    convert_with(input_LUTs, unbounded);
 }
 
 } // namespace

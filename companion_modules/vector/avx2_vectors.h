@@ -17,6 +17,12 @@ struct avx2_vectors {
     using floats = __m256;
     using shift_count = __m128i;
 
+    // What to move samples with where width does not pay: into planes, whose lines wider stores often straddle, and
+    // past the caches.
+    using narrow = avx2_vectors;
+    // Whether sums are computed so fast that large interleaved outputs wait for memory.
+    static constexpr bool streams_sums = false;
+
     // Registers from and to memory.
     static words load(const void* from) { return _mm256_loadu_si256(static_cast<const __m256i*>(from)); }
     static void store(void* to, words value) { _mm256_storeu_si256(static_cast<__m256i*>(to), value); }

@@ -2,6 +2,8 @@
 // multiply-add. To shuffles and blends the register is one lane of 32 words.
 #pragma once
 
+#include "avx2_vectors.h"
+
 #include <immintrin.h>
 
 #include <cstddef>
@@ -17,6 +19,12 @@ struct avx512_vectors {
     using words = __m512i;
     using floats = __m512;
     using shift_count = __m128i;
+
+    // What to move samples with where width does not pay: into planes, whose lines wider stores often straddle, and
+    // past the caches.
+    using narrow = avx2_vectors;
+    // Whether sums are computed so fast that large interleaved outputs wait for memory.
+    static constexpr bool streams_sums = true;
 
     // Registers from and to memory.
     static words load(const void* from) { return _mm512_loadu_si512(from); }

@@ -1,5 +1,5 @@
-// Large images with LUTs and a diagonal matrix: each channel is a function of its own sample alone, so one table
-// holds all of it, from input LUT to shift.
+// Images with LUTs and a diagonal matrix, large for their samples: each channel is a function of its own sample
+// alone, so one table holds all of it, from input LUT to shift.
 #pragma once
 
 #include "LUT_stages.h"
@@ -48,12 +48,22 @@ struct channel_function {
     }
 };
 
-// Returns whether memory sufficed; if not, nothing is done.
+// Returns whether that is worth it and memory sufficed; if not, nothing is done.
 template <typename vectors, typename sample>
 bool convert_channelwise(const LUT_conversion<sample>& call, const float* matrix,
                          const table_set<std::uint32_t>& input_LUTs, const table_set<std::uint32_t>& output_LUTs)
 {
-    const sample_maxima maxima = find_maxima<vectors>(call.input_layout, call.input, call.count);
+    // A table takes the place of two look-ups or conversions at least.
+    const int replaced =
+        (input_LUTs.any() ? 1 : 0) + (call.settings.matrix != nullptr ? 1 : 0) + (output_LUTs.any() ? 1 : 0);
+    if (replaced < 2 || !is_diagonal(matrix)) {
+        return false;
+    }
+    const auto found = find_worthwhile_maxima<vectors>(call.input_layout, call.input, call.count, 0);
+    if (!found) {
+        return false;
+    }
+    const sample_maxima maxima = *found;
     own_tables<sample> composed(maxima.greatest());
     const auto add = [&composed](auto channel, const channel_function& function, std::uint16_t last) {
         composed.add(channel, 0, last, [function](std::size_t x) { return function.map<sample>(x); });

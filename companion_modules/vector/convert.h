@@ -8,8 +8,10 @@
 #include "companion_interfaces/transform_parameters.h"
 #include "rounding.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 namespace kx::vector {
 namespace {
@@ -27,6 +29,11 @@ struct conversion_settings {
     channel_settings blue;
     channel_settings green;
     channel_settings red;
+
+    [[nodiscard]] std::uint16_t greatest_value() const
+    {
+        return std::max({blue.clamp_max, green.clamp_max, red.clamp_max});
+    }
 };
 
 // What leaves samples as they are.
@@ -216,15 +223,24 @@ void convert(pixel_format input_layout, planes<const std::uint16_t> from, pixel_
              bool fourth_sample, planes<sample> to, std::ptrdiff_t count, const conversion_settings& settings)
 {
     const auto run = [&](auto input, auto output, auto fourth, auto clamp, auto shift) {
+        using narrow = typename vectors::narrow;
+        using moving = std::conditional_t<output == pixel_format::planar_bgr, narrow, vectors>;
         if (settings.matrix != nullptr) {
+            if constexpr (vectors::streams_sums && output != pixel_format::planar_bgr) {
+                if (is_worth_streaming<output, fourth>(to, count)) {
+                    convert_loop<streaming<vectors>, matrix_product, clamp, shift, input, output, fourth>(
+                        from, to, count, settings);
+                    _mm_sfence();
+                    return;
+                }
+            }
             convert_loop<vectors, matrix_product, clamp, shift, input, output, fourth>(from, to, count, settings);
         } else if (is_worth_streaming<output, fourth>(to, count)) {
-            convert_loop<streaming<vectors>, no_product, clamp, shift, input, output, fourth>(from, to, count,
-                                                                                              settings);
+            convert_loop<streaming<narrow>, no_product, clamp, shift, input, output, fourth>(from, to, count, settings);
             _mm_sfence();
         } else {
-            convert_loop<lane_by_lane<vectors>, no_product, clamp, shift, input, output, fourth>(from, to, count,
-                                                                                                 settings);
+            convert_loop<lane_by_lane<moving>, no_product, clamp, shift, input, output, fourth>(from, to, count,
+                                                                                                settings);
         }
     };
     with_layout(input_layout, [&](auto input) {

@@ -17,6 +17,12 @@ struct sse_vectors {
     using floats = __m128;
     using shift_count = __m128i;
 
+    // What to move samples with where width does not pay: into planes, whose lines wider stores often straddle, and
+    // past the caches.
+    using narrow = sse_vectors;
+    // Whether sums are computed so fast that large interleaved outputs wait for memory.
+    static constexpr bool streams_sums = false;
+
     // Registers from and to memory.
     static words load(const void* from) { return _mm_loadu_si128(static_cast<const __m128i*>(from)); }
     static void store(void* to, words value) { _mm_storeu_si128(static_cast<__m128i*>(to), value); }

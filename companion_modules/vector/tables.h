@@ -1,4 +1,4 @@
-// The tables that the look-ups go through: the LUTs themselves, or for large images compact copies of them.
+// The tables that the look-ups go through: the LUTs themselves, or compact copies of them.
 //
 // A LUT has 32 bits an entry, of which a call uses 8 or 16. Copies with just those bits, an output LUT's shift
 // included, take a quarter to a half of the cache, which pays when the image is larger than the tables.
@@ -15,12 +15,16 @@
 #include <iterator>
 #include <memory>
 #include <new>
+#include <optional>
 
 namespace kx::vector {
 namespace {
 
-// From how many pixels on a call makes compact tables.
-inline constexpr std::ptrdiff_t worthwhile_pixels = 1 << 18;
+// Whether tables of the values up to `last` are worth making for an image of so many pixels.
+constexpr bool is_worth_tables(std::ptrdiff_t pixel_count, std::uint16_t last)
+{
+    return pixel_count >= 4 * (std::ptrdiff_t{last} + 1);
+}
 
 // A table for each channel that has one, else null.
 template <typename entry>
@@ -123,6 +127,26 @@ sample_maxima find_maxima(pixel_format layout, planes<const std::uint16_t> from,
     return with_layout(layout, [&](auto known) { return find_maxima<vectors, known>(from, count); });
 }
 
+// From how many pixels on it pays to search an image for its largest samples and to bound them afterwards.
+inline constexpr std::ptrdiff_t searched_pixels = 1 << 15;
+
+// The largest samples, if tables up to there are worth making; not if they seem to be smaller than `least`.
+template <typename vectors>
+std::optional<sample_maxima> find_worthwhile_maxima(pixel_format layout, planes<const std::uint16_t> from,
+                                                    std::ptrdiff_t count, std::uint16_t least)
+{
+    if (count < searched_pixels) {
+        return std::nullopt;
+    }
+    // The beginning often tells.
+    const std::uint16_t first = find_maxima<vectors>(layout, from, 512).greatest();
+    if (first < least || !is_worth_tables(count, first)) {
+        return std::nullopt;
+    }
+    const sample_maxima maxima = find_maxima<vectors>(layout, from, count);
+    return is_worth_tables(count, maxima.greatest()) ? std::optional(maxima) : std::nullopt;
+}
+
 // The low 16 bits of the input LUTs.
 inline own_tables<std::uint16_t> compact_inputs(const table_set<std::uint32_t>& LUTs, const sample_maxima& maxima)
 {
@@ -143,8 +167,7 @@ inline own_tables<std::uint16_t> compact_inputs(const table_set<std::uint32_t>& 
 template <typename sample>
 own_tables<sample> compact_outputs(const table_set<std::uint32_t>& LUTs, const conversion_settings& settings)
 {
-    const auto last = std::max({settings.blue.clamp_max, settings.green.clamp_max, settings.red.clamp_max});
-    own_tables<sample> compact(last);
+    own_tables<sample> compact(settings.greatest_value());
     const auto add = [&compact](auto channel, const std::uint32_t* LUT, const channel_settings& finish) {
         if (LUT != nullptr) {
             compact.add(channel, finish.clamp_min, finish.clamp_max,

@@ -58,9 +58,7 @@ std::uint32_t transform(const transform_parameters& parameters)
     }
     const LUT_conversion<sample> call{
         parameters.input_format, parameters.output_format, fourth_sample, from, to, count, settings};
-    const bool done = count >= worthwhile_pixels && is_diagonal(matrix)
-                      && convert_channelwise<vectors>(call, matrix, input_LUTs, output_LUTs);
-    if (!done) {
+    if (!convert_channelwise<vectors>(call, matrix, input_LUTs, output_LUTs)) {
         convert_with_LUTs<vectors>(call, input_LUTs, output_LUTs);
     }
     return static_cast<std::uint32_t>(count);

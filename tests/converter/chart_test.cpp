@@ -235,7 +235,8 @@ TEST_F(chart_program, calibrates_and_judges)
     EXPECT_THAT(other.output, testing::ContainsRegex("largest [^\n]*\\(blue\\)\nother.json"));
 
     // A grey picture is no picture of the chart.
-    kx::images::image_8 grey{.width = 640, .height = 480, .samples = std::vector<std::uint8_t>(640 * 480 * 3, 128)};
+    kx::images::image_8 grey{
+        .width = 640, .height = 480, .samples = std::vector<std::uint8_t>(640 * 480 * 3, 128), .about = {}};
     const auto writer = kx::images::create_image(directory_ / "grey.png");
     writer->write_page(grey);
     writer->commit();
@@ -249,7 +250,7 @@ TEST_F(chart_program, calibrates_and_judges)
 TEST_F(chart_program, refuses_what_is_wrong)
 {
     write(directory_ / "grey.tif",
-          {.width = 640, .height = 480, .samples = std::vector<std::uint16_t>(640 * 480 * 3, 9)});
+          {.width = 640, .height = 480, .samples = std::vector<std::uint16_t>(640 * 480 * 3, 9), .about = {}});
     std::ofstream(directory_ / "short.txt") << "blue 1 2 3\n";
     std::ofstream(directory_ / "wrong.txt") << "\nblue 1 2 x\n";
     std::filesystem::create_symlink("photo.tif", directory_ / "link.json");

@@ -1,10 +1,10 @@
 // Camera profiles: what is refused and where, that nothing is lost on the way through a file, and that the library,
 // set up by a profile, does what docs/profiles.md says.
-#include "profile/library_settings.h"
+#include "profile/processor_setup.h"
+#include "profile/white_balance.h"
 #include "tool_test.h"
 
 #include <gmock/gmock.h>
-#include <korvex_kvi_color_processing.h>
 
 #include <algorithm>
 #include <cmath>
@@ -156,39 +156,17 @@ TEST(profile, curves_have_their_published_values)
     EXPECT_EQ(table(1), 1);
 }
 
-// The library set up by hand, so that the settings alone decide.
 template <typename Sample>
 std::vector<Sample> convert(const library_settings& settings, const std::vector<std::uint16_t>& rgb)
 {
+    using korvex::color::image_view;
+    using korvex::color::pixel_layout;
+    const std::size_t pixels = rgb.size() / 3;
     std::vector<Sample> result(rgb.size());
-    kx_color_processing_module_initialize();
-    kx_color_processor* const processor =
-        kx_color_create_color_processor(settings.input_LUT_bit_depth, settings.output_LUT_bit_depth);
-    kx_color_append_matrix(processor, settings.matrix.data());
-    const auto& [in_blue, in_green, in_red] = settings.input_LUTs;
-    const auto& [out_blue, out_green, out_red] = settings.output_LUTs;
-    std::ranges::copy(in_blue, kx_color_get_blue_input_LUT(processor));
-    std::ranges::copy(in_green, kx_color_get_green_input_LUT(processor));
-    std::ranges::copy(in_red, kx_color_get_red_input_LUT(processor));
-    std::ranges::copy(out_blue, kx_color_get_blue_output_LUT(processor));
-    std::ranges::copy(out_green, kx_color_get_green_output_LUT(processor));
-    std::ranges::copy(out_red, kx_color_get_red_output_LUT(processor));
-    kx_color_enable_input_LUTs(processor, !in_blue.empty(), !in_green.empty(), !in_red.empty());
-    kx_color_enable_output_LUTs(processor, !out_blue.empty(), !out_green.empty(), !out_red.empty());
-    const auto transform = [&](auto* call) {
-        EXPECT_EQ(call(processor, rgb.data(), KX_COLOR_INTERLEAVED_RGB, settings.clamp_min, settings.clamp_max,
-                       settings.clamp_min, settings.clamp_max, settings.clamp_min, settings.clamp_max, settings.shift,
-                       settings.shift, settings.shift, result.data(), KX_COLOR_INTERLEAVED_RGB,
-                       static_cast<std::int32_t>(rgb.size() / 3)),
-                  KX_COLOR_SUCCESS);
-    };
-    if constexpr (sizeof(Sample) == 1) {
-        transform(kx_color_transform_48_to_24);
-    } else {
-        transform(kx_color_transform_48_to_48);
-    }
-    kx_color_destroy_color_processor(processor);
-    kx_color_processing_module_terminate();
+    make_processor(korvex::color::library(), settings)
+        .transform(image_view<const std::uint16_t>(rgb.data(), pixel_layout::interleaved_rgb, pixels, 1),
+                   image_view<Sample>(result.data(), pixel_layout::interleaved_rgb, pixels, 1),
+                   transform_options_of(settings));
     return result;
 }
 
@@ -272,6 +250,42 @@ TEST(profile, the_library_does_the_documented_arithmetic)
     const library_settings red = make_settings(camera_profile({.white_balance = {2, 1, 1}}));
     EXPECT_EQ(red.input_LUTs[0].size() + red.input_LUTs[1].size(), 0);
     EXPECT_EQ(red.input_LUTs[2].size(), 65536);
+}
+
+TEST(profile, white_balance_from_an_area)
+{
+    kx::images::image_16 picture{.width = 4, .height = 3, .samples = std::vector<std::uint16_t>(36, 4000), .about = {}};
+    for (std::size_t pixel = 5; pixel < 7; ++pixel) { // a grey stripe of two pixels
+        const std::uint16_t brightness = pixel == 5 ? 100 : 300;
+        const std::array<std::uint16_t, 3> light{brightness, static_cast<std::uint16_t>(2 * brightness), brightness};
+        for (std::size_t channel = 0; channel < 3; ++channel) {
+            picture.samples[3 * pixel + channel] = static_cast<std::uint16_t>(64 + light[channel]);
+        }
+    }
+    const camera_profile camera({.bits = 12, .black_level = {64, 64, 64}});
+    const auto close_to = [](const channel_values& gains) {
+        return testing::Pointwise(testing::DoubleNear(1e-12), gains);
+    };
+    EXPECT_THAT(balance_from_area(picture, {1, 1, 2, 1}, camera), close_to({2, 1, 2}));
+    kx::images::image_16 planar = picture;
+    planar.layout = kx::images::arrangement::planar_bgr;
+    for (std::size_t place = 0; place < 36; ++place) {
+        planar.samples[(2 - place % 3) * 12 + place / 3] = picture.samples[place];
+    }
+    planar.samples[2 * 12 + 5] = 64; // red
+    EXPECT_THAT(balance_from_area(planar, {1, 1, 2, 1}, camera), close_to({800.0 / 300.0, 1, 2}));
+
+    const auto expect_area_refused = [&](const pixel_area& area, const char* reason) {
+        expect_refused([&] { balance_from_area(picture, area, camera); }, "/white_balance", reason, reason);
+    };
+    for (const pixel_area& area :
+         {pixel_area{0, 0, 0, 1}, {0, 0, 5, 1}, {4, 0, 1, 1}, {0, 3, 1, 1}, {0, 2, 1, 2}, {1, 0, 0xFFFFFFFF, 1}}) {
+        expect_area_refused(area, "lies beyond");
+    }
+    picture.samples[0] = 4095;
+    expect_area_refused({0, 0, 2, 1}, "over-exposed");
+    picture.samples[0] = 64;
+    expect_area_refused({0, 0, 1, 1}, "no brighter");
 }
 
 } // namespace

@@ -9,7 +9,7 @@ namespace kx_test {
 
 namespace {
 
-constexpr int depth = 12;
+constexpr int depth = 14;
 constexpr std::int32_t pixels = (1 << 18) + 37; // enough for the vector modules to make tables of their own
 constexpr std::size_t input_bytes = std::size_t{6} * pixels;
 constexpr std::size_t offset = input_bytes / 2; // of the output, so that its first half meets samples yet to be read
@@ -24,7 +24,7 @@ TEST_F(live_frame, looks_up_nothing_but_entries_of_the_LUTs)
     const test_processor processor(depth, depth, random);
     for (const auto& LUTs : {processor.LUTs().input, processor.LUTs().output}) {
         for (std::uint32_t* const LUT : LUTs) {
-            std::generate_n(LUT, 1 << depth, [&random] { return random() % 2 == 0 ? 0x0303U : 0x0F0FU; });
+            std::generate_n(LUT, 1 << depth, [&random] { return random() % 2 == 0 ? 0x3C3CU : 0x3F3FU; });
         }
     }
     static constexpr struct {
@@ -36,8 +36,8 @@ TEST_F(live_frame, looks_up_nothing_but_entries_of_the_LUTs)
         {{false, true, false}, {true, true, true}},
     };
     std::vector<std::uint16_t> small(input_bytes / 2);
-    std::generate(small.begin(), small.end(), [&random] { return static_cast<std::uint16_t>(random() % 8); });
-    small.front() = 15; // one channel's largest sample is not the others'
+    std::generate(small.begin(), small.end(), [&random] { return static_cast<std::uint16_t>(random() % 8000); });
+    small.front() = 8300; // one channel's largest sample is not the others'
     pixel_case made;
     made.pixel_count = pixels;
     made.channels.fill({0, (1 << depth) - 1, 0});
@@ -60,7 +60,7 @@ TEST_F(live_frame, looks_up_nothing_but_entries_of_the_LUTs)
                 const auto fourths = made.choices.fourth_sample ? static_cast<std::ptrdiff_t>(output_bytes / 4) : 0;
                 ASSERT_EQ(std::count(output, output + output_bytes, 0), fourths) << describe(made);
                 const auto found =
-                    std::count(output, output + output_bytes, 0x03) + std::count(output, output + output_bytes, 0x0F);
+                    std::count(output, output + output_bytes, 0x3C) + std::count(output, output + output_bytes, 0x3F);
                 ASSERT_EQ(found, static_cast<std::ptrdiff_t>(output_bytes) - fourths) << describe(made);
             }
         }

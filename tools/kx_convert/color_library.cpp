@@ -79,7 +79,7 @@ void color_processor::run(const images::image_16& input, images::image<Sample>& 
     try {
         processor_.check_samples(from);
     } catch (const std::invalid_argument& beyond) {
-        throw std::runtime_error(std::string(beyond.what()) + ": --input-lut-bits is too small");
+        throw std::runtime_error(std::string(beyond.what()) + ": are --input-bits or --input-lut-bits too small?");
     }
     const auto start = std::chrono::steady_clock::now();
     processor_.transform(from, to, options_);

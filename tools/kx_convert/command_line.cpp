@@ -1,5 +1,6 @@
 #include "command_line.h"
 
+#include "camera_options.h"
 #include "option_groups.h"
 
 namespace kx::convert {
@@ -11,11 +12,14 @@ constexpr const char* description =
     "output LUTs, shift, in this order. Without options the samples stay as they are.";
 
 constexpr const char* footer =
-    "LUT is srgb, gamma:G (encodes with the exponent 1/G), linear, or a text file: 2^BITS entries of 0..65535,\n"
-    "one a line, or an index and a value a line. Curves span the table and the output's range; entries of\n"
-    "files are taken as they stand. What indexes an output LUT is the clamped result of the matrix.\n"
+    "LUT is a curve that spans the table and the output's range: linear, srgb, rec709, gamma:G (the exponent 1/G),\n"
+    "inverse: and one of these, or a file: .cube (1D), .spi1d, or text with numbers from 0.0 to 1.0 at equal steps.\n"
+    "Or it is a text file of 2^BITS entries of 0..65535, one a line, or an index and a value a line, taken as they\n"
+    "stand. What indexes an output LUT is the clamped result of the matrix.\n"
     "--input-lut, --output-lut, --clamp and --shift also come for one channel: --red-clamp 0 4000.\n"
-    "Exit codes: 0 all converted, 1 a file failed, 2 the options cannot be followed.";
+    "Exit codes: 0 all converted, 1 a file failed, 2 the options cannot be followed.\n"
+    "\n"
+    "Example, with a camera's profile: kx_convert stack.tif picture.tif --profile camera.json";
 
 // Without CLI11's second empty line before each group: the help should fit two screens.
 class help_formatter : public CLI::Formatter {
@@ -42,6 +46,7 @@ std::variant<settings, int> parse_command_line(int count, char** arguments)
     app.formatter(std::make_shared<help_formatter>());
 
     const file_options files(app);
+    const camera_options camera(app);
     const processing_options processing(app);
     const output_options output(app);
     try {
@@ -53,6 +58,7 @@ std::variant<settings, int> parse_command_line(int count, char** arguments)
     files.put_into(wanted);
     processing.put_into(wanted);
     output.put_into(wanted);
+    camera.put_into(wanted);
     return wanted;
 }
 

@@ -1,5 +1,6 @@
 #include "conversion.h"
 
+#include "camera_balance.h"
 #include "file_report.h"
 #include "images/description.h"
 #include "images/orientation.h"
@@ -79,7 +80,7 @@ public:
         job_.reader.read_page(page, input_);
         if (input_.was_8_bit && wanted.input_bits.value_or(16) != 16) {
             throw images::image_error(job_.task.input, "has 8-bit samples, which are read as 16 bits: --input-bits "
-                                                       "does not apply");
+                                                       "and profiles of other cameras do not apply");
         }
         output_.width = input_.width;
         output_.height = input_.height;
@@ -163,6 +164,11 @@ void convert_file(const conversion_run& run, const file_task& task, unsigned thr
     check_output(wanted, task);
     const std::unique_ptr<images::image_reader> reader = images::open_image(task.input);
     const std::vector<std::uint32_t> pages = select_pages(wanted, reader->page_count());
+    if (wanted.balance_area) {
+        const settings balanced = balance_camera(wanted, *reader, pages.front(), task.input);
+        const transform_plan plan = make_plan(balanced);
+        return convert_file({balanced, plan, run.module, run.messages, run.steps_are_pages}, task, threads);
+    }
     const std::uint64_t pixels = total_pixels(*reader, pages);
     const std::unique_ptr<images::image_writer> writer = images::create_image(
         task.output, {.tiff_compression = wanted.tiff_compression.value_or(images::compression::none),

@@ -1,6 +1,10 @@
 #include "lookup_table.h"
 
+#include "curve_file.h"
 #include "text_numbers.h"
+
+#include "profile/profile_error.h"
+#include "profile/tone_curve.h"
 
 #include <cmath>
 #include <functional>
@@ -12,28 +16,17 @@ namespace {
 // Maps 0..1 to 0..1.
 using curve = std::function<double(double)>;
 
-double encode_srgb(double linear)
-{
-    return linear <= 0.0031308 ? 12.92 * linear : 1.055 * std::pow(linear, 1.0 / 2.4) - 0.055;
-}
-
 curve curve_named(const given<std::string>& source)
 {
-    constexpr std::string_view gamma_mark = "gamma:";
-    if (source.value == "linear") {
-        return [](double x) { return x; };
-    }
-    if (source.value == "srgb") {
-        return encode_srgb;
-    }
-    if (source.value.starts_with(gamma_mark)) {
-        const auto gamma = parse_number<double>(std::string_view(source.value).substr(gamma_mark.size()));
-        if (!gamma || !(*gamma >= 0.01 && *gamma <= 100.0)) {
-            throw option_error(source.option, "'" + source.value + "' needs a number from 0.01 to 100 after 'gamma:'");
+    try {
+        return profile::tone_curve::named(source.value);
+    } catch (const profile::profile_error& error) {
+        const std::string& name = source.value;
+        if (name.starts_with("gamma:") || name.starts_with("inverse:")) {
+            throw option_error(source.option, error.reason());
         }
-        return [exponent = 1.0 / *gamma](double x) { return std::pow(x, exponent); };
+        return nullptr; // a file
     }
-    return nullptr;
 }
 
 std::vector<std::uint32_t> read_table(const given<std::string>& source, std::size_t entries)
@@ -71,16 +64,21 @@ std::vector<std::uint32_t> read_table(const given<std::string>& source, std::siz
 
 } // namespace
 
-std::vector<std::uint32_t> make_lookup_table(const given<std::string>& source, int bits, std::uint32_t full_scale)
+std::vector<std::uint32_t> make_lookup_table(const given<std::string>& source, std::size_t channel, int bits,
+                                             std::uint32_t full_scale)
 {
     const std::size_t entries = std::size_t{1} << bits;
-    const curve shape = curve_named(source);
+    curve shape = curve_named(source);
     if (shape == nullptr) {
-        return read_table(source, entries);
+        const auto from_file = read_curve_file(source, channel);
+        if (!from_file) {
+            return read_table(source, entries);
+        }
+        shape = *from_file;
     }
     std::vector<std::uint32_t> table(entries);
-    for (std::size_t index = 1; index < entries; ++index) { // all curves begin at 0
-        const double x = static_cast<double>(index) / static_cast<double>(entries - 1);
+    for (std::size_t index = 0; index < entries; ++index) {
+        const double x = entries == 1 ? 0.0 : static_cast<double>(index) / static_cast<double>(entries - 1);
         table[index] = static_cast<std::uint32_t>(std::lround(shape(x) * full_scale));
     }
     return table;

@@ -8,8 +8,10 @@
 
 namespace kx::convert {
 
-// The table of 2^bits entries that `source` names: a curve ("linear", "srgb", "gamma:G") whose full scale is
-// `full_scale`, or else a text file whose entries are taken as they stand. Throws option_error.
-std::vector<std::uint32_t> make_lookup_table(const given<std::string>& source, int bits, std::uint32_t full_scale);
+// A channel's table of 2^bits entries that `source` names: a curve, by the names of profile::tone_curve or in a file
+// that read_curve_file() takes, whose full scale is `full_scale`, or else a text file whose entries are taken as they
+// stand. Throws option_error.
+std::vector<std::uint32_t> make_lookup_table(const given<std::string>& source, std::size_t channel, int bits,
+                                             std::uint32_t full_scale);
 
 } // namespace kx::convert

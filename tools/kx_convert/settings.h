@@ -2,6 +2,8 @@
 #pragma once
 
 #include "images/image_file.h"
+#include "profile/camera_profile.h"
+#include "profile/white_balance.h"
 
 #include <array>
 #include <cstdint>
@@ -49,6 +51,10 @@ struct settings {
     std::vector<page_range> pages;                  // none: all
     bool overwrite = true;
     bool stop_at_error = false;
+
+    // The camera's profile, with what overrides its members put in. Without one the options below say it all.
+    std::optional<profile::camera_profile> camera;
+    std::optional<profile::pixel_area> balance_area; // that the camera's white balance comes from, in each file
 
     std::optional<int> input_bits; // delivered by the camera
     std::vector<matrix> matrices;  // in the order in which they are appended

@@ -45,7 +45,12 @@ std::vector<std::uint32_t> make_output_LUT(const tone_curve& curve, int bit_dept
 
 } // namespace
 
-library_settings make_settings(const camera_profile& profile)
+int default_output_LUT_bit_depth(const camera_profile& profile)
+{
+    return profile.values().output_depth == 16 ? 16 : std::max(profile.values().bits, 12);
+}
+
+library_settings make_settings(const camera_profile& profile, std::optional<int> output_LUT_bit_depth)
 {
     const profile_values& values = profile.values();
     library_settings settings;
@@ -63,8 +68,8 @@ library_settings make_settings(const camera_profile& profile)
 
     // The matrix delivers what the output LUT is indexed by or, where the curve is a straight line, the output sample.
     int result_bits = values.output_depth;
-    if (!values.tone_curve.is_linear()) {
-        result_bits = values.output_depth == 16 ? 16 : std::max(values.bits, 12);
+    if (output_LUT_bit_depth || !values.tone_curve.is_linear()) {
+        result_bits = output_LUT_bit_depth.value_or(default_output_LUT_bit_depth(profile));
         settings.output_LUT_bit_depth = result_bits;
         settings.output_LUTs.fill(make_output_LUT(values.tone_curve, result_bits, last_entry(values.output_depth)));
     }

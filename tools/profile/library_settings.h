@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace kx::profile {
@@ -24,6 +25,10 @@ struct library_settings {
     bool operator==(const library_settings&) const = default;
 };
 
-library_settings make_settings(const camera_profile& profile);
+// `output_LUT_bit_depth` asks for output LUTs of this depth, also where the curve needs none.
+library_settings make_settings(const camera_profile& profile, std::optional<int> output_LUT_bit_depth = {});
+
+// The depth of output LUTs unless another is asked for.
+int default_output_LUT_bit_depth(const camera_profile& profile);
 
 } // namespace kx::profile
