@@ -17,9 +17,7 @@ constexpr const char* footer =
     "Or it is a text file of 2^BITS entries of 0..65535, one a line, or an index and a value a line, taken as they\n"
     "stand. What indexes an output LUT is the clamped result of the matrix.\n"
     "--input-lut, --output-lut, --clamp and --shift also come for one channel: --red-clamp 0 4000.\n"
-    "Exit codes: 0 all converted, 1 a file failed, 2 the options cannot be followed.\n"
-    "\n"
-    "Example, with a camera's profile: kx_convert stack.tif picture.tif --profile camera.json";
+    "Exit codes: 0 all converted, 1 a file failed, 2 the options cannot be followed.";
 
 // Without CLI11's second empty line before each group: the help should fit two screens.
 class help_formatter : public CLI::Formatter {
