@@ -267,15 +267,25 @@ TEST(Terminal, SeesProgressOfStacksOnly)
                                 static_cast<std::size_t>(std::max<ssize_t>(0, read(master, text.data(), text.size()))));
         EXPECT_EQ(shown.find("***") != std::string::npos, progress) << shown;
     }
+    // An error begins on a line of its own.
+    write_image(directory / "bad.tif", {{make_picture(5, 5, 1, 3), page}});
+    EXPECT_EQ(run_program(KX_CONVERT_PROGRAM, directory,
+                          "bad.tif --input-lut srgb --input-lut-bits 2 --threads 1 " + to_terminal)
+                  .exit_code,
+              1);
+    const auto length = static_cast<std::size_t>(std::max<ssize_t>(0, read(master, text.data(), text.size())));
+    EXPECT_THAT(std::string(text.data(), length), HasSubstr("*\r\nkx_convert: bad.tif: page 2: "));
     // A stopped terminal holds the program up in the middle of its work; ended there, it leaves nothing behind.
     const auto before = directory.content();
     tcflow(terminal, TCOOFF);
-    const char* const end_when_begun =
-        "& for try in $(seq 500); do [ -e folder/.kx-* ] && kill $! && { wait $!; exit; };"
-        "sleep 0.01; done; kill -KILL $!";
-    EXPECT_EQ(run_program(KX_CONVERT_PROGRAM, directory, "stack.tif " + to_terminal + end_when_begun).exit_code,
-              128 + SIGTERM);
-    EXPECT_TRUE(directory.content() == before);
+    for (const int signal : {SIGTERM, SIGUSR2, SIGSEGV, SIGRTMIN}) {
+        const std::string end_when_begun = "& for try in $(seq 500); do [ -e folder/.kx-* ] && kill -"
+                                           + std::to_string(signal)
+                                           + " $! && { wait $!; exit; }; sleep 0.01; done; kill -KILL $!";
+        EXPECT_EQ(run_program(KX_CONVERT_PROGRAM, directory, "stack.tif " + to_terminal + end_when_begun).exit_code,
+                  128 + signal);
+        EXPECT_TRUE(directory.content() == before) << signal;
+    }
     close(terminal);
     close(master);
 }
@@ -285,7 +295,8 @@ TEST(CommandLine, HelpAndVersionGoToStandardOutput)
     const work_directory directory;
     const program_result help = run_program(KX_CONVERT_PROGRAM, directory, "--help");
     EXPECT_EQ(help.exit_code, 0);
-    EXPECT_THAT(help.output, testing::AllOf(HasSubstr("--red-clamp"), HasSubstr("Example")));
+    EXPECT_THAT(help.output, testing::AllOf(HasSubstr("--red-clamp"), HasSubstr("Exit codes")));
+    EXPECT_LE(std::ranges::count(help.output, '\n'), 50) << "two screens";
     EXPECT_THAT(run_program(KX_CONVERT_PROGRAM, directory, "--version").output,
                 testing::MatchesRegex("kx_convert [0-9]+.[0-9]+.[0-9]+\n"));
 }

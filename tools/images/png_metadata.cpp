@@ -11,7 +11,21 @@ namespace {
 
 constexpr const char* xmp_keyword = "XML:com.adobe.xmp";
 
-// Texts of chunks other than iTXt are Latin-1.
+// Whether every byte beyond ASCII belongs to a character of several bytes.
+bool is_utf8(const std::string& text)
+{
+    int missing = 0;
+    for (const unsigned char byte : text) {
+        const bool continues = (byte & 0xC0) == 0x80;
+        if (continues != (missing > 0)) {
+            return false;
+        }
+        missing = continues ? missing - 1 : byte >= 0xF0 ? 3 : byte >= 0xE0 ? 2 : byte >= 0xC0 ? 1 : 0;
+    }
+    return missing == 0;
+}
+
+// Texts of chunks other than iTXt should be Latin-1; not all programs know.
 std::string utf8_from_latin1(const std::string& text)
 {
     std::string result;
@@ -44,9 +58,9 @@ metadata read_metadata(png_structp png, png_infop info)
     const int count = png_get_text(png, info, &texts, nullptr);
     for (int index = 0; index < count; ++index) {
         const png_text& text = texts[index];
-        const bool is_utf8 = text.compression >= PNG_ITXT_COMPRESSION_NONE;
-        const std::string content(text.text, is_utf8 ? text.itxt_length : text.text_length);
-        about.texts.emplace_back(text.key, is_utf8 ? content : utf8_from_latin1(content));
+        const bool is_international = text.compression >= PNG_ITXT_COMPRESSION_NONE;
+        const std::string content(text.text, is_international ? text.itxt_length : text.text_length);
+        about.texts.emplace_back(text.key, is_utf8(content) ? content : utf8_from_latin1(content));
     }
     png_uint_32 x = 0;
     png_uint_32 y = 0;
@@ -119,7 +133,7 @@ png_metadata::png_metadata(const metadata& about, std::set<std::string>& left_ou
     }
 }
 
-void png_metadata::set(png_structp png, png_infop info)
+bool png_metadata::set(png_structp png, png_infop info)
 {
     if (!entries_.empty()) {
         png_set_text(png, info, entries_.data(), static_cast<int>(entries_.size()));
@@ -144,9 +158,11 @@ void png_metadata::set(png_structp png, png_infop info)
         png_set_iCCP(png, info, profile_name, PNG_COMPRESSION_TYPE_BASE,
                      reinterpret_cast<png_const_bytep>(about_.icc_profile.data()),
                      static_cast<png_uint_32>(about_.icc_profile.size()));
+        return png_get_valid(png, info, PNG_INFO_iCCP) != 0; // refused unless it is a profile for RGB
     } else if (about_.gamma) {
         png_set_gAMA(png, info, *about_.gamma);
     }
+    return true;
 }
 
 } // namespace kx::images

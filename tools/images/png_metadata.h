@@ -18,7 +18,8 @@ public:
     // Adds the names of what a PNG cannot hold to `left_out`.
     png_metadata(const metadata& about, std::set<std::string>& left_out);
 
-    void set(png_structp png, png_infop info);
+    // Returns whether libpng took all of it.
+    bool set(png_structp png, png_infop info);
 
 private:
     const metadata& about_;

@@ -73,7 +73,10 @@ void png_writer::write(const samples_view& page)
         png_set_compression_buffer_size(png, chunk_bytes);
         png_set_IHDR(png, handle_.info(), page.width, page.height, static_cast<int>(8 * page.sample_bytes),
                      PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-        about.set(png, handle_.info());
+        png_set_benign_errors(png, 1); // a profile that it does not like is no reason to give up
+        if (!about.set(png, handle_.info())) {
+            left_out_.insert("the ICC profile, which is none for RGB");
+        }
         png_write_info(png, handle_.info());
         if (page.sample_bytes > 1) {
             set_byte_order(png);

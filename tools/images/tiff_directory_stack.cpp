@@ -5,6 +5,8 @@ namespace kx::images {
 
 namespace {
 
+constexpr std::uint64_t max_pages = std::uint64_t{1} << 24;
+
 // Where the page's samples begin, if all of them stand in one piece, as they are.
 std::optional<std::uint64_t> plain_start(TIFF* tiff, std::uint64_t page_bytes)
 {
@@ -43,7 +45,7 @@ std::vector<tiff_page> pages_of_directory(tiff_file& file, const tiff_page& firs
 
     const std::uint64_t page_bytes = page_samples * (first.bits / 8);
     const auto start = plain_start(tiff, page_bytes);
-    if (!start || count > (file.stream().size() - *start) / page_bytes) {
+    if (!start || count > max_pages || count > (file.stream().size() - *start) / page_bytes) {
         const std::string claim = "is said to hold " + std::to_string(count) + " pages";
         if (depth > 1 || said.without_directories) {
             file.fail(claim + ", but only the first can be read");

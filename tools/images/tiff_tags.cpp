@@ -163,6 +163,12 @@ std::string text_of(const std::vector<std::byte>& bytes)
     return text.substr(0, text.find_last_not_of('\0') + 1);
 }
 
+// As TIFF writes it: 2026:01:31 23:59:59.
+bool is_date(const std::string& text)
+{
+    return text.size() == 19 && text[4] == ':' && text[7] == ':' && text[10] == ' ' && text[13] == ':';
+}
+
 // Private tags are unknown to libtiff until they are declared. Rationals go through single precision.
 bool write_tag(TIFF* tiff, const tiff_tag& tag)
 {
@@ -244,7 +250,7 @@ void write_metadata(tiff_file& file, const metadata& about, std::set<std::string
     TIFF* const tiff = file.get();
     for (const auto& [keyword, text] : about.texts) {
         const auto tag = std::ranges::find(text_keywords, keyword, [](const auto& entry) { return entry.second; });
-        if (tag != text_keywords.end()) {
+        if (tag != text_keywords.end() && (tag->first != TIFFTAG_DATETIME || is_date(text))) {
             file.set(tag->first, text.c_str());
         } else {
             left_out.insert("the text \"" + keyword + '"');

@@ -18,6 +18,8 @@ constexpr std::uint64_t big_tiff_from = 0xF0000000;
 // Large enough that calls to the system do not count, small enough to share a page among threads.
 constexpr std::size_t strip_bytes = std::size_t{1} << 20;
 
+constexpr int default_zstd_level = 3; // zstd's own; libtiff's takes twice the time
+
 std::uint16_t tag_of(compression chosen)
 {
     switch (chosen) {
@@ -81,9 +83,10 @@ void set_layout(tiff_file& file, const samples_view& page, const write_options& 
     if (options.tiff_compression != compression::none) {
         file.set(TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
     }
-    if (options.level && options.tiff_compression != compression::lzw) {
-        file.set(options.tiff_compression == compression::zstd ? TIFFTAG_ZSTD_LEVEL : TIFFTAG_ZIPQUALITY,
-                 *options.level);
+    if (options.tiff_compression == compression::zstd) {
+        file.set(TIFFTAG_ZSTD_LEVEL, options.level.value_or(default_zstd_level));
+    } else if (options.tiff_compression == compression::deflate && options.level) {
+        file.set(TIFFTAG_ZIPQUALITY, *options.level);
     }
     if (page.channels == 4) {
         // Neither alpha nor anything else that a viewer should interpret.

@@ -77,8 +77,7 @@ std::string option_for(const std::string& path)
 camera_options::camera_options(CLI::App& app) : app_(app)
 {
     app.add_option("--profile", profile_,
-                   "The camera's profile, JSON: bits, black level, white balance, matrix, curve\n"
-                   "and depth. Other options override its members")
+                   "The camera's profile (JSON, docs/profiles.md); other options override its members")
         ->type_name("FILE")
         ->group(group);
     app.add_option("--black-level", black_level_, "Samples without light: red, green, blue")

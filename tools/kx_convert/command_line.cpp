@@ -12,15 +12,24 @@ constexpr const char* description =
     "output LUTs, shift, in this order. Without options the samples stay as they are.";
 
 constexpr const char* footer =
-    "\nLUT is a curve that spans the table and the output's range: linear, srgb, rec709, gamma:G (the exponent 1/G),\n"
+    "LUT is a curve that spans the table and the output's range: linear, srgb, rec709, gamma:G (the exponent 1/G),\n"
     "inverse: and one of these, or a file: .cube (1D), .spi1d, or text with numbers from 0.0 to 1.0 at equal steps.\n"
     "Or it is a text file of 2^BITS entries of 0..65535, one a line, or an index and a value a line, taken as they\n"
     "stand. What indexes an output LUT is the clamped result of the matrix.\n"
     "--input-lut, --output-lut, --clamp and --shift also come for one channel: --red-clamp 0 4000.\n"
-    "\n"
-    "Examples: with a camera's profile (docs/profiles.md); 12-bit data as an 8-bit sRGB picture\n"
-    "  kx_convert stack.tif picture.tif --profile camera.json\n"
-    "  kx_convert stack.tif picture.tif --input-bits 12 --white-balance 1.9 1 1.5 --output-lut srgb --depth 8\n";
+    "Exit codes: 0 all converted, 1 a file failed, 2 the options cannot be followed.";
+
+// Without CLI11's second empty line before each group: the help should fit two screens.
+class help_formatter : public CLI::Formatter {
+public:
+    help_formatter() { column_width(27); }
+
+    std::string make_group(std::string group, bool is_positional, std::vector<const CLI::Option*> shown) const override
+    {
+        const std::string text = CLI::Formatter::make_group(std::move(group), is_positional, std::move(shown));
+        return text.empty() ? text : text.substr(1);
+    }
+};
 
 } // namespace
 
@@ -32,7 +41,7 @@ std::variant<settings, int> parse_command_line(int count, char** arguments)
     app.failure_message([](const CLI::App*, const CLI::Error& error) {
         return std::string("kx_convert: ") + error.what() + "\nkx_convert --help lists the options.\n";
     });
-    app.get_formatter()->column_width(27);
+    app.formatter(std::make_shared<help_formatter>());
 
     const file_options files(app);
     const camera_options camera(app);

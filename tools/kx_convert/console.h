@@ -14,6 +14,9 @@ class console {
 public:
     // A quiet one shows errors and information alone.
     explicit console(bool quiet) : quiet_(quiet) {}
+    console(const console&) = delete;
+    console& operator=(const console&) = delete;
+    ~console() { end_progress(); } // what others print begins on a line of its own, too
 
     // Shows a bar that so many steps complete, if anybody watches and there is something to wait for.
     void begin_progress(unsigned long steps);

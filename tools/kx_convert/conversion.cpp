@@ -149,6 +149,10 @@ void check_output(const settings& wanted, const file_task& task)
         && wanted.tiff_compression.value_or(images::compression::none) == images::compression::none) {
         throw option_error("--level", "there is nothing to compress: give --compression, or write a PNG");
     }
+    const bool to_zstd = wanted.tiff_compression == images::compression::zstd;
+    if (wanted.level && (to_zstd ? *wanted.level < 1 : *wanted.level > 9)) {
+        throw option_error("--level", "there is no level " + std::to_string(*wanted.level) + " of this compression");
+    }
 }
 
 } // namespace

@@ -33,9 +33,7 @@ std::vector<page_range> to_pages(const std::string& text)
 
 file_options::file_options(CLI::App& app)
 {
-    app.add_option("files", files_,
-                   "Images to read, or folders of them: 16- or 8-bit RGB, TIFF or PNG.\n"
-                   "Without -o the last of two is the output")
+    app.add_option("files", files_, "Images to read, or folders of them; without -o the last one is the output")
         ->required()
         ->type_name("");
     app.add_option("-o,--output", output_, "File or folder to write; names are kept in a folder")

@@ -26,40 +26,38 @@ CLI::Validator one_of(Set allowed)
 
 output_options::output_options(CLI::App& app)
 {
-    constexpr const char* output = "Output";
+    constexpr const char* group = "Output and execution";
     app.add_option("--depth", depth_, "Bits of an output sample: 16 (default) or 8")
         ->type_name("BITS")
         ->check(one_of(std::set{8U, 16U}))
-        ->group(output);
-    app.add_option("--channels", channels_,
-                   "Samples of an output pixel: 3 (default), or 4, the fourth unspecified and 0\n(TIFF only)")
+        ->group(group);
+    app.add_option("--channels", channels_, "Samples of an output pixel: 3 (default), or 4, the fourth 0 (TIFF only)")
         ->type_name("N")
         ->check(one_of(std::set{3U, 4U}))
-        ->group(output);
-    app.add_flag("--planar", planar_, "Write separate planes (TIFF only)")->group(output);
+        ->group(group);
+    app.add_flag("--planar", planar_, "Write separate planes (TIFF only)")->group(group);
     app.add_option("--compression", compression_, "none (default), lzw, deflate or zstd (TIFF only)")
         ->type_name("NAME")
         ->check(one_of(compressions))
-        ->group(output);
-    app.add_option("--level", level_, "Effort of compression: PNG 0..9 (default 1), deflate 1..9 (6), zstd 1..22 (9)")
+        ->group(group);
+    app.add_option("--level", level_, "Effort of compression: PNG 0..9 (default 1), deflate 1..9 (6), zstd 1..22 (3)")
         ->type_name("N")
         ->check(CLI::Range(0, 22).description(""))
-        ->group(output);
+        ->group(group);
 
     app.add_flag("--bigtiff", big_tiff_, "Write a BigTIFF, whatever the size; larger than 4 GB they always are")
-        ->group(output);
+        ->group(group);
 
-    constexpr const char* execution = "Execution";
     app.add_option("--threads", threads_, "Convert with N threads (default: one for each processor core)")
         ->type_name("N")
         ->check(CLI::Range(1U, 256U).description(""))
-        ->group(execution);
+        ->group(group);
     app.add_option("--vector-level", vector_level_, "Use at most these kernels: scalar, sse, avx2 or auto (default)")
         ->type_name("LEVEL")
         ->check(one_of(vector_levels))
-        ->group(execution);
-    app.add_flag("--info", info_, "Print the vector level, the times and the clipped samples")->group(execution);
-    app.add_flag("--quiet", quiet_, "No progress, warnings and summary")->group(execution);
+        ->group(group);
+    app.add_flag("--info", info_, "Print the vector level, the times and the clipped samples")->group(group);
+    app.add_flag("--quiet", quiet_, "No progress, warnings and summary")->group(group);
 }
 
 void output_options::put_into(settings& wanted) const

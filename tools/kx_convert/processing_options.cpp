@@ -62,10 +62,8 @@ processing_options::processing_options(CLI::App& app)
       output_tables_(app, "output-lut", "LUT for the clamped results", "LUT", any_text()),
       clamps_(app, "clamp", "Range of the rounded results, within 0..65535; default: all that fits the output",
               "MIN MAX", between(0, 65535)),
-      shifts_(app, "shift",
-              "Shift the results left, or right if D is negative (-15..15); default 0,\n"
-              "but -8 for 8-bit output without output LUT",
-              "D", between(KX_COLOR_MIN_SHIFT_DISTANCE, KX_COLOR_MAX_SHIFT_DISTANCE))
+      shifts_(app, "shift", "Shift the results left, or right if D is negative (-15..15); default: to the depth", "D",
+              between(KX_COLOR_MIN_SHIFT_DISTANCE, KX_COLOR_MAX_SHIFT_DISTANCE))
 {
     add_matrices(app);
     app.add_option("--input-bits", input_bits_,
@@ -90,8 +88,7 @@ void processing_options::add_matrices(CLI::App& app)
 {
     app.add_option_function<std::vector<std::string>>(
            "--matrix", [this](const auto& words) { matrices_.push_back(to_matrix("--matrix", words)); },
-           "Append a matrix, row by row: rows are output red, green, blue, columns\n"
-           "input red, green, blue. May be repeated: M becomes M x A")
+           "Append a matrix by rows, red first; may be repeated: M becomes M x A")
         ->type_size(9)
         ->expected(1)
         ->type_name("N1 .. N9")
