@@ -99,7 +99,7 @@ TEST_F(views_test, bands_on_threads_share_one_processor)
     const std::vector<std::uint16_t> pixels = noise(width * height * 3);
     const std::vector<std::uint8_t> expected = expected_of<std::uint8_t>(pixels, 4);
     for (const kc::pixel_layout layout : layouts) {
-        for (const std::size_t count : {1, 3, 4, 16}) { // also more bands than rows
+        for (const std::size_t count : {1U, 3U, 4U, 16U}) { // also more bands than rows
             placed_image<std::uint16_t> input({layout, place::in_a_larger_image, width, height, 3});
             input.for_each_sample([&](std::uint16_t& sample, std::size_t n) { sample = pixels[n]; });
             placed_image<std::uint8_t> output({layout, place::alone, width, height, 4});
@@ -131,7 +131,7 @@ TEST_F(views_test, bands_differ_by_one_row_at_most)
 TEST_F(views_test, rectangles_side_by_side_do_not_overlap)
 {
     for (const kc::pixel_layout layout : layouts) {
-        for (const std::size_t input_column : {0, 5}) {
+        for (const std::size_t input_column : {0U, 5U}) {
             std::vector<std::uint16_t> pixels = noise(std::size_t{5} * 4 * 3);
             std::vector<std::uint16_t> expected(pixels.size());
             const kc::image_view from(pixels.data(), layout, 5, 4);
