@@ -24,11 +24,16 @@ TEST(loading, the_library_stays_as_long_as_it_is_used)
     processor->transform(kc::image_view(input, kc::pixel_layout::interleaved_bgr, 1, 1),
                          kc::image_view(output, kc::pixel_layout::interleaved_rgb, 1, 1));
     EXPECT_EQ(output[0], 30);
-    EXPECT_TRUE(kx_test::shared_library::is_loaded(KX_LIBRARY));
+    const char* const files[] = {KX_LIBRARY, KX_VECTOR_MODULES};
+    for (const char* const name : files) {
+        EXPECT_TRUE(kx_test::shared_library::is_loaded(name)) << name;
+    }
 
     processor.reset();
     EXPECT_TRUE(watched.expired());
-    EXPECT_FALSE(kx_test::shared_library::is_loaded(KX_LIBRARY));
+    for (const char* const name : files) {
+        EXPECT_FALSE(kx_test::shared_library::is_loaded(name)) << name;
+    }
 }
 
 TEST(loading, a_library_that_lacks_a_function_is_refused)

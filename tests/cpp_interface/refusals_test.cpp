@@ -30,9 +30,7 @@ TEST(views, those_that_cannot_be_are_refused)
         {"null", [&] { return view_16(nullptr, bgr, 1, 1); }},
         {"3 or 4 channels", [&] { return view_16(samples, bgr, 4, 4, 2); }},
         {"3 or 4 channels", [&] { return view_16(samples, bgr, 4, 4, 5); }},
-        {"3 or 4 channels", [&] { return view_16(samples, bgr, 4, 4, -1); }},
         {"layout", [&] { return view_16(samples, kc::pixel_layout{3}, 4, 4); }},
-        {"layout", [&] { return view_16(samples, kc::pixel_layout{-1}, 4, 4); }},
         {"smaller than a row", [&] { return view_16(samples, bgr, 4, 4, 3, 22); }},
         {"smaller than a row", [&] { return view_16(samples, planar, 4, 4, 3, 6); }},
         {"aligned", [&] { return view_16(misaligned, bgr, 4, 4); }},
@@ -62,10 +60,8 @@ TEST(views, parts_outside_of_the_image_are_refused)
     std::uint16_t samples[60];
     const kc::image_view image(samples, bgr, 5, 4);
     const std::function<void()> cases[] = {
-        [&] { (void)image.rectangle(6, 0, 0, 1); },
         [&] { (void)image.rectangle(3, 0, 3, 1); },
         [&] { (void)image.rectangle(3, 0, huge, 1); },
-        [&] { (void)image.rectangle(0, 5, 1, 0); },
         [&] { (void)image.rows(2, 3); },
         [&] { (void)image.rows(2, huge); },
         [&] { (void)image.band(3, 3); },
@@ -126,11 +122,16 @@ TEST_F(refusals_test, images_that_overlap)
     EXPECT_NO_THROW(processor.transform(at(0), at(60)));
     EXPECT_NO_THROW(processor.transform(at(60), at(0)));
     const kc::image_view beside(reinterpret_cast<std::uint8_t*>(memory.data()), bgr, 5, 4, 3, 46);
+    EXPECT_NO_THROW(processor.transform(wide.rectangle(0, 0, 5, 4), wide.rectangle(5, 0, 5, 4)));
+    EXPECT_NO_THROW(processor.transform(wide.rectangle(5, 0, 5, 4), wide.rectangle(0, 0, 5, 4)));
     EXPECT_NO_THROW(processor.transform(kc::image_view(memory.data() + 8, bgr, 5, 4, 3, 46), beside));
 }
 
 TEST_F(refusals_test, options_out_of_range)
 {
+    for (const kc::processor_options& options : {kc::processor_options{17, 8, {}}, kc::processor_options{8, -1, {}}}) {
+        EXPECT_THAT([&] { kc::processor(library, options); }, ThrowsMessage<kc::error>(HasSubstr("bit depth")));
+    }
     const auto code_of = [&](const kc::transform_options& options) {
         try {
             processor.transform(input.view(), output.view(), options);

@@ -3,9 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <random>
-#include <thread>
 
 namespace kx_test {
 
@@ -92,65 +90,21 @@ TEST_F(views_test, any_image_becomes_any_other)
     }
 }
 
-TEST_F(views_test, bands_on_threads_share_one_processor)
+TEST_F(views_test, bands_make_up_the_image)
 {
-    const std::size_t width = 301;
-    const std::size_t height = 11;
-    const std::vector<std::uint16_t> pixels = noise(width * height * 3);
-    const std::vector<std::uint8_t> expected = expected_of<std::uint8_t>(pixels, 4);
-    for (const kc::pixel_layout layout : layouts) {
-        for (const std::size_t count : {1U, 3U, 4U, 16U}) { // also more bands than rows
-            placed_image<std::uint16_t> input({layout, place::in_a_larger_image, width, height, 3});
-            input.for_each_sample([&](std::uint16_t& sample, std::size_t n) { sample = pixels[n]; });
-            placed_image<std::uint8_t> output({layout, place::alone, width, height, 4});
-            const kc::image_view<const std::uint16_t> from = input.view();
-            const kc::image_view<std::uint8_t> to = output.view();
-            std::vector<std::thread> threads;
-            for (std::size_t band = 0; band < count; ++band) {
-                threads.emplace_back(
-                    [&, band] { processor.transform(from.band(band, count), to.band(band, count), options); });
+    std::uint16_t samples[33];
+    const kc::image_view image(samples, kc::pixel_layout::interleaved_bgr, 1, 11);
+    for (const std::size_t count : {1, 3, 4, 16}) { // also more bands than rows
+        std::size_t row = 0;
+        for (std::size_t band = 0; band < count; ++band) {
+            const auto part = image.band(band, count);
+            if (part.height() > 0) {
+                EXPECT_EQ(part.data(), image.row(row));
             }
-            for (std::thread& thread : threads) {
-                thread.join();
-            }
-            EXPECT_TRUE(output.holds_just(expected)) << count << " bands";
+            EXPECT_LE(part.height() - 11 / count, 1U) << "bands differ by one row at most";
+            row += part.height();
         }
-    }
-}
-
-TEST_F(views_test, bands_differ_by_one_row_at_most)
-{
-    std::uint16_t sample = 0;
-    const kc::image_view image(&sample, kc::pixel_layout::planar_bgr, 0, 11);
-    for (std::size_t band = 0; band < 4; ++band) {
-        EXPECT_EQ(image.band(band, 4).height(), band < 3 ? 3U : 2U);
-    }
-}
-
-// A picture beside its original, in one piece of memory.
-TEST_F(views_test, rectangles_side_by_side_do_not_overlap)
-{
-    for (const kc::pixel_layout layout : layouts) {
-        for (const std::size_t input_column : {0U, 5U}) {
-            std::vector<std::uint16_t> pixels = noise(std::size_t{5} * 4 * 3);
-            std::vector<std::uint16_t> expected(pixels.size());
-            const kc::image_view from(pixels.data(), layout, 5, 4);
-            const kc::image_view to(expected.data(), layout, 5, 4);
-            processor.transform(from, to, options);
-
-            std::vector<std::uint16_t> memory(pixels.size() * 2);
-            const kc::image_view both(memory.data(), layout, 10, 4);
-            const auto input = both.rectangle(input_column, 0, 5, 4);
-            const auto output = both.rectangle(5 - input_column, 0, 5, 4);
-            kc::detail::copy_samples<std::uint16_t>(from, input);
-            processor.transform(input, output, options);
-            for (std::size_t plane = 0; plane < to.planes(); ++plane) {
-                for (std::size_t y = 0; y < 4; ++y) {
-                    EXPECT_EQ(std::memcmp(output.row(y, plane), to.row(y, plane), to.row_bytes()), 0);
-                    EXPECT_EQ(std::memcmp(input.row(y, plane), from.row(y, plane), from.row_bytes()), 0);
-                }
-            }
-        }
+        EXPECT_EQ(row, 11U);
     }
 }
 

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <numeric>
 #include <vector>
 
@@ -151,42 +150,6 @@ TEST_F(memory, transforms)
                         [](std::int32_t status) { EXPECT_EQ(status, 11) << "refused, whether or not that is logged"; });
         EXPECT_EQ(kx_color_destroy_color_processor(processor), 0);
     }
-}
-
-TEST_F(memory, tables_are_made_for_large_images_alone)
-{
-    for (const std::int32_t level : {1, 2}) {
-        kx_color_processor* const processor = kx_color_create_color_processor_test(16, 16, level);
-        ASSERT_NE(processor, nullptr);
-        for (const float* const matrix : {diagonal, dense}) {
-            configure(processor, matrix);
-            const auto pieces_for = [&](std::int32_t pixel_count) {
-                const long before = failing_memory::allocated_pieces();
-                EXPECT_EQ(convert(processor, pixel_count), 0);
-                return failing_memory::allocated_pieces() - before;
-            };
-            EXPECT_EQ(pieces_for(large - 32), pieces_for(32));
-            EXPECT_GE(pieces_for(large), pieces_for(32) + 3);
-        }
-        EXPECT_EQ(kx_color_destroy_color_processor(processor), 0);
-    }
-}
-
-TEST_F(memory, all_else)
-{
-    kx_color_processor* const processor = kx_color_create_color_processor(16, 16);
-    const std::function<std::int32_t(kx_color_processor*)> exports[] = {
-        kx_color_clear_matrix,
-        [](kx_color_processor* p) { return kx_color_append_matrix(p, dense); },
-        [](kx_color_processor* p) { return kx_color_enable_input_LUTs(p, 0, 1, 0); },
-        [](kx_color_processor* p) { return kx_color_enable_output_LUTs(p, 0, 1, 0); },
-        [](kx_color_processor* p) { return kx_color_get_red_output_LUT(p) != nullptr ? 0 : 2; },
-    };
-    for (const auto& tested : exports) {
-        as_memory_fails([&] { return tested(processor); }, [](std::int32_t status) { EXPECT_EQ(status, 0); });
-        as_memory_fails([&] { return tested(nullptr); }, [](std::int32_t status) { EXPECT_EQ(status, 2); });
-    }
-    EXPECT_EQ(kx_color_destroy_color_processor(processor), 0);
 }
 
 } // namespace

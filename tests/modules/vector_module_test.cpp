@@ -9,7 +9,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <vector>
 
@@ -74,16 +73,6 @@ TEST_P(vector_module_test, converts_only_between_its_first_initialize_and_its_la
     output.assign(output.size(), 0xABCD);
     terminate();
     expect_nothing_done();
-}
-
-TEST_P(vector_module_test, does_nothing_for_no_pixels)
-{
-    initialize();
-    for (const std::int32_t count : {0, -1, -pixels, std::numeric_limits<std::int32_t>::min()}) {
-        record.pixel_count = count;
-        expect_nothing_done();
-    }
-    terminate();
 }
 
 INSTANTIATE_TEST_SUITE_P(both, vector_module_test, testing::Values(kx::sse_module_names, kx::avx2_module_names),

@@ -14,8 +14,7 @@ namespace {
 int until_failure = 0; // 0: there is memory
 bool goes_on_failing = false;
 bool has_failed = false;
-long allocated = 0;
-long freed = 0;
+long living = 0;
 
 bool fails()
 {
@@ -34,7 +33,7 @@ bool fails()
 
 void* counted(void* memory)
 {
-    allocated += memory != nullptr ? 1 : 0;
+    living += memory != nullptr ? 1 : 0;
     return memory;
 }
 
@@ -74,7 +73,7 @@ KX_REPLACED void* aligned_alloc(std::size_t alignment, std::size_t size) noexcep
 
 KX_REPLACED void free(void* memory) noexcept
 {
-    freed += memory != nullptr ? 1 : 0;
+    living -= memory != nullptr ? 1 : 0;
     __libc_free(memory);
 }
 }
@@ -94,16 +93,11 @@ bool failing_memory::stop()
     return std::exchange(has_failed, false);
 }
 
-long failing_memory::allocated_pieces()
-{
-    return allocated;
-}
-
 long failing_memory::living_pieces()
 {
     dlerror(); // twice: the loader keeps its last message until it has been read and asked for again
     dlerror();
-    return allocated - freed;
+    return living;
 }
 
 } // namespace kx_test

@@ -15,8 +15,7 @@ public:
     // There is memory again. Returns whether any allocation failed.
     bool stop();
 
-    // How many pieces of memory have been allocated, and how many of them were not freed.
-    static long allocated_pieces();
+    // How many pieces of memory have been allocated and not freed.
     static long living_pieces();
 };
 
