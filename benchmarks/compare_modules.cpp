@@ -20,6 +20,7 @@
 
 namespace {
 
+namespace kc = korvex::color;
 using kx::pixel_format;
 
 // A vector module that is initialized, whichever of the two it is.
@@ -44,7 +45,7 @@ public:
         throw std::runtime_error(path + " is no vector module for this machine");
     }
 
-    double seconds(const kx::transform_parameters& record, int output_bits) const
+    [[nodiscard]] double seconds(const kx::transform_parameters& record, int output_bits) const
     {
         const auto start = std::chrono::steady_clock::now();
         (output_bits == 8 ? transform_8_ : transform_16_)(&record);
@@ -61,7 +62,7 @@ struct choices {
     pixel_format input_format;
     pixel_format output_format;
     bool fourth_sample;
-    const float* matrix;
+    kc::matrix matrix;
     int LUTs; // one bit for each: blue, green and red input, then output
     std::int32_t shift[3];
     int depth; // of samples and LUTs, in bits
@@ -72,7 +73,7 @@ struct named_choices {
     choices what;
 };
 
-constexpr float diagonal[9] = {1.5F, 0, 0, 0, 1, 0, 0, 0, 1.7F};
+constexpr kc::matrix diagonal = {1.5F, 0, 0, 0, 1, 0, 0, 0, 1.7F};
 
 std::vector<named_choices> main_cases()
 {
@@ -97,8 +98,8 @@ std::vector<named_choices> main_cases()
         }
     }
     for (const int depth : {12, 16}) {
-        for (const auto& [matrix_name, matrix] : {std::pair{"matrix", correction}, std::pair{"identity", identity},
-                                                  std::pair{"diagonal", static_cast<const float*>(diagonal)}}) {
+        for (const auto& [matrix_name, matrix] :
+             {std::pair{"matrix", correction}, std::pair{"identity", identity}, std::pair{"diagonal", diagonal}}) {
             for (const int LUTs : {0x07, 0x38, 0x3F, 0x01, 0x08, 0x09}) {
                 for (const int bits : {16, 8}) {
                     char text[40];
@@ -121,7 +122,7 @@ std::vector<named_choices> all_combinations()
             for (const bool fourth : {false, true}) {
                 for (int LUTs = 0; LUTs < 64; ++LUTs) {
                     for (int shifts = 0; shifts < 27; ++shifts) {
-                        for (const float* matrix : {kx::benchmarks::correction, kx::benchmarks::identity}) {
+                        for (const kc::matrix& matrix : {kx::benchmarks::correction, kx::benchmarks::identity}) {
                             constexpr std::int32_t distances[] = {0, 3, -8};
                             choices what{bits,
                                          pixel_format{layouts / 3},
@@ -195,7 +196,7 @@ private:
         kx::transform_parameters record{};
         record.input_buffer = samples_.data();
         record.input_format = what.input_format;
-        record.processor = reinterpret_cast<const kx::color_correction*>(what.matrix);
+        record.processor = reinterpret_cast<const kx::color_correction*>(what.matrix.data());
         record.blue_clamp_max = record.green_clamp_max = record.red_clamp_max =
             static_cast<std::uint16_t>((1U << what.depth) - 1);
         record.blue_input_LUT_data = record.green_input_LUT_data = record.red_input_LUT_data = LUT_.data();

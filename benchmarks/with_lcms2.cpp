@@ -13,7 +13,7 @@ constexpr cmsUInt32Number pixels = 2'000'000; // the same for each pixel, only s
 cmsHTRANSFORM make_transform(bool with_curves, cmsUInt32Number output_type)
 {
     cmsFloat64Number elements[9];
-    for (int i = 0; i < 9; ++i) {
+    for (std::size_t i = 0; i < 9; ++i) {
         elements[i] = static_cast<cmsFloat64Number>(correction[i]);
     }
     cmsPipeline* const pipeline = cmsPipelineAlloc(nullptr, 3, 3);

@@ -34,7 +34,7 @@ struct avx512_vectors {
     // The same past the caches, to an address that is a multiple of 16.
     static void stream_lanes(void* to, std::ptrdiff_t /*step*/, words value)
     {
-        __m128i* const address = static_cast<__m128i*>(to);
+        auto* const address = static_cast<__m128i*>(to);
         _mm_stream_si128(address, _mm512_castsi512_si128(value));
         _mm_stream_si128(address + 1, _mm512_extracti32x4_epi32(value, 1));
         _mm_stream_si128(address + 2, _mm512_extracti32x4_epi32(value, 2));

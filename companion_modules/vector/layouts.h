@@ -263,7 +263,7 @@ public:
         const words third = vectors::template pick<placed_words<vectors, 2>>(value.third);
         vectors::store_lanes(to, lane_bytes, with_places<0>(first, second, third));
         vectors::store_lanes(to + lane, lane_bytes, with_places<1>(first, second, third));
-        vectors::store_lanes(to + 2 * lane, lane_bytes, with_places<2>(first, second, third));
+        vectors::store_lanes(to + std::ptrdiff_t{2} * lane, lane_bytes, with_places<2>(first, second, third));
     }
 
 private:
@@ -294,7 +294,7 @@ private:
         }
         const words a = vectors::load_lanes(from, lane_bytes);
         const words b = vectors::load_lanes(from + lane, lane_bytes);
-        const words c = vectors::load_lanes(from + 2 * lane, lane_bytes);
+        const words c = vectors::load_lanes(from + std::ptrdiff_t{2} * lane, lane_bytes);
         return {collected<0>(a, b, c), collected<1>(a, b, c), collected<2>(a, b, c)};
     }
 };

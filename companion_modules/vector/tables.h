@@ -69,7 +69,7 @@ public:
     template <typename mapping>
     void add(const entry* table_set<entry>::*channel, std::uint16_t first, std::uint16_t last, mapping map)
     {
-        entry* const table = new (std::nothrow) entry[entries_];
+        auto* const table = new (std::nothrow) entry[entries_];
         storage_[used_++].reset(table);
         if (table == nullptr) {
             complete_ = false;

@@ -62,12 +62,13 @@ public:
 
     [[nodiscard]] kc::image_view<Sample> view()
     {
-        const auto& [layout, where, width, height, channels] = kind_;
         const auto make = [&](std::size_t w, std::size_t h, std::size_t pitch = 0, std::size_t plane_pitch = 0) {
-            return kc::image_view<Sample>(memory_.data(), layout, w, h, static_cast<int>(channels),
+            return kc::image_view<Sample>(memory_.data(), kind_.layout, w, h, static_cast<int>(kind_.channels),
                                           pitch * sizeof(Sample), plane_pitch * sizeof(Sample));
         };
-        switch (where) {
+        const std::size_t width = kind_.width;
+        const std::size_t height = kind_.height;
+        switch (kind_.where) {
         case place::pitched:
             return make(width, height, pitch_);
         case place::in_a_larger_image:

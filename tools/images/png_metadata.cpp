@@ -15,7 +15,8 @@ constexpr const char* xmp_keyword = "XML:com.adobe.xmp";
 bool is_utf8(const std::string& text)
 {
     int missing = 0;
-    for (const unsigned char byte : text) {
+    for (const char character : text) {
+        const auto byte = static_cast<unsigned char>(character);
         const bool continues = (byte & 0xC0) == 0x80;
         if (continues != (missing > 0)) {
             return false;

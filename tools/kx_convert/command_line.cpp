@@ -24,7 +24,8 @@ class help_formatter : public CLI::Formatter {
 public:
     help_formatter() { column_width(27); }
 
-    std::string make_group(std::string group, bool is_positional, std::vector<const CLI::Option*> shown) const override
+    [[nodiscard]] std::string make_group(std::string group, bool is_positional,
+                                         std::vector<const CLI::Option*> shown) const override
     {
         const std::string text = CLI::Formatter::make_group(std::move(group), is_positional, std::move(shown));
         return text.empty() ? text : text.substr(1);
