@@ -255,13 +255,6 @@ class ForeignFiles(unittest.TestCase):
         self.assertEqual(self.convert("in/0.tif", "in/1.tif", "png/", "--quiet"), "")
         self.convert("in", "-o", "out", "--overwrite", "no", expected=1)
 
-    def test_text_files_with_a_byte_order_mark(self):
-        tifffile.imwrite("in.tif", STACK[0], photometric="rgb", metadata=None)
-        with open("matrix.txt", "w", encoding="utf-8-sig") as file:
-            file.write("0 0 1\n0 1 0\n1 0 0\n")
-        self.convert("in.tif", "out.tif", "--matrix-file", "matrix.txt")
-        self.assertTrue((tifffile.imread("out.tif") == STACK[0][..., ::-1]).all())
-
 
 if __name__ == "__main__":
     unittest.main()

@@ -94,7 +94,7 @@ TEST_F(views_test, bands_make_up_the_image)
 {
     std::uint16_t samples[33];
     const kc::image_view image(samples, kc::pixel_layout::interleaved_bgr, 1, 11);
-    for (const std::size_t count : {1, 3, 4, 16}) { // also more bands than rows
+    for (const std::size_t count : {1U, 3U, 4U, 16U}) { // also more bands than rows
         std::size_t row = 0;
         for (std::size_t band = 0; band < count; ++band) {
             const auto part = image.band(band, count);

@@ -98,55 +98,35 @@ TEST_P(incomplete_LUT_module, is_reported_and_undoes_nothing)
 
 INSTANTIATE_TEST_SUITE_P(without, incomplete_LUT_module, all_of({"LUT"}), name_of);
 
-// Creates a processor of every level and expects the vector modules to be used as far as they are there.
-class incomplete_vector_modules : public initialized_test {
+class incomplete_vector_module : public initialized_test, public testing::WithParamInterface<gap> {
 protected:
-    using initialized_test::initialized_test;
-
-    void expect_passed_over(bool sse_found, bool sse_usable, bool avx2_found, bool avx2_usable)
-    {
-        for (const std::int32_t level : {0, 1, 2, 3}) {
-            SCOPED_TRACE(level);
-            standins::reset();
-            kx_color_processor* const processor = kx.create_color_processor_test(0, 0, level);
-            ASSERT_NE(processor, nullptr);
-            EXPECT_EQ(events(), LUTs_created(1, 1, 1, level == 2) + when(sse_found, "sse loaded")
-                                    + when(sse_usable, "sse initialize") + when(avx2_found, "avx2 loaded")
-                                    + when(avx2_usable, "avx2 initialize"));
-            expect_transforms_call(processor, level == 2 && avx2_usable  ? "avx2"
-                                              : level >= 1 && sse_usable ? "sse"
-                                                                         : "");
-            EXPECT_EQ(kx.destroy_color_processor(processor), 0);
-            EXPECT_EQ(events(), when(avx2_usable, "avx2 terminate") + when(avx2_found, "avx2 unloaded")
-                                    + when(sse_usable, "sse terminate") + when(sse_found, "sse unloaded")
-                                    + LUTs_destroyed(6));
-        }
-    }
-};
-
-class incomplete_vector_module : public incomplete_vector_modules, public testing::WithParamInterface<gap> {
-protected:
-    incomplete_vector_module() : incomplete_vector_modules({GetParam()}) {}
+    incomplete_vector_module() : initialized_test({GetParam()}) {}
 };
 
 TEST_P(incomplete_vector_module, is_passed_over)
 {
-    const bool sse = GetParam().module == "sse";
+    const bool sse_usable = GetParam().module != "sse";
+    const bool avx2_usable = !sse_usable;
     const bool found = !GetParam().entry_point.empty();
-    expect_passed_over(!sse || found, !sse, sse || found, sse);
+    const bool sse_found = sse_usable || found;
+    const bool avx2_found = avx2_usable || found;
+    for (const std::int32_t level : {0, 1, 2, 3}) {
+        SCOPED_TRACE(level);
+        standins::reset();
+        kx_color_processor* const processor = kx.create_color_processor_test(0, 0, level);
+        ASSERT_NE(processor, nullptr);
+        EXPECT_EQ(events(), LUTs_created(1, 1, 1, level == 2) + when(sse_found, "sse loaded")
+                                + when(sse_usable, "sse initialize") + when(avx2_found, "avx2 loaded")
+                                + when(avx2_usable, "avx2 initialize"));
+        expect_transforms_call(processor, level == 2 && avx2_usable ? "avx2" : level >= 1 && sse_usable ? "sse" : "");
+        EXPECT_EQ(kx.destroy_color_processor(processor), 0);
+        EXPECT_EQ(events(), when(avx2_usable, "avx2 terminate") + when(avx2_found, "avx2 unloaded")
+                                + when(sse_usable, "sse terminate") + when(sse_found, "sse unloaded")
+                                + LUTs_destroyed(6));
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(without, incomplete_vector_module, all_of({"sse", "avx2"}), name_of);
-
-class no_vector_modules : public incomplete_vector_modules {
-protected:
-    no_vector_modules() : incomplete_vector_modules({{"sse", ""}, {"avx2", ""}}) {}
-};
-
-TEST_F(no_vector_modules, are_passed_over)
-{
-    expect_passed_over(false, false, false, false);
-}
 
 } // namespace
 

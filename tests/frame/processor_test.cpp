@@ -40,17 +40,6 @@ protected:
     }
 };
 
-TEST_F(matrix_test, appended_last_acts_first_on_its_own_processor)
-{
-    kx_color_processor* const processor = create(1);
-    kx_color_processor* const other = create(1);
-    EXPECT_EQ(bits_of(matrix_of(processor)), bits_of(identity));
-    const matrix3x3 first{1, 2, 0, 0, 1, 0, 0, 0, 1};
-    EXPECT_EQ(after_appending(processor, first), first);
-    EXPECT_EQ(after_appending(processor, {1, 0, 0, 3, 1, 0, 0, 0, 1}), (matrix3x3{7, 2, 0, 3, 1, 0, 0, 0, 1}));
-    EXPECT_EQ(matrix_of(other), identity);
-}
-
 TEST_F(matrix_test, every_product_and_sum_is_rounded_in_order)
 {
     const matrix3x3 tenth{0.1F, 0, 0, 0, 1, 0, 0, 0, 1};
