@@ -7,7 +7,7 @@ sources=$1 folder=$2
 shift 2
 rm -rf "$folder"
 cmake -S "$sources/tests/packaging/host" -B "$folder/build" -G Ninja -DKX_SOURCES="$sources" \
-    -DKX_EXAMPLES="$sources/examples" -DCMAKE_BUILD_TYPE=Release -DKX_VARIABLE_KERNELS=ON \
+    -DKX_EXAMPLES="$sources/examples" -DCMAKE_BUILD_TYPE=Debug -DKX_VARIABLE_KERNELS=ON \
     -DKX_INSTALL=ON -DCMAKE_INSTALL_LIBDIR=lib/x86_64-linux-gnu "$@"
 if grep -q -e -Werror "$folder/build/build.ninja"; then
     echo "Warnings are errors." >&2
