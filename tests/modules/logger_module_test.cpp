@@ -105,7 +105,7 @@ protected:
         std::filesystem::remove_all(directory);
         std::filesystem::create_directory(directory);
     }
-    ~logger_module_test() override { std::filesystem::remove_all(directory); }
+    void TearDown() override { std::filesystem::remove_all(directory); }
 
     std::vector<std::string> contents() const
     {

@@ -27,7 +27,7 @@ protected:
         EXPECT_EQ(kx_color_create_color_processor(-1, 0), nullptr);
         std::iota(input.begin(), input.end(), std::uint16_t{0});
     }
-    ~memory() override { EXPECT_EQ(kx_color_processing_module_terminate(), 0); }
+    void TearDown() override { EXPECT_EQ(kx_color_processing_module_terminate(), 0); }
 
     // Makes the call while a later and a later allocation fails, until none does. `check` gets each call's result and
     // brings about the state before the call, from which nothing may then be left over.

@@ -41,14 +41,16 @@ void run_concurrently(function work)
 // All lines go to a file of the test's own, each whole.
 class concurrent_transforms : public pixel_test {
 protected:
-    concurrent_transforms()
+    void SetUp() override
     {
         std::filesystem::remove(log_);
         set_environment("KVI_LOG_FILE", log_.string().c_str());
         set_environment("KVI_LOG_LEVEL", "info");
+        pixel_test::SetUp();
     }
-    ~concurrent_transforms() override
+    void TearDown() override
     {
+        pixel_test::TearDown();
         set_environment("KVI_LOG_FILE", nullptr);
         set_environment("KVI_LOG_LEVEL", nullptr);
         static const std::regex timing(

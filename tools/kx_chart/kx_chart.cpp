@@ -159,7 +159,7 @@ void add_frame(CLI::App& app)
 } // namespace
 
 int main(int argc, char** argv)
-{
+try {
     CLI::App app("Camera profiles from photographs of a 24-patch colour chart", "kx_chart");
     app.require_subcommand(1);
     add_calibrate(app);
@@ -170,9 +170,9 @@ int main(int argc, char** argv)
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error);
-    } catch (const std::exception& error) {
-        std::cerr << "kx_chart: " << error.what() << '\n';
-        return 1;
     }
     return 0;
+} catch (const std::exception& error) {
+    std::cerr << "kx_chart: " << error.what() << '\n';
+    return 1;
 }

@@ -25,10 +25,17 @@ std::string name_of(std::size_t index)
     return published_reference().at(index).name;
 }
 
+// In the chart's coordinates, which count patches.
+point center_of(std::size_t index)
+{
+    const std::size_t row = index / patch_columns;
+    const std::size_t column = index % patch_columns;
+    return {static_cast<double>(column), static_cast<double>(row)};
+}
+
 pixel_range range_of(std::size_t index, const chart_position& position, std::uint32_t width, std::uint32_t height)
 {
-    const auto column = static_cast<double>(index % patch_columns);
-    const auto row = static_cast<double>(index / patch_columns);
+    const auto [column, row] = center_of(index);
     std::vector<double> x;
     std::vector<double> y;
     for (const point& corner : {point{-1, -1}, {1, -1}, {1, 1}, {-1, 1}}) {
@@ -50,8 +57,7 @@ template <typename Sample>
 patch_measurement measure_patch(std::size_t index, const images::image<Sample>& picture, const chart_position& position,
                                 const std::vector<double>& values, Sample saturation)
 {
-    const auto column = static_cast<double>(index % patch_columns);
-    const auto row = static_cast<double>(index / patch_columns);
+    const auto [column, row] = center_of(index);
     const pixel_range range = range_of(index, position, picture.width, picture.height);
     patch_measurement measured;
     int count = 0;

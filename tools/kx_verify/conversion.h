@@ -19,6 +19,7 @@ struct combination {
     std::array<bool, 3> output_LUT;
     std::array<int, 3> shift; // -1 right, 0 none, 1 left
 
+    // NOLINTNEXTLINE(modernize-use-nullptr): what the check sees is the zero within the generated comparison
     auto operator<=>(const combination&) const = default;
 
     [[nodiscard]] int samples_per_pixel() const { return fourth_sample ? 4 : 3; }
