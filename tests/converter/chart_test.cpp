@@ -13,7 +13,6 @@ namespace {
 
 using namespace kx::chart;
 using kx::images::arrangement;
-using kx_test::image_file;
 using kx_test::picture;
 using kx_test::program_result;
 using kx_test::run_program;

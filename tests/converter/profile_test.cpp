@@ -14,7 +14,6 @@
 namespace {
 
 using namespace kx::profile;
-using kx_test::read_file;
 using kx_test::work_directory;
 using testing::HasSubstr;
 
