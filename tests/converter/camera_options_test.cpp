@@ -18,7 +18,6 @@ using kx::profile::camera_profile;
 using kx::profile::color_matrix;
 using kx::profile::profile_values;
 using kx::profile::tone_curve;
-using testing::HasSubstr;
 
 // A 12-bit camera's picture and profile in a directory.
 class CameraOptions : public testing::Test {
@@ -138,56 +137,6 @@ TEST_F(CameraOptions, CurvesFromFiles)
     expect_curve("table.cube", {0.3, 0.5}, {0, 0.5, 1}, {0, 0.25, 1}); // blue reaches the table's first half
     expect_curve("range.cube", {1, 0}, {1, 0}, {1, 0});
     expect_curve("floats.txt", {0.25, 0.5, 1}, {0.25, 0.5, 1}, {0.25, 0.5, 1});
-}
-
-TEST_F(CameraOptions, AreRefusedWhereTheyCannotBeFollowed)
-{
-    write("wrong.json", R"({"version": 1, "bits": 12, "white_balance": [1, 1, 0]})");
-    struct refusal {
-        const char* arguments;
-        const char* reason;
-        const char* file = "";
-    };
-    const std::vector<refusal> refusals{
-        {"--profile wrong.json", "--profile: wrong.json: /white_balance/2: must be"},
-        {"--profile camera.json --input-bits 10", "beyond the input LUT, whose last entry is 1023"},
-        {"--profile camera.json --black-level 1 2", "--black-level"},
-        {"--input-bits 8 --black-level 1 2 255", "--black-level: /black_level/2: must be"},
-        {"--white-balance 1 0 1", "--white-balance: /white_balance/1: must be"},
-        {"--white-balance 1 1", "needs three numbers"},
-        {"--white-balance auto:1,2,3", "needs four whole numbers"},
-        {"--white-balance auto:1,2,-3,4", "needs four whole numbers"},
-        {"--white-balance auto:50,2,30,4", "photo.tif: the area for it lies beyond the picture's 60 x 40"},
-        {"--profile camera.json --input-bits 7", "--input-bits: /bits: must be"},
-        {"--profile camera.json --matrix 2000 0 0 0 1 0 0 0 1", "--matrix: /matrix/0/0"},
-        {"--profile camera.json --input-lut srgb --input-lut-bits 11", "the camera delivers 12 bits"},
-        {"--profile camera.json --shift 1", "--shift: the profile's curve: the entry 128 shifted by 1"},
-        {"--output-lut file.cube", "a 3D table mixes", "LUT_3D_SIZE 2\n"},
-        {"--output-lut file.cube", "no LUT_1D_SIZE", "0 0 0\n1 1 1\n"},
-        {"--output-lut file.cube", "line 1: LUT_1D_SIZE needs", "LUT_1D_SIZE 1\n"},
-        {"--output-lut file.cube", "has 1 rows; there should be 2", "LUT_1D_SIZE 2\n0 0 0\n"},
-        {"--output-lut file.cube", "line 2: DOMAIN_MAX needs more", "LUT_1D_SIZE 2\nDOMAIN_MAX 1\n"},
-        {"--output-lut file.cube", "line 3: every row needs", "LUT_1D_SIZE 2\n0 0 0\n1 1\n"},
-        {"--output-lut file.cube", "line 2: values go from 0 to 1", "LUT_1D_SIZE 2\n0 0 1.5\n"},
-        {"--output-lut file.cube", "input range is empty", "LUT_1D_SIZE 2\nDOMAIN_MIN 1 1 1\n0 0 0\n1 1 1\n"},
-        {"--output-lut file.spi1d", "no Length", "Version 1\n{\n0\n1\n}\n"},
-        {"--output-lut file.spi1d", "line 1: '0' has no place", "0\n1\n"},
-        {"--output-lut file.spi1d", "line 1: 'From' has no place", "From 0\n"},
-        {"--output-lut file.spi1d", "line 4: every row needs", "Length 2\nComponents 3\n{\n0\n1\n}\n"},
-        {"--output-lut file", "line 2: 'half' is not a number", "0.5\nhalf\n"},
-        {"--output-lut file", "has 1 rows", "0.5\n"},
-    };
-    for (const auto& [arguments, reason, file] : refusals) {
-        for (const char* name : {"file", "file.cube", "file.spi1d"}) {
-            write(name, file);
-        }
-        const auto before = directory_.content();
-        const program_result result =
-            run_program(KX_CONVERT_PROGRAM, directory_, std::string("photo.tif out.tif ") + arguments);
-        EXPECT_NE(result.exit_code, 0) << arguments;
-        EXPECT_THAT(result.error, HasSubstr(reason)) << arguments;
-        EXPECT_TRUE(directory_.content() == before) << arguments;
-    }
 }
 
 } // namespace

@@ -35,9 +35,14 @@ void expect_refusals(const std::vector<refusal>& refusals, const std::string& pr
     fs::permissions(directory / "protected.tif", fs::perms(0444));
     std::ofstream(directory / "out.tif") << "an older file";
     std::ofstream(directory / "out.png") << "an older picture";
+    std::ofstream(directory / "camera.json")
+        << R"({"version": 1, "bits": 12, "tone_curve": "srgb", "output_depth": 8})";
+    std::ofstream(directory / "wrong.json") << R"({"version": 1, "bits": 12, "white_balance": [1, 1, 0]})";
     for (const auto& [given, texts, file] : refusals) {
         SCOPED_TRACE(given + " " + testing::PrintToString(texts));
-        std::ofstream(directory / "file") << file;
+        for (const char* const name : {"file", "file.cube", "file.spi1d"}) {
+            std::ofstream(directory / name) << file;
+        }
         const auto before = directory.content();
         const bool option = given.starts_with("--");
         const program_result result =
@@ -151,6 +156,42 @@ TEST(Refusals, OfInputFilesNameTheFileAndWhatWasFound)
         {"file out.tif", {"cut short"}, png.substr(0, png.size() - 9)},
         {"file out.tif", {"neither"}, "no image at all"},
         {"file out.tif", {}, std::string("II*\0\x08\0\0\0", 8)},
+    });
+}
+
+TEST(Refusals, OfCameraOptionsAndCurvesNameTheReason)
+{
+    expect_refusals({
+        {"--profile wrong.json", {"--profile: wrong.json: /white_balance/2: must be"}},
+        {"good.tif out.tif --profile camera.json --input-bits 10", {"beyond the input LUT, whose last entry is 1023"}},
+        {"good.tif out.tif --profile camera.json --black-level 1 2", {"--black-level"}},
+        {"good.tif out.tif --input-bits 8 --black-level 1 2 255", {"--black-level: /black_level/2: must be"}},
+        {"--white-balance 1 0 1", {"--white-balance: /white_balance/1: must be"}},
+        {"--white-balance 1 1", {"needs three numbers"}},
+        {"--white-balance auto:1,2,3", {"needs four whole numbers"}},
+        {"--white-balance auto:1,2,-3,4", {"needs four whole numbers"}},
+        {"good.tif out.tif --white-balance auto:140,2,30,4",
+         {"good.tif: the area for it lies beyond the picture's 150 x 150"}},
+        {"good.tif out.tif --profile camera.json --input-bits 7", {"--input-bits: /bits: must be"}},
+        {"good.tif out.tif --profile camera.json --matrix 2000 0 0 0 1 0 0 0 1", {"--matrix: /matrix/0/0"}},
+        {"good.tif out.tif --profile camera.json --input-lut srgb --input-lut-bits 11",
+         {"the camera delivers 12 bits"}},
+        {"good.tif out.tif --profile camera.json --shift 1",
+         {"--shift: the profile's curve: the entry 128 shifted by 1"}},
+        {"--output-lut file.cube", {"a 3D table mixes"}, "LUT_3D_SIZE 2\n"},
+        {"--output-lut file.cube", {"no LUT_1D_SIZE"}, "0 0 0\n1 1 1\n"},
+        {"--output-lut file.cube", {"line 1: LUT_1D_SIZE needs"}, "LUT_1D_SIZE 1\n"},
+        {"--output-lut file.cube", {"has 1 rows; there should be 2"}, "LUT_1D_SIZE 2\n0 0 0\n"},
+        {"--output-lut file.cube", {"line 2: DOMAIN_MAX needs more"}, "LUT_1D_SIZE 2\nDOMAIN_MAX 1\n"},
+        {"--output-lut file.cube", {"line 3: every row needs"}, "LUT_1D_SIZE 2\n0 0 0\n1 1\n"},
+        {"--output-lut file.cube", {"line 2: values go from 0 to 1"}, "LUT_1D_SIZE 2\n0 0 1.5\n"},
+        {"--output-lut file.cube", {"input range is empty"}, "LUT_1D_SIZE 2\nDOMAIN_MIN 1 1 1\n0 0 0\n1 1 1\n"},
+        {"--output-lut file.spi1d", {"no Length"}, "Version 1\n{\n0\n1\n}\n"},
+        {"--output-lut file.spi1d", {"line 1: '0' has no place"}, "0\n1\n"},
+        {"--output-lut file.spi1d", {"line 1: 'From' has no place"}, "From 0\n"},
+        {"--output-lut file.spi1d", {"line 4: every row needs"}, "Length 2\nComponents 3\n{\n0\n1\n}\n"},
+        {"--output-lut file", {"line 2: 'half' is not a number"}, "0.5\nhalf\n"},
+        {"--output-lut file", {"has 1 rows"}, "0.5\n"},
     });
 }
 

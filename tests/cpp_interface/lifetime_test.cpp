@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <set>
 #include <utility>
 #include <vector>
 
@@ -126,24 +125,6 @@ TEST(errors, a_destructor_lets_none_out)
 
 std::int32_t next_status;
 int terminations;
-
-TEST(errors, every_status_has_its_own_words)
-{
-    kc::function_table functions = kc::function_table::linked();
-    functions.kx_color_clear_matrix = [](kx_color_processor* /*processor*/) { return next_status; };
-    kc::processor processor{kc::library(functions)};
-    std::set<std::string> words;
-    for (const std::int32_t status : {1, 2, 3, 4, 5, 9, 10, 11, 12, 77}) {
-        next_status = status;
-        try {
-            processor.clear_matrix();
-            ADD_FAILURE() << status;
-        } catch (const kc::error& failure) {
-            EXPECT_EQ(failure.code(), status);
-            EXPECT_TRUE(words.insert(failure.what()).second) << failure.what();
-        }
-    }
-}
 
 TEST(errors, a_library_that_cannot_start_is_terminated)
 {

@@ -40,19 +40,6 @@ protected:
     std::vector<std::uint8_t> output = std::vector<std::uint8_t>(60'000);
 };
 
-TEST_F(pieces_test, contiguous_images_take_one_call)
-{
-    for (const kc::pixel_layout layout : {kc::pixel_layout::planar_bgr, kc::pixel_layout::interleaved_rgb}) {
-        calls.clear();
-        processor.transform(kc::image_view(input.data(), layout, 60, 100),
-                            kc::image_view(output.data(), layout, 60, 100));
-        ASSERT_EQ(calls.size(), 1U);
-        EXPECT_EQ(calls[0].from, input.data());
-        EXPECT_EQ(calls[0].to, output.data());
-        EXPECT_EQ(calls[0].pixels, 6'000);
-    }
-}
-
 TEST_F(pieces_test, long_rows_take_a_call_each_where_they_are)
 {
     const kc::image_view from(input.data(), kc::pixel_layout::interleaved_bgr, 2'000, 5, 3, 12'010);

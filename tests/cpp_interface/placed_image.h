@@ -12,10 +12,9 @@ namespace kx_test {
 
 namespace kc = korvex::color;
 
-enum class place { alone, pitched, in_a_larger_image, middle_band, planes_row_by_row };
+enum class place { alone, pitched, in_a_larger_image, planes_row_by_row };
 
-inline constexpr place places[] = {place::alone, place::pitched, place::in_a_larger_image, place::middle_band,
-                                   place::planes_row_by_row};
+inline constexpr place places[] = {place::alone, place::pitched, place::in_a_larger_image, place::planes_row_by_row};
 inline constexpr kc::pixel_layout layouts[] = {kc::pixel_layout::planar_bgr, kc::pixel_layout::interleaved_bgr,
                                                kc::pixel_layout::interleaved_rgb};
 
@@ -48,9 +47,6 @@ public:
             first_row_ = 2;
             rows += 4;
             pitch_ += 7 * step_;
-        } else if (kind.where == place::middle_band) {
-            first_row_ = rows;
-            rows *= 3;
         }
         plane_pitch_ = pitch_ * rows;
         if (kind.where == place::planes_row_by_row && planar_) {
@@ -73,8 +69,6 @@ public:
             return make(width, height, pitch_);
         case place::in_a_larger_image:
             return make(width + 7, height + 4).rectangle(3, 2, width, height);
-        case place::middle_band:
-            return make(width, height * 3).band(1, 3);
         case place::planes_row_by_row:
             return make(width, height, pitch_, plane_pitch_);
         default:

@@ -1,9 +1,8 @@
 // Runs a transform through the library's exports between guard pages and compares it with the reference.
 #pragma once
 
-#include "korvex_kvi_color_processing.h"
-#include "pixel_case.h"
 #include "support/guarded_buffer.h"
+#include "test_processor.h"
 
 #include <gtest/gtest.h>
 
@@ -12,39 +11,12 @@
 
 namespace kx_test {
 
-// The vector level under test, 0..2: what the environment variable KX_TEST_VECTOR_LEVEL says.
-int vector_level();
-
 // A module initialized for the length of a test. A test is skipped when this machine's processor lacks the
 // instructions of the level under test.
 class pixel_test : public testing::Test {
 protected:
     void SetUp() override;
     void TearDown() override;
-};
-
-// A processor of the level under test, with LUTs full of random 32-bit words.
-class test_processor {
-public:
-    test_processor(int input_depth, int output_depth, random_source& random);
-    ~test_processor();
-    test_processor(const test_processor&) = delete;
-    test_processor& operator=(const test_processor&) = delete;
-
-    [[nodiscard]] const LUT_set& LUTs() const { return LUTs_; }
-
-    // Gives the LUTs other random words.
-    void fill_LUTs(random_source& random) const;
-
-    // Sets the matrix and the LUT switches as the case needs them.
-    void configure(const pixel_case& wanted) const;
-
-    // Calls the export for the case's output.
-    std::int32_t transform(const pixel_case& wanted, const std::uint16_t* input, void* output) const;
-
-private:
-    kx_color_processor* handle_;
-    LUT_set LUTs_;
 };
 
 // Buffers and bookkeeping for one thread.

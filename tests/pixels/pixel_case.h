@@ -6,13 +6,39 @@
 #include <cstddef>
 #include <cstdint>
 #include <random>
+#include <span>
 #include <string>
 
 namespace kx_test {
 
 using namespace kx::verify;
 
-using random_source = std::mt19937_64;
+class random_source {
+public:
+    using result_type = std::uint64_t;
+
+    // The first numbers begin with two bytes of `bytes` each.
+    explicit random_source(std::uint64_t seed, std::span<const std::uint8_t> bytes = {})
+        : generator_(seed), bytes_(bytes)
+    {
+    }
+
+    static constexpr result_type min() { return 0; }
+    static constexpr result_type max() { return ~result_type{0}; }
+    result_type operator()()
+    {
+        result_type number = generator_();
+        if (bytes_.size() >= 2) {
+            number = number >> 16 | result_type{bytes_[0]} << 56 | result_type{bytes_[1]} << 48;
+            bytes_ = bytes_.subspan(2);
+        }
+        return number;
+    }
+
+private:
+    std::mt19937_64 generator_;
+    std::span<const std::uint8_t> bytes_;
+};
 
 // Uniform in first..last.
 template <typename number>
