@@ -202,6 +202,7 @@ std::int32_t kx_color_enable_output_LUTs(kx_color_processor* processor, std::int
 }
 
 // Defines one of the transforms: `bits` a pixel of output, in samples of the type `sample`.
+// NOLINTBEGIN(bugprone-macro-parentheses): neither a type nor a name after a scope takes parentheses
 #define KX_TRANSFORM_EXPORT(bits, sample, fourth_sample, family)                                                       \
     std::int32_t kx_color_transform_48_to_##bits(                                                                      \
         kx_color_processor* processor, const std::uint16_t* input_buffer, std::int32_t input_format,                   \
@@ -229,6 +230,7 @@ std::int32_t kx_color_enable_output_LUTs(kx_color_processor* processor, std::int
                                                  kx::family);                                                          \
     }
 
+// NOLINTEND(bugprone-macro-parentheses)
 KX_TRANSFORM_EXPORT(48, std::uint16_t, 0, to_16_bit_output)
 KX_TRANSFORM_EXPORT(64, std::uint16_t, 1, to_16_bit_output)
 KX_TRANSFORM_EXPORT(24, std::uint8_t, 0, to_8_bit_output)

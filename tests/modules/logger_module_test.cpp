@@ -305,6 +305,7 @@ TEST(logger_module_process, environment_does_not_count_with_rights_that_the_user
         void* const log = module.get_log("CHANNEL", "");
         EXPECT_EQ(module.write(log, 2, "information"), 1);
         EXPECT_EQ(module.write(log, 0, "one line"), 0);
+        EXPECT_EQ(module.free_log("CHANNEL", ""), 0);
         return;
     }
     if (geteuid() != 0) {

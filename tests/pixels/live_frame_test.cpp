@@ -10,7 +10,7 @@ namespace kx_test {
 namespace {
 
 constexpr int depth = 14;
-constexpr std::int32_t pixels = (1 << 18) + 37; // enough for the vector modules to make tables of their own
+constexpr std::int32_t pixels = (1 << 18) + 38; // enough for the vector modules to make tables of their own
 constexpr std::size_t input_bytes = std::size_t{6} * pixels;
 constexpr std::size_t offset = input_bytes / 2; // of the output, so that its first half meets samples yet to be read
 
