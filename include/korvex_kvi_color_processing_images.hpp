@@ -179,7 +179,7 @@ void require_convertible(const image_view<const std::uint16_t>& input, const ima
     const auto rows_lie_on_a_grid = [pitch](const auto& image) {
         return image.pitch() == pitch && (image.planes() == 1 || image.plane_pitch() % pitch == 0);
     };
-    if (crossing && rows_lie_on_a_grid(input) && rows_lie_on_a_grid(output)) {
+    if (crossing && pitch > 0 && rows_lie_on_a_grid(input) && rows_lie_on_a_grid(output)) {
         const std::size_t distance = to >= from ? (to - from) % pitch : pitch - (from - to) % pitch;
         side_by_side = distance >= input.row_bytes() && distance + output.row_bytes() <= pitch;
     }
