@@ -3,7 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <random>
+#include <thread>
+#include <vector>
 
 namespace kx_test {
 
@@ -87,6 +91,32 @@ TEST_F(views_test, any_image_becomes_any_other)
     for (const auto& [width, height] : {std::pair{37, 7}, std::pair{37, 200}, std::pair{1100, 3}, std::pair{4500, 2}}) {
         expect_right<std::uint16_t>(static_cast<std::size_t>(width), static_cast<std::size_t>(height));
         expect_right<std::uint8_t>(static_cast<std::size_t>(width), static_cast<std::size_t>(height));
+    }
+}
+
+TEST_F(views_test, bands_on_threads_share_one_processor)
+{
+    const std::size_t width = 301;
+    const std::size_t height = 11;
+    const std::vector<std::uint16_t> pixels = noise(width * height * 3);
+    const std::vector<std::uint8_t> expected = expected_of<std::uint8_t>(pixels, 4);
+    for (const kc::pixel_layout layout : layouts) {
+        for (const std::size_t count : {1U, 3U, 4U, 16U}) { // also more bands than rows
+            placed_image<std::uint16_t> input({layout, place::in_a_larger_image, width, height, 3});
+            input.for_each_sample([&](std::uint16_t& sample, std::size_t n) { sample = pixels[n]; });
+            placed_image<std::uint8_t> output({layout, place::alone, width, height, 4});
+            const kc::image_view<const std::uint16_t> from = input.view();
+            const kc::image_view<std::uint8_t> to = output.view();
+            std::vector<std::thread> threads;
+            for (std::size_t band = 0; band < count; ++band) {
+                threads.emplace_back(
+                    [&, band] { processor.transform(from.band(band, count), to.band(band, count), options); });
+            }
+            for (std::thread& thread : threads) {
+                thread.join();
+            }
+            EXPECT_TRUE(output.holds_just(expected)) << count << " bands";
+        }
     }
 }
 
