@@ -14,5 +14,20 @@ otherwise.
 
 from ._core import LUTs, Processor, Profile, __version__
 from ._types import Error, PerChannel, ProfileError
+from .chart import Differences, Judgement, PatchDifference, calibrate, find_chart, report
 
-__all__ = ["Error", "LUTs", "PerChannel", "Processor", "Profile", "ProfileError", "__version__"]
+__all__ = [
+    "Differences",
+    "Error",
+    "Judgement",
+    "LUTs",
+    "PatchDifference",
+    "PerChannel",
+    "Processor",
+    "Profile",
+    "ProfileError",
+    "__version__",
+    "calibrate",
+    "find_chart",
+    "report",
+]

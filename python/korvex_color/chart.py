@@ -1,0 +1,298 @@
+"""From a photograph of a 24-patch colour chart to the camera's profile."""
+
+from __future__ import annotations
+
+import operator
+import os
+from dataclasses import astuple, dataclass
+from typing import TYPE_CHECKING, Any, Literal, Sequence
+
+import numpy as np
+
+from ._core import Profile
+
+if TYPE_CHECKING:
+    from numpy.typing import ArrayLike, NDArray
+
+    Lab = tuple[float, float, float]
+
+_PATCHES = 24
+
+
+@dataclass(frozen=True)
+class PatchDifference:
+    """How far a patch is from its reference colour.
+
+    Attributes
+    ----------
+    name : str
+    reference, measured : (float, float, float)
+        L*, a* and b* under D50.
+    difference : float
+        CIEDE2000 between the two.
+    outside_srgb : bool
+        No sRGB picture can hold the reference colour: it is clipped.
+    left_out : bool
+        The patch is over-exposed, and left out of calibration, mean and largest difference.
+    """
+
+    name: str
+    reference: Lab
+    measured: Lab
+    difference: float
+    outside_srgb: bool
+    left_out: bool
+
+
+@dataclass(frozen=True)
+class Judgement:
+    """How far the patches of a picture are from their reference colours.
+
+    Attributes
+    ----------
+    patches : tuple of PatchDifference
+        All 24, row by row, from dark skin to black.
+    mean : float
+        The mean CIEDE2000.
+    largest_index : int
+        Which patch has the largest difference.
+    """
+
+    patches: tuple[PatchDifference, ...]
+    mean: float
+    largest_index: int
+
+    @property
+    def largest(self) -> PatchDifference:
+        """The patch with the largest difference."""
+        return self.patches[self.largest_index]
+
+
+@dataclass(frozen=True)
+class Differences:
+    """What a calibration has come to.
+
+    Attributes
+    ----------
+    before : Judgement
+        Of the photograph as the camera delivers it, taken for linear sRGB.
+    after : Judgement
+        With the profile, without the last rounding.
+    """
+
+    before: Judgement
+    after: Judgement
+
+
+def calibrate(
+    image: NDArray[np.uint16],
+    corners: ArrayLike,
+    *,
+    bits: int,
+    black_level: ArrayLike = (0, 0, 0),
+    dark: NDArray[np.uint16] | None = None,
+    saturation: int | None = None,
+    fit: Literal["white-preserving", "least-squares"] = "white-preserving",
+    reference: str | os.PathLike[str] | Sequence[tuple[str, float, float, float]] | None = None,
+    tone_curve: str | ArrayLike = "srgb",
+    output_depth: Literal[8, 16] = 8,
+    description: str = "",
+    layout: Literal["interleaved", "planar"] = "interleaved",
+    order: Literal["rgb", "bgr"] | None = None,
+) -> tuple[Profile, Differences]:
+    """Make a camera's profile from a photograph of the chart, as ``kx_chart calibrate`` does.
+
+    Parameters
+    ----------
+    image : numpy.ndarray of uint16, shape (height, width, 3)
+        The photograph, linear, as the camera delivers it; with ``layout="planar"`` (3, height, width), blue first.
+    corners : array_like, shape (4, 2)
+        The centres of the corner patches as x, y in pixels, the middle of the first pixel being 0, 0: dark skin, bluish
+        green, black, white. `find_chart` finds them.
+    bits : int
+        What the camera delivers, 8 to 16: samples from 0 to ``2**bits - 1``.
+    black_level : three numbers
+        The samples that the camera delivers without light: red, green, blue.
+    dark : numpy.ndarray of uint16, optional
+        A picture taken with the lid on, to find the black level; shape and order as for `image`.
+    saturation : int, optional
+        Samples from here on are over-exposed; by default the largest, ``2**bits - 1``.
+    fit : {"white-preserving", "least-squares"}
+        Greys stay grey, whatever that costs elsewhere; or the smallest error over all patches.
+    reference : path, or sequence of 24 (name, L*, a*, b*), optional
+        Other published colours (D50) than the chart's own, row by row.
+    tone_curve, output_depth, description
+        What the profile says besides.
+    layout, order
+        As for Processor.transform.
+
+    Returns
+    -------
+    Profile
+    Differences
+        Of each patch from its published colour, before and after. A mean above 6 means that the corners are wrong, or
+        the picture is not linear.
+
+    Raises
+    ------
+    TypeError, ValueError
+        An argument is none of the above, or what the picture has at the corners determines no profile.
+    ProfileError
+        What the profile would say is no profile.
+    ImportError
+        Little CMS or Cairo is missing.
+    """
+    if fit not in ("white-preserving", "least-squares"):
+        raise ValueError(f"fit must be 'white-preserving' or 'least-squares', not {fit!r}")
+    if dark is not None and np.any(black_level):
+        raise ValueError("black_level cannot be given beside dark, which it is measured in")
+    file, values = None, None
+    if isinstance(reference, (str, os.PathLike)):
+        file = os.fspath(reference)
+    elif reference is not None:
+        values = [(name, _numbers((l, a, b), "reference", (3,))) for name, l, a, b in reference]
+        if len(values) != _PATCHES:
+            raise ValueError(f"reference has {len(values)} patches; the chart has {_PATCHES}")
+    text, before, after = _native().calibrate(
+        _picture(image, "image", layout, order),
+        _numbers(corners, "corners", (4, 2)),
+        _whole_number(bits, "bits", 8, 16),
+        _numbers(black_level, "black_level", (3,)),
+        None if dark is None else _picture(dark, "dark", layout, order),
+        None if saturation is None else _whole_number(saturation, "saturation", 1, 65535),
+        fit == "white-preserving",
+        file,
+        values,
+        tone_curve if isinstance(tone_curve, str) else np.asarray(tone_curve, dtype=float).tolist(),
+        _whole_number(output_depth, "output_depth", 8, 16),
+        description,
+    )
+    return Profile.from_json(text), Differences(_judgement(before), _judgement(after))
+
+
+def report(differences: Differences) -> NDArray[np.uint8]:
+    """Draw each patch as measured beside its published colour, and its difference.
+
+    Parameters
+    ----------
+    differences : Differences
+        From `calibrate`.
+
+    Returns
+    -------
+    numpy.ndarray of uint8, shape (640, 960, 3)
+        An sRGB picture, red first, to be shown or saved.
+
+    Raises
+    ------
+    ImportError
+        Little CMS or Cairo is missing.
+    """
+    return _native().report(astuple(differences.before), astuple(differences.after))
+
+
+def find_chart(
+    image: NDArray[np.uint16],
+    *,
+    layout: Literal["interleaved", "planar"] = "interleaved",
+    order: Literal["rgb", "bgr"] | None = None,
+) -> NDArray[np.float64]:
+    """Find the chart in a photograph, by OpenCV's detector. It may be turned and tilted, but not mirrored.
+
+    Parameters
+    ----------
+    image : numpy.ndarray of uint16, shape (height, width, 3)
+        The photograph, linear, as the camera delivers it.
+    layout, order
+        As for Processor.transform.
+
+    Returns
+    -------
+    numpy.ndarray of float64, shape (4, 2)
+        The corners as `calibrate` takes them, to within a few hundredths of a patch: look at them.
+
+    Raises
+    ------
+    TypeError, ValueError
+        An argument is none of the above, or no chart was found.
+    ImportError
+        OpenCV for Python with its module mcc is missing.
+    """
+    try:
+        import cv2
+
+        detector = cv2.mcc.CCheckerDetector_create()
+    except (ImportError, AttributeError) as missing:
+        raise ImportError(
+            "find_chart needs OpenCV for Python with its module mcc (Debian: python3-opencv); "
+            f"calibrate also takes corners found by eye: {missing}"
+        ) from missing
+    linear = _picture(image, "image", layout, order)
+    white = max(float(np.percentile(linear, 99.9)), 1.0)  # a few glossy pixels do not make all others dark
+    shown = (255 * np.clip(linear[..., ::-1] / np.float32(white), 0, 1) ** (1 / 2.2)).astype(np.uint8)
+    if not detector.process(shown, cv2.mcc.MCC24, 1):
+        raise ValueError("no chart was found in image")
+    # The detector's box is drawn around the patches, at 6/11 of their distance from the centres of the outer ones.
+    left, top, right, bottom = -6 / 11, -6 / 11, 5 + 6 / 11, 3 + 6 / 11
+    box = np.array([(left, top), (right, top), (right, bottom), (left, bottom)], np.float32)
+    projection = cv2.getPerspectiveTransform(box, np.array(detector.getBestColorChecker().getBox(), np.float32))
+    centers = np.array([[(0, 0), (5, 0), (5, 3), (0, 3)]], float)
+    return np.asarray(cv2.perspectiveTransform(centers, projection)[0], dtype=float)
+
+
+def _native() -> Any:
+    try:
+        from . import _chart
+    except ImportError as missing:
+        raise ImportError(
+            f"calibration needs Little CMS and Cairo (Debian: liblcms2-2, libcairo2): {missing}"
+        ) from missing
+    return _chart
+
+
+def _judgement(plain: tuple[list[tuple[Any, ...]], float, int]) -> Judgement:
+    patches, mean, largest = plain
+    return Judgement(
+        tuple(
+            PatchDifference(name, tuple(reference), tuple(measured), *rest)
+            for name, reference, measured, *rest in patches
+        ),
+        mean,
+        largest,
+    )
+
+
+def _numbers(values: ArrayLike, name: str, shape: tuple[int, ...]) -> Any:
+    array = np.asarray(values)
+    if array.dtype.kind not in "iuf":
+        raise TypeError(f"{name} must be numbers")
+    if array.shape != shape:
+        raise ValueError(f"{name} has the shape {array.shape}; it must be {shape}")
+    return array.tolist()
+
+
+def _whole_number(value: int, name: str, least: int, most: int) -> int:
+    try:
+        number = operator.index(value)
+    except TypeError as error:
+        raise TypeError(f"{name} must be a whole number") from error
+    if not least <= number <= most:
+        raise ValueError(f"{name} must be from {least} to {most}, not {number}")
+    return number
+
+
+def _picture(image: NDArray[Any], name: str, layout: str, order: str | None) -> NDArray[Any]:
+    """The picture as an array of the shape (height, width, 3), red first."""
+    if not isinstance(image, np.ndarray) or image.dtype != np.uint16:
+        raise TypeError(f"{name} must be a NumPy array of uint16")
+    if layout not in ("interleaved", "planar"):
+        raise ValueError(f"layout must be 'interleaved' or 'planar', not {layout!r}")
+    planar = layout == "planar"
+    if order not in (None, "bgr", "rgb") or (planar and order == "rgb"):
+        raise ValueError(f"order must be {'' if planar else repr('rgb') + ' or '}'bgr', not {order!r}")
+    if image.ndim != 3 or image.shape[0 if planar else 2] != 3 or image.size == 0:
+        raise ValueError(
+            f"{name} has the shape {image.shape}; it must be {'(3, height, width)' if planar else '(height, width, 3)'}"
+        )
+    interleaved = np.moveaxis(image, 0, -1) if planar else image
+    return np.ascontiguousarray(interleaved[..., ::-1] if planar or order == "bgr" else interleaved)
