@@ -21,14 +21,14 @@ namespace kx::chart {
 namespace {
 
 using images_of_16_bits = py::array_t<std::uint16_t, py::array::c_style>;
-using lab = std::array<double, 3>;
+using lab = std::tuple<double, double, double>;
 using named_lab = std::tuple<std::string, lab>;
 using plain_patch = std::tuple<std::string, lab, lab, double, bool, bool>;         // as in patch_judgement
 using plain_judgement = std::tuple<std::vector<plain_patch>, double, std::size_t>; // as in judgement
 
 cmsCIELab to_lab(const lab& values)
 {
-    return {values[0], values[1], values[2]};
+    return {std::get<0>(values), std::get<1>(values), std::get<2>(values)};
 }
 
 lab from_lab(const cmsCIELab& values)
@@ -100,8 +100,8 @@ reference_chart to_reference(const std::optional<std::string>& file,
 // The profile's JSON and the two judgements.
 std::tuple<std::string, plain_judgement, plain_judgement> calibrate_array(
     const images_of_16_bits& photograph, const std::array<std::array<double, 2>, 4>& corners, int bits,
-    const lab& black_level, const std::optional<images_of_16_bits>& dark, std::optional<std::uint16_t> saturation,
-    bool white_preserving, const std::optional<std::string>& reference_file,
+    const profile::channel_values& black_level, const std::optional<images_of_16_bits>& dark,
+    std::optional<std::uint16_t> saturation, bool white_preserving, const std::optional<std::string>& reference_file,
     const std::optional<std::vector<named_lab>>& reference, const std::variant<std::string, std::vector<double>>& curve,
     int output_depth, const std::string& description)
 {

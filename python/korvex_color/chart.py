@@ -4,18 +4,16 @@ from __future__ import annotations
 
 import operator
 import os
+from collections.abc import Sequence
 from dataclasses import astuple, dataclass
-from typing import TYPE_CHECKING, Any, Literal, Sequence
+from typing import Any, Literal
 
 import numpy as np
+from numpy.typing import ArrayLike, NDArray
 
 from ._core import Profile
 
-if TYPE_CHECKING:
-    from numpy.typing import ArrayLike, NDArray
-
-    Lab = tuple[float, float, float]
-
+Lab = tuple[float, float, float]
 _PATCHES = 24
 
 
@@ -252,14 +250,7 @@ def _native() -> Any:
 
 def _judgement(plain: tuple[list[tuple[Any, ...]], float, int]) -> Judgement:
     patches, mean, largest = plain
-    return Judgement(
-        tuple(
-            PatchDifference(name, tuple(reference), tuple(measured), *rest)
-            for name, reference, measured, *rest in patches
-        ),
-        mean,
-        largest,
-    )
+    return Judgement(tuple(PatchDifference(*patch) for patch in patches), mean, largest)
 
 
 def _numbers(values: ArrayLike, name: str, shape: tuple[int, ...]) -> Any:

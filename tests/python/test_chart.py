@@ -1,0 +1,100 @@
+"""Calibration, against kx_chart itself."""
+
+import sys
+
+import numpy as np
+import pytest
+import tifffile
+
+import korvex_color as kc
+
+CORNERS = np.array([(706, 600), (3395, 532), (3545, 2390), (560, 2245)])
+
+
+@pytest.fixture(scope="module")
+def folder(kx_chart, tmp_path_factory):
+    folder = tmp_path_factory.mktemp("chart")
+    kx_chart("frame", folder / "photograph.tif")
+    kx_chart("frame", folder / "dark.tif", "--dark")
+    return folder
+
+
+@pytest.fixture(scope="module")
+def photograph(folder):
+    return tifffile.imread(folder / "photograph.tif")
+
+
+@pytest.fixture
+def calibrated_by_kx_chart(kx_chart, folder):
+    def calibrate(*options):
+        corners = [f"{x},{y}" for x, y in CORNERS]
+        text = kx_chart("calibrate", folder / "photograph.tif", folder / "camera.json", "--corners", *corners,
+                        "--bits", 12, "--report", folder / "report.tif", *options).stdout
+        return (folder / "camera.json").read_text(), text
+
+    return calibrate
+
+
+def test_as_kx_chart_does(calibrated_by_kx_chart, folder, photograph):
+    wanted, text = calibrated_by_kx_chart("--dark", folder / "dark.tif", "--description", "one")
+    dark = tifffile.imread(folder / "dark.tif")
+    profile, differences = kc.calibrate(photograph, CORNERS, bits=12, dark=dark, description="one")
+    assert profile.to_json() == wanted
+    for name, judgement in ("before", differences.before), ("after", differences.after):
+        assert (f"Mean CIEDE2000 {name} {judgement.mean:.3f}, largest {judgement.largest.difference:.3f} "
+                f"({judgement.largest.name})") in text
+    assert np.array_equal(kc.report(differences), tifffile.imread(folder / "report.tif"))
+
+
+def test_options(calibrated_by_kx_chart, folder, photograph):
+    published = kc.calibrate(photograph, CORNERS, bits=12)[1].after.patches
+    reference = [(patch.name + " 2", *np.multiply(patch.reference, 0.95)) for patch in published]
+    (folder / "reference.txt").write_text("".join("{} {} {} {}\n".format(*patch) for patch in reference))
+    wanted, _ = calibrated_by_kx_chart("--black-level", 60, 61.5, 62, "--saturation", 3000, "--depth", 16,
+                                       "--tone-curve", "gamma:2.2", "--fit", "least-squares",
+                                       "--reference", folder / "reference.txt")
+    options = dict(bits=12, black_level=(60, 61.5, 62), saturation=3000, output_depth=16, tone_curve="gamma:2.2",
+                   fit="least-squares")
+    planes = np.moveaxis(photograph[..., ::-1], -1, 0)
+    for picture, more in (photograph, {"reference": folder / "reference.txt"}), \
+            (photograph[..., ::-1], {"reference": reference, "order": "bgr"}), \
+            (planes, {"reference": reference, "layout": "planar"}):
+        profile, differences = kc.calibrate(picture, CORNERS, **options, **more)
+        assert profile.to_json() == wanted
+        assert differences.after.patches[3].name == "foliage 2" and differences.after.patches[18].left_out
+
+
+def test_without_companions(photograph, monkeypatch):
+    monkeypatch.setitem(sys.modules, "cv2", None)
+    with pytest.raises(ImportError, match="python3-opencv"):
+        kc.find_chart(photograph)
+    monkeypatch.setitem(sys.modules, "korvex_color._chart", None)
+    monkeypatch.delattr(kc, "_chart", raising=False)
+    with pytest.raises(ImportError, match="liblcms2"):
+        kc.calibrate(photograph, CORNERS, bits=12)
+
+
+@pytest.mark.parametrize("argument, error, options", [
+    ("image", TypeError, {"image": [1, 2]}),
+    ("image", ValueError, {"image": np.zeros((1, 20, 30, 3), np.uint16)}),
+    ("image", TypeError, {"image": np.zeros((20, 30, 3), np.uint8)}),
+    ("dark", ValueError, {"dark": np.zeros((20, 30), np.uint16)}),
+    ("dark frame is not dark", ValueError, {"dark": np.full((20, 30, 3), 4000, np.uint16)}),
+    ("black_level", ValueError, {"dark": np.zeros((2, 3, 3), np.uint16), "black_level": (1, 0, 0)}),
+    ("corners", ValueError, {"corners": CORNERS[:3]}),
+    ("corners", TypeError, {"corners": [["a", "b"]] * 4}),
+    ("corners", ValueError, {"corners": CORNERS[[0, 2, 1, 3]]}),
+    ("beyond the picture", ValueError, {}),
+    ("more than a camera of 8 bits", ValueError, {"bits": 8, "image": np.full((20, 30, 3), 256, np.uint16)}),
+    ("bits", ValueError, {"bits": 17}),
+    ("saturation", TypeError, {"saturation": 1.5}),
+    ("fit", ValueError, {"fit": "best"}),
+    ("reference", ValueError, {"reference": [("white", 96, 0, 0)] * 23}),
+    ("layout", ValueError, {"layout": "planes"}),
+    ("order", ValueError, {"order": "grb"}),
+    ("/black_level/0", kc.ProfileError, {"black_level": (5000, 0, 0)}),
+    ("no curve", kc.ProfileError, {"tone_curve": "film"}),
+])
+def test_refused(argument, error, options):
+    with pytest.raises(error, match=argument):
+        kc.calibrate(**{"image": np.zeros((20, 30, 3), np.uint16), "corners": CORNERS, "bits": 12, **options})

@@ -1,0 +1,110 @@
+"""Profiles as values, and their arithmetic as docs/profiles.md has it."""
+
+import copy
+import json
+import pickle
+
+import numpy as np
+import pytest
+
+import korvex_color as kc
+from oracle import CHANNELS, arranged, convert
+
+MEMBERS = {
+    "description": "Microscope 2, \u00b5", "bits": 12, "black_level": (64.25, 63, 64.5),
+    "white_balance": (1.9, 1, 1.55), "matrix": ((1.7, -0.8, 0.1), (-0.5, 1.9, -0.4), (0, -0.6, 1.6)),
+    "tone_curve": "srgb", "output_depth": 8,
+}
+PROFILE = kc.Profile(**MEMBERS)
+STACK = np.random.default_rng(5).integers(0, 4096, (2, 70, 160, 3), dtype=np.uint16)
+
+
+def round_half_up(values):
+    return np.floor(values + 0.5).astype(np.uint32)
+
+
+def expected(profile, frame, channels):
+    samples = np.arange(2**profile.bits)
+    largest = 2**profile.output_depth - 1
+    input_luts = {
+        name: round_half_up(65535 * np.clip(gain * (samples - black) / (samples[-1] - black), 0, 1))
+        for name, black, gain in zip(CHANNELS, profile.black_level, profile.white_balance)}
+    last, output_luts = largest, None
+    if profile.tone_curve != "linear":
+        last = 2**(16 if profile.output_depth == 16 else max(profile.bits, 12)) - 1
+        x = np.arange(last + 1) / last
+        curve = np.where(x <= 0.0031308, 12.92 * x, 1.055 * x**(1 / 2.4) - 0.055) if profile.tone_curve == "srgb" \
+            else np.interp(x, np.linspace(0, 1, len(profile.tone_curve)), profile.tone_curve)
+        output_luts = dict.fromkeys(CHANNELS, round_half_up(largest * curve))
+    return convert(frame, matrices=[np.array(profile.matrix) * last / 65535], input_luts=input_luts,
+                   output_luts=output_luts, clamp=dict.fromkeys(CHANNELS, (0, last)), depth=profile.output_depth,
+                   channels=channels)
+
+
+@pytest.mark.parametrize("changes", [{}, {"output_depth": 16}, {"tone_curve": "linear"}, {"bits": 14},
+                                     {"tone_curve": np.array([0, 0.25, 1])}])
+@pytest.mark.parametrize("layout, order", [("interleaved", "rgb"), ("planar", "bgr")])
+def test_apply(changes, layout, order):
+    profile = PROFILE.replace(**changes)
+    wanted = arranged(expected(profile, STACK, 4), "interleaved", "bgr")
+    frame = arranged(STACK, layout, order)
+    result = profile.apply(frame, channels=4, layout=layout, threads=2, out_layout="interleaved", out_order="bgr")
+    assert np.array_equal(result, wanted) and result.dtype == wanted.dtype
+    assert np.array_equal(profile.apply(frame, channels=4, layout=layout, out=np.empty_like(wanted),
+                                        out_layout="interleaved", out_order="bgr"), wanted)
+
+
+def test_values(tmp_path):
+    file = tmp_path / "camera.json"
+    PROFILE.save(file)
+    PROFILE.apply(STACK)
+    same = [kc.Profile.load(file), kc.Profile.load(str(file)), kc.Profile.from_json(PROFILE.to_json()),
+            kc.Profile.from_dict(PROFILE.to_dict()), pickle.loads(pickle.dumps(PROFILE)), copy.deepcopy(PROFILE),
+            kc.Profile(**{name: np.asarray(value) if isinstance(value, tuple) else value
+                          for name, value in MEMBERS.items()})]
+    assert {*same} == {PROFILE} and all(one == PROFILE for one in same)
+    assert {name: getattr(PROFILE, name) for name in MEMBERS} == MEMBERS
+    assert json.loads(file.read_text()) == PROFILE.to_dict() == {"version": 1, **json.loads(json.dumps(MEMBERS))}
+    assert PROFILE.replace(bits=14) != PROFILE and PROFILE != "camera.json"
+    zeros = [PROFILE.replace(matrix=np.eye(3) * [1, 1, sign]) for sign in (1, 1)]
+    signed = PROFILE.replace(matrix=np.where(np.eye(3), 1, -0.0))
+    assert zeros[0] == signed and hash(zeros[0]) == hash(signed)  # equal: their zeros differ in the sign
+    with pytest.raises(AttributeError):
+        PROFILE.bits = 14
+
+
+@pytest.mark.parametrize("path, make", [
+    ("/bits", lambda: kc.Profile(bits=7)),
+    ("/bits", lambda: kc.Profile()),
+    ("/white_balance/1", lambda: PROFILE.replace(white_balance=(1, 0, 1))),
+    ("/matrix", lambda: PROFILE.replace(matrix=np.eye(2))),
+    ("/gamma", lambda: PROFILE.replace(gamma=2)),
+    ("/version", lambda: kc.Profile.from_dict({"version": 2, "bits": 12})),
+    ("", lambda: kc.Profile.from_json("{")),
+])
+def test_refused(path, make):
+    with pytest.raises(kc.ProfileError) as caught:
+        make()
+    assert caught.value.path == path and str(caught.value).startswith(path)
+    assert pickle.loads(pickle.dumps(caught.value)).path == path
+
+
+def test_refused_otherwise(tmp_path):
+    with pytest.raises(FileNotFoundError):
+        kc.Profile.load(tmp_path / "none.json")
+    with pytest.raises(OSError, match="folder"):
+        PROFILE.save(tmp_path / "folder" / "camera.json")
+    (tmp_path / "bad.json").write_text('{"version": 1, "bits": 99}')
+    with pytest.raises(kc.ProfileError, match="bad.json: /bits: ") as caught:
+        kc.Profile.load(tmp_path / "bad.json")
+    assert caught.value.path == "/bits"
+    with pytest.raises(TypeError, match="module"):
+        kc.Profile(bits=12, matrix=kc)
+    with pytest.raises(ValueError):
+        kc.Profile(bits=12, black_level=(float("nan"), 0, 0))
+    with pytest.raises(ValueError, match=r"frame\[1, 3, 5, 2\] is 4096, beyond the blue"):
+        beyond = STACK.copy()
+        beyond[1, 3, 5, 2] = 4096
+        PROFILE.apply(beyond)
+    with pytest.raises(TypeError, match="out"):
+        PROFILE.apply(STACK, out=np.empty_like(STACK))
