@@ -87,7 +87,7 @@ def test_bands_give_the_same_bytes(layout, order):
 def test_parts_of_one_array_are_no_overlap():
     whole = np.random.default_rng(4).integers(0, 65536, (40, 60, 3), dtype=np.uint16)
     cases = [(np.s_[:, :30], np.s_[:, 30:]), (np.s_[::2], np.s_[1::2]), (np.s_[:20, ::2], np.s_[20:, 1::2]),
-             (np.s_[::2, ::2], np.s_[1::2, 1::2])]
+             (np.s_[::2, ::2], np.s_[1::2, 1::2]), (np.s_[:20:2], np.s_[1::4])]
     with kc.Processor() as processor:
         for source, target in cases:
             wanted = whole.copy()

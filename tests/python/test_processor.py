@@ -182,10 +182,12 @@ def test_threads_see_whole_changes():
 
     def transform():
         nonlocal working
-        for _ in range(150):
-            result = processor.transform(frame, threads=2)
-            assert any(np.array_equal(result, one) for one in wanted)
-        working -= 1
+        try:
+            for _ in range(150):
+                result = processor.transform(frame, threads=2)
+                assert any(np.array_equal(result, one) for one in wanted)
+        finally:
+            working -= 1
 
     def change():
         while working > 0:
