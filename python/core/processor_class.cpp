@@ -19,8 +19,8 @@ public:
         without_gil([&] { shared_ = std::make_shared<shared_processor>(options); });
     }
 
-    // Throws error when it is closed.
-    [[nodiscard]] const std::shared_ptr<shared_processor>& shared() const
+    // A share for as long as it is used: another thread may close it meanwhile. Throws error when it is closed.
+    [[nodiscard]] std::shared_ptr<shared_processor> shared() const
     {
         if (shared_ == nullptr) {
             throw kc::error(KX_COLOR_NULL_PROCESSOR, "the processor is closed");
@@ -139,11 +139,11 @@ PyObject* transform(PyObject* self, PyObject* const* arguments, Py_ssize_t by_pl
                                                             "threads", "layout", "order", "out_layout", "out_order"});
         const auto [frame, depth, channels, clamp, shift, out, threads, layout, order, out_layout, out_order] =
             names.bind(arguments, by_place, keywords);
-        const auto& shared = py::cast<const processor_object&>(py::handle(self)).shared();
+        const auto shared = py::cast<const processor_object&>(py::handle(self)).shared();
         const auto options = to_options(clamp, shift);
         const auto arrays = to_images({frame, out, layout, order, out_layout, out_order},
                                       to_choice(depth, "depth", 8, 16, 16), to_choice(channels, "channels", 3, 4, 3));
-        return run_transform(shared, arrays, options, threads);
+        return run_transform(*shared, arrays, options, threads);
     });
 }
 
@@ -162,7 +162,7 @@ void add_processor_class(py::module_& module)
     const auto type =
         py::class_<processor_object>(module, "Processor", processor_documentation)
             .def(
-                py::init([](py::object input_bits, py::object output_bits, py::object level) {
+                py::init([](const py::object& input_bits, const py::object& output_bits, const py::object& level) {
                     return std::make_unique<processor_object>(kc::processor_options{
                         to_number(input_bits, "input_lut_bits", KX_COLOR_MIN_LUT_BIT_DEPTH, KX_COLOR_MAX_LUT_BIT_DEPTH),
                         to_number(output_bits, "output_lut_bits", KX_COLOR_MIN_LUT_BIT_DEPTH,
@@ -172,11 +172,15 @@ void add_processor_class(py::module_& module)
                 "input_lut_bits"_a = 16, "output_lut_bits"_a = 16, "vector_level"_a = py::none())
             .def(
                 "append_matrix",
-                [](const processor_object& self, py::object matrix) { change_matrix(self, false, to_matrix(matrix)); },
+                [](const processor_object& self, const py::object& matrix) {
+                    change_matrix(self, false, to_matrix(matrix));
+                },
                 "matrix"_a, append_matrix_documentation)
             .def(
                 "set_matrix",
-                [](const processor_object& self, py::object matrix) { change_matrix(self, true, to_matrix(matrix)); },
+                [](const processor_object& self, const py::object& matrix) {
+                    change_matrix(self, true, to_matrix(matrix));
+                },
                 "matrix"_a, set_matrix_documentation)
             .def(
                 "clear_matrix", [](const processor_object& self) { change_matrix(self, true, {}); },

@@ -145,7 +145,7 @@ PyObject* apply(PyObject* self, PyObject* const* arguments, Py_ssize_t by_place,
         const auto arrays = to_images({frame, out, layout, order, out_layout, out_order}, profile.values().output_depth,
                                       to_choice(channels, "channels", 3, 4, 3));
         const auto& [processor, options] = profile.ready();
-        return run_transform(processor, arrays, options, threads);
+        return run_transform(*processor, arrays, options, threads);
     });
 }
 

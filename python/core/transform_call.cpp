@@ -207,18 +207,17 @@ py::object to_python(const kc::per_channel<bool>& values)
     return per_channel_class::imported().type("red"_a = values.red, "green"_a = values.green, "blue"_a = values.blue);
 }
 
-py::object run_transform(const std::shared_ptr<shared_processor>& processor, const image_arrays& arrays,
+py::object run_transform(const shared_processor& processor, const image_arrays& arrays,
                          const kc::transform_options& options, py::handle threads)
 {
     constexpr int most_threads = 1024;
     const int wanted = threads ? to_number(threads, "threads", 0, most_threads) : 1;
-    const auto bands = static_cast<std::size_t>(wanted != 0 ? wanted : std::thread::hardware_concurrency() + 0);
-    const std::shared_ptr<shared_processor> lasting = processor; // another thread may close it meanwhile
+    const std::size_t bands = wanted != 0 ? static_cast<std::size_t>(wanted) : std::thread::hardware_concurrency();
     try {
-        without_gil([&] { convert(*lasting, arrays.images, options, bands); });
+        without_gil([&] { convert(processor, arrays.images, options, bands); });
     } catch (const sample_beyond_LUT& beyond) {
         throw py::value_error(describe_sample_beyond(arrays.input, arrays.images.input.layout, beyond.enabled,
-                                                     lasting->LUT_entries(true)));
+                                                     processor.LUT_entries(true)));
     }
     return arrays.output;
 }

@@ -4,8 +4,6 @@
 #include "image_arrays.h"
 #include "shared_processor.h"
 
-#include <memory>
-
 namespace kx::python {
 
 // Looks the class PerChannel up; to be called while the module is imported, since imports may let other threads run.
@@ -25,8 +23,8 @@ int to_choice(py::handle value, const char* name, int one, int other, int otherw
 py::object to_python(const kc::per_channel<bool>& values);
 
 // Converts the images on that many threads at most (0: as many as there are cores), without the GIL, and returns the
-// output. Throws before anything is written.
-py::object run_transform(const std::shared_ptr<shared_processor>& processor, const image_arrays& arrays,
+// output. The processor must last meanwhile. Throws before anything is written.
+py::object run_transform(const shared_processor& processor, const image_arrays& arrays,
                          const kc::transform_options& options, py::handle threads);
 
 } // namespace kx::python
