@@ -102,6 +102,7 @@ json measure_one(const transform_case& what, const image& input, const std::vect
     std::fprintf(stderr, "  %s; %s\n", what.name, input.name.c_str());
     std::vector<std::uint16_t> output(output_offset + input.pixels() * 4);
     std::vector<contestant> contestants;
+    contestants.reserve(paths.size() + 1 + all_peers().size());
     for (const path& way : paths) {
         contestants.push_back(by_path(way, what, input, output.data() + output_offset));
     }

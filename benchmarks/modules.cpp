@@ -4,6 +4,7 @@
 #include "platform/dynamic_module.h"
 
 #include <stdexcept>
+#include <utility>
 
 namespace kx::benchmarks {
 
@@ -49,16 +50,15 @@ module_in_front::~module_in_front()
 
 std::vector<path> all_paths()
 {
-    const std::string folder = KX_BENCHMARK_MODULES;
-    const std::string avx2 = std::string("/") + avx2_module_names.base_name;
     std::vector<path> found = {{"scalar", KX_COLOR_VECTOR_LEVEL_SCALAR, ""}};
     if (accepts_this_machine(sse_module_names.base_name, sse_module_names)) {
         found.push_back({"SSE", KX_COLOR_VECTOR_LEVEL_SSE, ""});
     }
-    for (const char* const width : {"256", "512"}) {
-        const std::string module = folder + "/" + width + avx2;
+    for (const auto& [name, folder] : {std::pair{"AVX2, 256 bits", "/256/"}, std::pair{"AVX2, 512 bits", "/512/"}}) {
+        std::string module = KX_BENCHMARK_MODULES;
+        module.append(folder).append(avx2_module_names.base_name);
         if (accepts_this_machine(module, avx2_module_names)) {
-            found.push_back({std::string("AVX2, ") + width + " bits", KX_COLOR_VECTOR_LEVEL_AVX2, module});
+            found.push_back({name, KX_COLOR_VECTOR_LEVEL_AVX2, module});
         }
     }
     return found;

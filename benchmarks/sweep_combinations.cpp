@@ -106,6 +106,7 @@ try {
     std::printf("%d-bit output, %d pixels\n", bytes ? 8 : 16, pixels);
     for (const auto& [name, with] : {std::pair{"SSE", &sse}, std::pair{"AVX2", &avx2}}) {
         std::vector<result> results;
+        results.reserve(all.size());
         for (const combination& what : all) {
             results.push_back({ratio_of(*with, what, 3), what});
         }

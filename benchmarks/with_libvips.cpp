@@ -43,7 +43,7 @@ vips_image make_table()
 {
     std::vector<std::uint8_t> entries(65'536);
     for (std::size_t i = 0; i < entries.size(); ++i) {
-        entries[i] = static_cast<std::uint8_t>(255 * encoded(static_cast<double>(i) / 65'535) + 0.5);
+        entries[i] = static_cast<std::uint8_t>(std::lround(255 * encoded(static_cast<double>(i) / 65'535)));
     }
     return owned(vips_image_new_from_memory_copy(entries.data(), entries.size(), 65'536, 1, 1, VIPS_FORMAT_UCHAR));
 }
@@ -61,7 +61,7 @@ vips_image make_pipeline(const peer_task& task)
         in_memory(input.samples.data(), input.samples.size() * 2, input.width, input.height, 3, VIPS_FORMAT_USHORT);
     const vips_image sums =
         made_by([&](VipsImage** out) { return vips_recomb(from.get(), out, matrix.get(), nullptr); });
-    const vips_image samples = made_by([&](VipsImage** out) {
+    vips_image samples = made_by([&](VipsImage** out) {
         return vips_cast(sums.get(), out, narrow ? VIPS_FORMAT_UCHAR : VIPS_FORMAT_USHORT, nullptr);
     });
     if (task.wanted != result::table) {

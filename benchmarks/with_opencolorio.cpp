@@ -14,9 +14,9 @@ using result = peer_task::result;
 ocio::ConstCPUProcessorRcPtr make_processor(bool with_table, ocio::BitDepth output_depth)
 {
     double elements[16] = {};
-    for (int row = 0; row < 3; ++row) {
-        for (int column = 0; column < 3; ++column) {
-            elements[4 * row + column] = static_cast<double>(correction.at(static_cast<std::size_t>(3 * row + column)));
+    for (std::size_t row = 0; row < 3; ++row) {
+        for (std::size_t column = 0; column < 3; ++column) {
+            elements[4 * row + column] = static_cast<double>(correction.at(3 * row + column));
         }
     }
     elements[15] = 1.0;

@@ -13,7 +13,7 @@ cv::Mat make_table()
 {
     cv::Mat table(1, 256, CV_8U);
     for (int i = 0; i < 256; ++i) {
-        table.at<std::uint8_t>(i) = static_cast<std::uint8_t>(255 * encoded(i / 255.0) + 0.5);
+        table.at<std::uint8_t>(i) = static_cast<std::uint8_t>(std::lround(255 * encoded(i / 255.0)));
     }
     return table;
 }

@@ -72,7 +72,7 @@ inline kc::processor make_processor(const kc::library& library, std::int32_t vec
         for (std::size_t i = 0; i < input.size(); ++i) {
             const auto sample = static_cast<double>(i);
             input[i] = sample < black ? 0 : static_cast<std::uint32_t>((sample - black) / (last - black) * last);
-            output[i] = static_cast<std::uint32_t>(largest * encoded(sample / last) + 0.5);
+            output[i] = static_cast<std::uint32_t>(std::lround(largest * encoded(sample / last)));
         }
     }
     return made;
