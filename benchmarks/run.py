@@ -88,7 +88,7 @@ def measure_converter(convert, photograph, profile, work, quick):
     """Whole files by kx_convert, beside a copy by cp."""
     rounds = 1 if quick else 7
     stack, short_stack = work / "stack.tif", work / "short_stack.tif"
-    pages, short_pages = (20, 5) if quick else (500, 100)
+    pages, short_pages = (20, 5) if quick else (500, 50)
     write_stack(photograph, stack, pages)
     write_stack(photograph, short_stack, short_pages)
     by_profile = [convert, photograph, "--profile", profile]
