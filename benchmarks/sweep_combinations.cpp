@@ -36,7 +36,7 @@ double seconds_of(kc::processor& with, const combination& what, const std::vecto
     double best = std::numeric_limits<double>::infinity();
     for (int run = 0; run < runs; ++run) {
         const auto start = std::chrono::steady_clock::now();
-        transform(with, what.transform, input, output.data());
+        transform(with, what.transform, input.data(), output.data(), pixels);
         best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
     }
     return best;
@@ -91,12 +91,10 @@ int main(int argc, char** argv)
 try {
     const bool bytes = argc > 1 && std::strcmp(argv[1], "--8-bit") == 0;
     const kc::library library;
-    kc::processor scalar = make_processor(library, 0);
-    kc::processor sse = make_processor(library, 1);
-    kc::processor avx2 = make_processor(library, 2);
-    for (kc::processor* each : {&scalar, &sse, &avx2}) {
-        each->append_matrix(correction);
-    }
+    const std::vector<combination> all = all_combinations(bytes);
+    kc::processor scalar = make_processor(library, 0, all.front().transform);
+    kc::processor sse = make_processor(library, 1, all.front().transform);
+    kc::processor avx2 = make_processor(library, 2, all.front().transform);
     const std::vector<std::uint16_t> input = noise_image(pixels);
     std::vector<std::uint16_t> output(static_cast<std::size_t>(pixels) * 4);
 
@@ -108,7 +106,8 @@ try {
     std::printf("%d-bit output, %d pixels\n", bytes ? 8 : 16, pixels);
     for (const auto& [name, with] : {std::pair{"SSE", &sse}, std::pair{"AVX2", &avx2}}) {
         std::vector<result> results;
-        for (const combination& what : all_combinations(bytes)) {
+        results.reserve(all.size());
+        for (const combination& what : all) {
             results.push_back({ratio_of(*with, what, 3), what});
         }
         sort_worst_first(results);

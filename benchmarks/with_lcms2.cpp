@@ -1,14 +1,15 @@
 // Little CMS: a device-link pipeline of a matrix, and one of a matrix and curves.
-#include "workload.h"
+#include "peers.h"
 
-#include <benchmark/benchmark.h>
 #include <lcms2.h>
+
+#include <memory>
+#include <stdexcept>
 
 namespace {
 
 using namespace kx::benchmarks;
-
-constexpr cmsUInt32Number pixels = 2'000'000; // the same for each pixel, only sooner done
+using result = peer_task::result;
 
 cmsHTRANSFORM make_transform(bool with_curves, cmsUInt32Number output_type)
 {
@@ -19,7 +20,7 @@ cmsHTRANSFORM make_transform(bool with_curves, cmsUInt32Number output_type)
     cmsPipeline* const pipeline = cmsPipelineAlloc(nullptr, 3, 3);
     cmsPipelineInsertStage(pipeline, cmsAT_END, cmsStageAllocMatrix(nullptr, 3, 3, elements, nullptr));
     if (with_curves) {
-        cmsToneCurve* const curve = cmsBuildGamma(nullptr, 1.0 / 2.2);
+        cmsToneCurve* const curve = cmsBuildGamma(nullptr, 0.5); // as `encoded`
         cmsToneCurve* const curves[3] = {curve, curve, curve};
         cmsPipelineInsertStage(pipeline, cmsAT_END, cmsStageAllocToneCurves(nullptr, 3, curves));
         cmsFreeToneCurve(curve);
@@ -35,45 +36,29 @@ cmsHTRANSFORM make_transform(bool with_curves, cmsUInt32Number output_type)
     cmsHTRANSFORM transform = cmsCreateMultiprofileTransform(profiles, 1, TYPE_RGB_16, output_type,
                                                              INTENT_RELATIVE_COLORIMETRIC, cmsFLAGS_NOOPTIMIZE);
     cmsCloseProfile(link);
+    if (transform == nullptr) {
+        throw std::runtime_error("Little CMS makes no transform");
+    }
     return transform;
 }
 
-void run(benchmark::State& state, bool with_curves, cmsUInt32Number output_type)
+call prepare(const peer_task& task)
 {
-    cmsHTRANSFORM transform = make_transform(with_curves, output_type);
-    if (transform == nullptr) {
-        state.SkipWithError("no transform could be made");
-        return;
-    }
-    const std::vector<std::uint16_t> input = noise_image(static_cast<std::int32_t>(pixels));
-    std::vector<std::uint16_t> output(input.size());
-    while (state.KeepRunning()) {
-        cmsDoTransform(transform, input.data(), output.data(), pixels);
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(state.iterations() * pixels);
-    cmsDeleteTransform(transform);
+    const std::shared_ptr<void> transform(
+        make_transform(task.wanted == result::table, task.wanted == result::bits_16 ? TYPE_RGB_16 : TYPE_RGB_8),
+        cmsDeleteTransform);
+    return [=, &input = task.input, output = task.output] {
+        cmsDoTransform(transform.get(), input.samples.data(), output, static_cast<cmsUInt32Number>(input.pixels()));
+    };
 }
 
-void matrix_to_16_bits(benchmark::State& state)
+std::string version()
 {
-    run(state, false, TYPE_RGB_16);
+    const int number = cmsGetEncodedCMMversion(); // 2140 for 2.14
+    return std::to_string(number / 1000) + "." + std::to_string(number / 10 % 100);
 }
 
-void matrix_to_8_bits(benchmark::State& state)
-{
-    run(state, false, TYPE_RGB_8);
-}
-
-void matrix_and_curves_to_8_bits(benchmark::State& state)
-{
-    run(state, true, TYPE_RGB_8);
-}
-
-BENCHMARK(matrix_to_16_bits)->Name("matrix to 16 bits/Little CMS")->Unit(benchmark::kMillisecond);
-BENCHMARK(matrix_to_8_bits)->Name("matrix to 8 bits/Little CMS")->Unit(benchmark::kMillisecond);
-BENCHMARK(matrix_and_curves_to_8_bits)
-    ->Name("matrix and table to 8 bits/Little CMS (curves)")
-    ->Unit(benchmark::kMillisecond);
+const bool added =
+    add_peer({"Little CMS", version() + ": pipeline of matrix and curves, unoptimized; scales to 8 bits", prepare});
 
 } // namespace

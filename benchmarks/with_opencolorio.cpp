@@ -1,23 +1,22 @@
 // OpenColorIO: a matrix transform, and one followed by a table of 4,096 entries a channel.
-#include "workload.h"
+#include "peers.h"
 
 #include <OpenColorIO/OpenColorIO.h>
-#include <benchmark/benchmark.h>
+
+#include <memory>
 
 namespace {
 
 namespace ocio = OCIO_NAMESPACE;
 using namespace kx::benchmarks;
-
-constexpr long columns = 4000;
-constexpr long rows = 2000;
+using result = peer_task::result;
 
 ocio::ConstCPUProcessorRcPtr make_processor(bool with_table, ocio::BitDepth output_depth)
 {
     double elements[16] = {};
-    for (int row = 0; row < 3; ++row) {
-        for (int column = 0; column < 3; ++column) {
-            elements[4 * row + column] = static_cast<double>(correction[3 * row + column]);
+    for (std::size_t row = 0; row < 3; ++row) {
+        for (std::size_t column = 0; column < 3; ++column) {
+            elements[4 * row + column] = static_cast<double>(correction.at(3 * row + column));
         }
     }
     elements[15] = 1.0;
@@ -28,7 +27,7 @@ ocio::ConstCPUProcessorRcPtr make_processor(bool with_table, ocio::BitDepth outp
     if (with_table) {
         const auto table = ocio::Lut1DTransform::Create(4096, false);
         for (unsigned long i = 0; i < 4096; ++i) {
-            const float value = 1.0F - static_cast<float>(i) / 4095.0F;
+            const auto value = static_cast<float>(encoded(static_cast<double>(i) / 4095));
             table->setValue(i, value, value, value);
         }
         group->appendTransform(table);
@@ -37,43 +36,23 @@ ocio::ConstCPUProcessorRcPtr make_processor(bool with_table, ocio::BitDepth outp
         ocio::BIT_DEPTH_UINT16, output_depth, ocio::OPTIMIZATION_DEFAULT);
 }
 
-template <typename sample>
-void run(benchmark::State& state, bool with_table, ocio::BitDepth depth)
+call prepare(const peer_task& task)
 {
-    const auto processor = make_processor(with_table, depth);
-    std::vector<std::uint16_t> input = noise_image(rows * columns);
-    std::vector<sample> output(input.size());
-    const ocio::PackedImageDesc from(input.data(), columns, rows, ocio::CHANNEL_ORDERING_RGB, ocio::BIT_DEPTH_UINT16,
-                                     sizeof(std::uint16_t), 3 * sizeof(std::uint16_t),
-                                     3 * columns * static_cast<long>(sizeof(std::uint16_t)));
-    ocio::PackedImageDesc to(output.data(), columns, rows, ocio::CHANNEL_ORDERING_RGB, depth, sizeof(sample),
-                             3 * sizeof(sample), 3 * columns * static_cast<long>(sizeof(sample)));
-    while (state.KeepRunning()) {
-        processor->apply(from, to);
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(state.iterations() * rows * columns);
+    const bool wide = task.wanted == result::bits_16;
+    const ocio::BitDepth depth = wide ? ocio::BIT_DEPTH_UINT16 : ocio::BIT_DEPTH_UINT8;
+    const long bytes = wide ? 2 : 1; // of an output sample
+    const auto columns = static_cast<long>(task.input.width);
+    const auto rows = static_cast<long>(task.input.height);
+    const auto describe = [=](void* samples, ocio::BitDepth of_samples, long size) {
+        return std::make_shared<ocio::PackedImageDesc>(samples, columns, rows, ocio::CHANNEL_ORDERING_RGB, of_samples,
+                                                       size, 3 * size, 3 * size * columns);
+    };
+    const auto from = describe(const_cast<std::uint16_t*>(task.input.samples.data()), ocio::BIT_DEPTH_UINT16, 2);
+    const auto to = describe(task.output, depth, bytes);
+    return [=, with = make_processor(task.wanted == result::table, depth)] { with->apply(*from, *to); };
 }
 
-void matrix_to_16_bits(benchmark::State& state)
-{
-    run<std::uint16_t>(state, false, ocio::BIT_DEPTH_UINT16);
-}
-
-void matrix_to_8_bits(benchmark::State& state)
-{
-    run<std::uint8_t>(state, false, ocio::BIT_DEPTH_UINT8);
-}
-
-void matrix_and_table_to_8_bits(benchmark::State& state)
-{
-    run<std::uint8_t>(state, true, ocio::BIT_DEPTH_UINT8);
-}
-
-BENCHMARK(matrix_to_16_bits)->Name("matrix to 16 bits/OpenColorIO")->Unit(benchmark::kMillisecond);
-BENCHMARK(matrix_to_8_bits)->Name("matrix to 8 bits/OpenColorIO")->Unit(benchmark::kMillisecond);
-BENCHMARK(matrix_and_table_to_8_bits)
-    ->Name("matrix and table to 8 bits/OpenColorIO (4,096 entries)")
-    ->Unit(benchmark::kMillisecond);
+const bool added = add_peer(
+    {"OpenColorIO", std::string(ocio::GetVersion()) + ": matrix, Lut1D (4,096 entries); scales to 8 bits", prepare});
 
 } // namespace

@@ -3,9 +3,11 @@
 
 #include "korvex_kvi_color_processing.hpp"
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace kx::benchmarks {
@@ -14,6 +16,15 @@ namespace kc = korvex::color;
 
 inline constexpr kc::matrix correction = {1.6F, -0.4F, -0.2F, -0.3F, 1.5F, -0.2F, 0.0F, -0.5F, 1.5F};
 inline constexpr kc::matrix identity = {1.0F, 0.0F, 0.0F, 0.0F, 1.0F, 0.0F, 0.0F, 0.0F, 1.0F};
+
+struct image {
+    std::string name;
+    std::size_t width;
+    std::size_t height;
+    std::vector<std::uint16_t> samples;
+
+    [[nodiscard]] std::size_t pixels() const { return width * height; }
+};
 
 // Noise over the whole range, the worst case for tables.
 inline std::vector<std::uint16_t> noise_image(std::int32_t pixels)
@@ -26,24 +37,6 @@ inline std::vector<std::uint16_t> noise_image(std::int32_t pixels)
     return samples;
 }
 
-// A processor with LUTs of 16 bits, filled but disabled.
-inline kc::processor make_processor(const kc::library& library, std::int32_t vector_level)
-{
-    kc::processor made(library, {16, 16, vector_level});
-    std::uint32_t factor = 1;
-    for (const auto get : {&kc::processor::input_LUT, &kc::processor::output_LUT}) {
-        for (const kc::channel each : {kc::channel::blue, kc::channel::green, kc::channel::red}) {
-            factor += 2;
-            std::uint32_t value = 0;
-            for (std::uint32_t& entry : (made.*get)(each)) {
-                entry = value;
-                value += factor;
-            }
-        }
-    }
-    return made;
-}
-
 // One kind of transform: the output's bits a pixel and what is switched on.
 struct transform_case {
     const char* name;
@@ -54,30 +47,50 @@ struct transform_case {
     kc::per_channel<std::int32_t> shift;
     bool input_LUTs;
     bool output_LUTs;
+    int depth = 16; // of samples and LUTs, in bits
 };
 
-inline void configure(kc::processor& with, const transform_case& what)
+// An output LUT's entry, for light from 0 to 1: darker tones are lifted, as for a screen.
+inline double encoded(double light)
 {
-    with.clear_matrix();
-    with.append_matrix(what.matrix);
-    with.enable_input_LUTs(what.input_LUTs);
-    with.enable_output_LUTs(what.output_LUTs);
+    return std::sqrt(light);
+}
+
+// A processor for that: input LUTs take off a black level, output LUTs encode for a screen.
+inline kc::processor make_processor(const kc::library& library, std::int32_t vector_level, const transform_case& what)
+{
+    kc::processor made(library, {what.depth, what.depth, vector_level});
+    made.append_matrix(what.matrix);
+    made.enable_input_LUTs(what.input_LUTs);
+    made.enable_output_LUTs(what.output_LUTs);
+    const double last = (1 << what.depth) - 1;
+    const double largest = what.output_bits < 48 ? 255 : last;
+    for (const kc::channel each : {kc::channel::blue, kc::channel::green, kc::channel::red}) {
+        const kc::LUT_range input = made.input_LUT(each);
+        const kc::LUT_range output = made.output_LUT(each);
+        const double black = last / 50;
+        for (std::size_t i = 0; i < input.size(); ++i) {
+            const auto sample = static_cast<double>(i);
+            input[i] = sample < black ? 0 : static_cast<std::uint32_t>((sample - black) / (last - black) * last);
+            output[i] = static_cast<std::uint32_t>(std::lround(largest * encoded(sample / last)));
+        }
+    }
+    return made;
 }
 
 // `output` has room for four samples of 16 bits a pixel.
-inline void transform(const kc::processor& with, const transform_case& what, const std::vector<std::uint16_t>& input,
-                      std::uint16_t* output)
+inline void transform(const kc::processor& with, const transform_case& what, const std::uint16_t* input,
+                      std::uint16_t* output, std::size_t width, std::size_t height = 1)
 {
-    const std::size_t pixels = input.size() / 3;
     const int channels = what.output_bits % 32 == 0 ? 4 : 3;
-    const kc::image_view from(input.data(), what.input_layout, pixels, 1);
+    const kc::image_view from(input, what.input_layout, width, height);
     kc::transform_options options;
     options.shift = what.shift;
     if (what.output_bits >= 48) {
-        with.transform(from, kc::image_view(output, what.output_layout, pixels, 1, channels), options);
+        with.transform(from, kc::image_view(output, what.output_layout, width, height, channels), options);
     } else {
         auto* const bytes = reinterpret_cast<std::uint8_t*>(output);
-        with.transform(from, kc::image_view(bytes, what.output_layout, pixels, 1, channels), options);
+        with.transform(from, kc::image_view(bytes, what.output_layout, width, height, channels), options);
     }
 }
 

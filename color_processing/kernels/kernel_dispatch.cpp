@@ -1,4 +1,4 @@
-// The first half of the ladder. Each of its branches goes on in a compilation unit of its own.
+// The first half of the ladder. Each of its branches goes on in a source of its own.
 #include "kernels/kernel_dispatch.h"
 
 #include "kernels/kernel_selection.h"

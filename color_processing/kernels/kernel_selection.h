@@ -30,7 +30,7 @@ static void select_from(const choice_digits& wanted, const function& then)
 }
 
 // The first choices (input layout, the input LUTs, the blue output LUT) lead to 48 branches in each family. Each is a
-// compilation unit of its own (kernel_branch.cpp.in) with the 216 kernels that the other choices tell apart.
+// source of its own (kernel_branch.cpp.in) with the 216 kernels that the other choices tell apart.
 inline constexpr std::size_t branch_choices = 5;
 
 template <typename output_sample, unsigned branch>

@@ -71,8 +71,9 @@ static void convert_pixels(const kernel_request& request, choices chosen)
     output_sample* const red_output = output + request.output.red;
     output_sample* const fourth_output = output + request.output.fourth;
 
-    std::ptrdiff_t at = 0;
-    for (std::ptrdiff_t i = first; i < count; ++i, input += from.step, at += output_step) {
+    // No counter of its own: the loop has more constants than the machine has registers.
+    const std::ptrdiff_t end = (count - first) * output_step;
+    for (std::ptrdiff_t at = 0; at != end; input += from.step, at += output_step) {
         std::uint16_t blue_in = input[from.blue];
         std::uint16_t green_in = input[from.green];
         std::uint16_t red_in = input[from.red];

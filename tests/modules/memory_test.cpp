@@ -13,7 +13,7 @@ namespace kx_test {
 
 namespace {
 
-constexpr std::int32_t large = 1 << 18; // from here on the vector modules make tables
+constexpr std::int32_t large = 1 << 18; // from here on the vector modules make tables of 16-bit samples
 
 class memory : public testing::Test {
 protected:
@@ -79,6 +79,13 @@ protected:
         return call_transform<std::uint16_t>(kx_color_transform_48_to_48, processor, request);
     }
 
+    bool takes_memory(kx_color_processor* processor, std::int32_t pixel_count)
+    {
+        failing_memory failing(1, true);
+        EXPECT_EQ(convert(processor, pixel_count), 0);
+        return failing.stop();
+    }
+
     std::vector<std::uint16_t> input = std::vector<std::uint16_t>(3 * std::size_t{large});
     std::vector<std::uint16_t> output = input;
 };
@@ -136,6 +143,8 @@ TEST_F(memory, transforms)
             configure(processor, matrix);
             ASSERT_EQ(convert(processor, large), 0);
             const std::vector<std::uint16_t> expected = output;
+            EXPECT_EQ(takes_memory(processor, large), level > 0);
+            EXPECT_FALSE(takes_memory(processor, large - 64));
             as_memory_fails(
                 [&] {
                     output[0] = output[3 * large - 1] = 0xEEEE;

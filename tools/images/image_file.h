@@ -151,7 +151,8 @@ protected:
 // Creates an image file of the type that its suffix names. Throws image_error.
 std::unique_ptr<image_writer> create_image(const std::filesystem::path& file, const write_options& options = {});
 
-// Removes the temporary files of all open writers; may be called from a signal handler, just before the end.
-void remove_temporary_files() noexcept;
+// For programs: whatever signal ends the process from now on, the temporary files of all open writers are removed
+// first.
+void remove_temporary_files_on_signals();
 
 } // namespace kx::images

@@ -2,9 +2,11 @@
 
 #include "image_file.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <random>
@@ -102,13 +104,30 @@ void pending_file::commit()
     temporary_name_.clear();
 }
 
-void remove_temporary_files() noexcept
+extern "C" {
+static void clean_up_and_end(int signal_number)
 {
     for (const auto& entry : temporary_files) {
         if (const char* name = entry.load()) {
             unlink(name);
         }
     }
+    std::signal(signal_number, SIG_DFL);
+    std::raise(signal_number);
+}
+}
+
+void remove_temporary_files_on_signals()
+{
+    // All that end a process by default, but for what cannot be caught.
+    for (int number = 1; number <= SIGRTMAX; ++number) {
+        constexpr std::array without_effect{SIGCHLD, SIGCONT, SIGURG, SIGWINCH, SIGTSTP, SIGTTIN, SIGTTOU};
+        if (std::ranges::find(without_effect, number) == without_effect.end()
+            && std::signal(number, clean_up_and_end) == SIG_IGN) { // nohup stays in force
+            std::signal(number, SIG_IGN);
+        }
+    }
+    std::signal(SIGXFSZ, SIG_IGN); // a write beyond the file size limit then fails like any other
 }
 
 } // namespace kx::images

@@ -6,7 +6,7 @@ namespace kx::convert {
 
 namespace {
 
-constexpr const char* group = "Camera";
+constexpr const char* camera_group = "Camera";
 constexpr std::string_view area_mark = "auto:";
 
 profile::pixel_area to_area(const std::string& text)
@@ -79,16 +79,16 @@ camera_options::camera_options(CLI::App& app) : app_(app)
     app.add_option("--profile", profile_,
                    "The camera's profile (JSON, docs/profiles.md); other options override its members")
         ->type_name("FILE")
-        ->group(group);
+        ->group(camera_group);
     app.add_option("--black-level", black_level_, "Samples without light: red, green, blue")
         ->type_name("R G B")
         ->expected(3)
-        ->group(group);
+        ->group(camera_group);
     app.add_option("--white-balance", white_balance_,
                    "Gains, or auto:X,Y,W,H: from a neutral area of each file's first page")
         ->type_name("R G B")
         ->expected(1, 3)
-        ->group(group);
+        ->group(camera_group);
 }
 
 void camera_options::put_into(settings& wanted) const

@@ -5,7 +5,7 @@ namespace kx::convert {
 
 namespace {
 
-constexpr const char* group = "Files";
+constexpr const char* file_group = "Files";
 
 const std::map<std::string, images::file_type> formats{{"tiff", images::file_type::tiff},
                                                        {"png", images::file_type::png}};
@@ -38,17 +38,17 @@ file_options::file_options(CLI::App& app)
         ->type_name("");
     app.add_option("-o,--output", output_, "File or folder to write; names are kept in a folder")
         ->type_name("PATH")
-        ->group(group);
+        ->group(file_group);
     app.add_option("--format", format_, "tiff or png, in a folder (default: as the input)")
         ->type_name("NAME")
         ->check(CLI::IsMember(formats).description(""))
-        ->group(group);
-    app.add_option("--pages", pages_, "Convert these pages only: 1-10,50 or 7-")->type_name("LIST")->group(group);
+        ->group(file_group);
+    app.add_option("--pages", pages_, "Convert these pages only: 1-10,50 or 7-")->type_name("LIST")->group(file_group);
     app.add_option("--overwrite", overwrite_, "Whether older files are replaced: yes (default) or no")
         ->type_name("NAME")
         ->check(CLI::IsMember(std::set<std::string>{"yes", "no"}).description(""))
-        ->group(group);
-    app.add_flag("--stop-at-error", stop_at_error_, "Begin no further file once one has failed")->group(group);
+        ->group(file_group);
+    app.add_flag("--stop-at-error", stop_at_error_, "Begin no further file once one has failed")->group(file_group);
 }
 
 void file_options::put_into(settings& wanted) const

@@ -9,7 +9,7 @@ namespace kx::convert {
 
 namespace {
 
-constexpr const char* group = "Processing";
+constexpr const char* processing_group = "Processing";
 
 matrix to_matrix(const std::string& option, const std::vector<std::string>& words)
 {
@@ -70,17 +70,17 @@ processing_options::processing_options(CLI::App& app)
                    "Bits that the camera delivers (1..16): scales to the output and its LUTs")
         ->type_name("N")
         ->check(between(1, 16))
-        ->group(group);
+        ->group(processing_group);
     const CLI::Validator table_bits = between(KX_COLOR_MIN_LUT_BIT_DEPTH, KX_COLOR_MAX_LUT_BIT_DEPTH);
     app.add_option("--input-lut-bits", input_table_bits_, "Input LUTs have 2^BITS entries (0..16, default: input bits)")
         ->type_name("BITS")
         ->check(table_bits)
-        ->group(group);
+        ->group(processing_group);
     app.add_option("--output-lut-bits", output_table_bits_,
                    "Output LUTs have 2^BITS entries (0..16, default: 16 or input bits)")
         ->type_name("BITS")
         ->check(table_bits)
-        ->group(group);
+        ->group(processing_group);
 }
 
 // Each occurrence is taken as it is parsed, so that the two options keep their order among each other.
@@ -93,13 +93,13 @@ void processing_options::add_matrices(CLI::App& app)
         ->expected(1)
         ->type_name("N1 .. N9")
         ->trigger_on_parse()
-        ->group(group);
+        ->group(processing_group);
     app.add_option_function<std::string>(
            "--matrix-file", [this](const auto& file) { matrices_.push_back(read_matrix(file)); },
            "The same from a text file")
         ->type_name("FILE")
         ->trigger_on_parse()
-        ->group(group);
+        ->group(processing_group);
 }
 
 void processing_options::put_into(settings& wanted) const
