@@ -12,11 +12,6 @@ namespace {
 
 using kc::pixel_layout;
 
-bool is_given(py::handle argument)
-{
-    return argument && !argument.is_none();
-}
-
 bool is_text(py::handle value, const char* text)
 {
     return PyUnicode_Check(value.ptr()) && PyUnicode_CompareWithASCIIString(value.ptr(), text) == 0;

@@ -12,6 +12,11 @@ namespace kx::python {
 
 namespace py = pybind11;
 
+inline bool is_given(py::handle argument)
+{
+    return argument && !argument.is_none();
+}
+
 // Arguments as they were given; null or None where nothing was said.
 struct image_arguments {
     py::handle frame;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -14,11 +15,6 @@ namespace {
 constexpr std::size_t fewest_pixels = 16384; // for a thread: starting one takes as long as converting some thousand
 
 constexpr kc::channel channels[] = {kc::channel::blue, kc::channel::green, kc::channel::red};
-
-bool is_given(py::handle argument)
-{
-    return argument && !argument.is_none();
-}
 
 // The class, and the names of its members in the order of `channels`.
 struct per_channel_class {
@@ -86,7 +82,11 @@ void in_bands(std::size_t rows, std::size_t bands, const Work& work)
     {
         std::vector<std::jthread> threads;
         for (std::size_t band = 1; band < bands; ++band) {
-            threads.emplace_back(run, band);
+            try {
+                threads.emplace_back(run, band);
+            } catch (const std::system_error&) { // the system has no more threads
+                run(band);
+            }
         }
         run(0);
     }
