@@ -6,7 +6,7 @@ pixels become colours, and applies it. `calibrate` makes one from a photograph o
     import korvex_color as kc
 
     profile = kc.Profile.load("camera.json")
-    pictures = profile.apply(stack, threads=4)
+    pictures = profile.apply(stack, threads=4)    # or kc.apply(profile, stack), where stack is a Dask array
 
 Images are arrays of uint16 in the shape (..., height, width, 3), red first, unless a call's `layout` and `order` say
 otherwise.
@@ -15,6 +15,7 @@ otherwise.
 from ._core import LUTs, Processor, Profile, __version__
 from ._types import Error, PerChannel, ProfileError
 from .chart import Differences, Judgement, PatchDifference, calibrate, find_chart, report
+from .dask_arrays import apply
 
 __all__ = [
     "Differences",
@@ -27,6 +28,7 @@ __all__ = [
     "Profile",
     "ProfileError",
     "__version__",
+    "apply",
     "calibrate",
     "find_chart",
     "report",
