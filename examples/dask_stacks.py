@@ -233,7 +233,7 @@ def begin(arguments, profile):
             output = kind(arguments.output, name)
             finished = Finished(arguments.output / ".progress" / place)
             begun.append((path, output, unfinished_parts(path, output, finished, profile, arguments.part_size * 2**20)))
-        except (Problem, OSError, ValueError) as problem:
+        except (Problem, OSError, ValueError, LookupError, tifffile.TiffFileError) as problem:
             print(f"{path}: {problem}", file=sys.stderr)
             problems += 1
     return begun, problems

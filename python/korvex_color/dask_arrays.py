@@ -7,17 +7,17 @@ import threading
 from typing import TYPE_CHECKING, Any, Literal
 
 import numpy as np
+from numpy.typing import NDArray
 
 from ._core import Profile
 
 if TYPE_CHECKING:
-    import dask.array
-    from numpy.typing import NDArray
+    import dask.array.core
 
 
 def apply(
     profile: Profile,
-    frame: dask.array.Array,
+    frame: dask.array.core.Array,
     *,
     channels: Literal[3, 4] = 3,
     threads: int = 1,
@@ -25,7 +25,7 @@ def apply(
     order: Literal["rgb", "bgr"] | None = None,
     out_layout: Literal["interleaved", "planar"] | None = None,
     out_order: Literal["rgb", "bgr"] | None = None,
-) -> dask.array.Array:
+) -> dask.array.core.Array:
     """Convert the images of a Dask array with a profile, when its chunks are computed.
 
     Parameters
@@ -65,12 +65,15 @@ def apply(
     >>> stack = dask.array.from_zarr("recording.zarr")
     >>> kc.apply(kc.Profile.load("camera.json"), stack).to_zarr("pictures.zarr")
     """
-    da = _dask_array()
+    try:
+        import dask.array as da
+    except ImportError as missing:
+        raise ImportError(f"apply needs Dask (Debian: python3-dask): {missing}") from missing
     if not isinstance(profile, Profile):
         raise TypeError(f"profile must be a Profile, not {type(profile).__name__}")
     if not isinstance(frame, da.Array):
         raise TypeError(f"frame must be a Dask array, not {type(frame).__name__}; Profile.apply converts those of NumPy")
-    if not isinstance(frame._meta, np.ndarray):
+    if type(frame._meta) is not np.ndarray:  # nor masked: the masks would be lost
         raise TypeError(f"frame must have NumPy's arrays for chunks, not {type(frame._meta).__name__}")
     options = {
         "channels": channels,
@@ -92,7 +95,7 @@ def apply(
     channel = axes[-3 if planar else -1]
     out_axes = [axis for axis in axes if axis != channel]
     out_axes.insert(len(axes) - (3 if out_planar else 1), channel)
-    return da.blockwise(
+    converted: dask.array.core.Array = da.blockwise(
         _convert,
         out_axes,
         frame.rechunk({channel: -1}),
@@ -104,14 +107,7 @@ def apply(
         dtype=none.dtype,
         meta=np.empty((0,) * frame.ndim, none.dtype),
     )
-
-
-def _dask_array() -> Any:
-    try:
-        import dask.array
-    except ImportError as missing:
-        raise ImportError(f"apply needs Dask (Debian: python3-dask): {missing}") from missing
-    return dask.array
+    return converted
 
 
 def _convert(frame: NDArray[np.uint16], text: str, options: dict[str, Any]) -> NDArray[Any]:

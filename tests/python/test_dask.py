@@ -1,0 +1,124 @@
+"""Dask's arrays: the bytes of Profile.apply, whatever the chunks, and one processor for a profile and process."""
+
+import os
+import signal
+import subprocess
+import sys
+
+import dask.array as da
+import distributed
+import numpy as np
+import psutil
+import pytest
+
+import korvex_color as kc
+from korvex_color import _core
+
+PROFILE = kc.Profile(bits=12, black_level=(64, 63, 65), matrix=[[1.7, -0.8, 0.1], [-0.5, 1.9, -0.4], [0, -0.6, 1.6]],
+                     tone_curve="srgb", output_depth=8)
+STACK = np.random.default_rng(6).integers(0, 4096, (6, 2, 40, 30, 3), dtype=np.uint16)
+
+
+class Frames:
+    """Counts how often something was read from it."""
+
+    shape, dtype, ndim, reads = STACK.shape, STACK.dtype, STACK.ndim, 0
+
+    def __getitem__(self, index):
+        self.reads += 1
+        return STACK[index]
+
+
+@pytest.mark.parametrize("chunks", [(2, 1, 7, 11), ((1, 5), 2, (40,), (29, 1)), (6, 2, 40, 30)])
+@pytest.mark.parametrize("layout, order, options", [
+    ("interleaved", "rgb", {}),
+    ("interleaved", "bgr", {"out_layout": "planar", "channels": 4}),
+    ("planar", None, {"threads": 2}),
+    ("planar", "bgr", {"out_layout": "interleaved", "out_order": "rgb", "channels": 4})])
+@pytest.mark.parametrize("depth, channel_chunks", [(8, 3), (16, (1, 2))])
+def test_any_chunks(chunks, layout, order, options, depth, channel_chunks):
+    profile = PROFILE.replace(output_depth=depth)
+    options = {"layout": layout, "order": order, **options}
+    frames, source = Frames(), STACK
+    images = da.from_array(frames, (*chunks, channel_chunks), asarray=False, meta=STACK[:0])
+    if layout == "planar":
+        images, source = (np.moveaxis(array, -1, -3) for array in (images, STACK))
+    lazy = kc.apply(profile, images, **options)
+    wanted = profile.apply(source, **options)
+    assert frames.reads == 0
+    assert (lazy.shape, lazy.dtype, lazy._meta.dtype, lazy._meta.ndim) == (wanted.shape, wanted.dtype, wanted.dtype, 5)
+    channel_axis = -3 if options.get("out_layout", layout) == "planar" else -1
+    in_axis = -3 if layout == "planar" else -1
+    assert lazy.chunks[channel_axis] == (options.get("channels", 3),)
+    others = [sizes for axis, sizes in zip(range(-5, 0), lazy.chunks) if axis != channel_axis]
+    assert others == [sizes for axis, sizes in zip(range(-5, 0), images.chunks) if axis != in_axis]
+    assert np.array_equal(lazy.compute(scheduler="threads"), wanted)
+    assert lazy.name == kc.apply(kc.Profile.from_json(profile.to_json()), images, **options).name
+    assert lazy.name != kc.apply(profile.replace(bits=13), images, **options).name
+
+
+def test_sizes_that_are_not_known():
+    images = da.from_array(STACK[:, 0], (2, -1, -1, -1))
+    some = images[images[:, 0, 0, 0] > 2000]
+    assert np.array_equal(kc.apply(PROFILE, some).compute(), PROFILE.apply(some.compute()))
+
+
+IMAGES = da.from_array(STACK)
+
+
+@pytest.mark.parametrize("error, says, call", [
+    (TypeError, "profile must be a Profile", lambda: kc.apply("camera.json", IMAGES)),
+    (TypeError, "frame must be a Dask array", lambda: kc.apply(PROFILE, STACK)),
+    (TypeError, "chunks, not MaskedArray", lambda: kc.apply(PROFILE, da.ma.masked_equal(IMAGES, 0))),
+    (TypeError, "samples of uint8", lambda: kc.apply(PROFILE, IMAGES.astype(np.uint8))),
+    (TypeError, "byte order", lambda: kc.apply(PROFILE, IMAGES.astype(">u2"))),
+    (ValueError, "shape .6, 2, 40, 30, 2.", lambda: kc.apply(PROFILE, IMAGES[..., :2])),
+    (ValueError, "shape .30, 3.", lambda: kc.apply(PROFILE, IMAGES[0, 0, 0])),
+    (ValueError, "3, height, width", lambda: kc.apply(PROFILE, IMAGES, layout="planar")),
+    (ValueError, "channels", lambda: kc.apply(PROFILE, IMAGES, channels=5)),
+    (ValueError, "order", lambda: kc.apply(PROFILE, IMAGES, order="gbr")),
+    (ValueError, "beyond the red input LUT",
+     lambda: kc.apply(PROFILE, da.where(da.arange(30)[:, None] == 29, np.uint16(4096), IMAGES)).compute())])
+def test_what_is_refused(error, says, call):
+    with pytest.raises(error, match=says):
+        call()
+
+
+def test_without_dask():
+    program = "import sys; sys.modules['dask'] = None; import korvex_color as kc; kc.apply(kc.Profile(bits=8), None)"
+    run = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True)
+    assert "ImportError: apply needs Dask (Debian: python3-dask)" in run.stderr
+
+
+def killing(block, victim, block_id=None):
+    """In the middle of the work, one of the workers is gone."""
+    if block_id[0] == 30:
+        taken = victim.with_suffix(".taken")
+        try:
+            victim.rename(taken)
+        except FileNotFoundError:  # another thread's
+            return block
+        os.kill(int(taken.read_text()), signal.SIGKILL)
+    return block
+
+
+def processors_alive():
+    return _core._processors_alive()
+
+
+def test_workers(tmp_path):
+    large = da.from_array(np.tile(STACK[:, 0], (10, 1, 1, 1)), (1, 20, 15, 3))
+    profiles = [PROFILE, PROFILE.replace(output_depth=16)]
+    wanted = [profile.apply(large.compute()) for profile in profiles]
+    with distributed.LocalCluster(n_workers=2, threads_per_worker=3, dashboard_address=None,
+                                  local_directory=tmp_path) as cluster, distributed.Client(cluster) as client:
+        futures = client.compute([kc.apply(profile, large) for profile in profiles])
+        assert all(map(np.array_equal, client.gather(futures), wanted))
+        # Each block's profile came by pickle.
+        assert set(client.run(processors_alive).values()) == {2}
+
+        victim, pid = tmp_path / "victim", min(client.run(os.getpid).values())
+        victim.write_text(str(pid))
+        result = kc.apply(PROFILE, large.map_blocks(killing, victim, meta=large._meta)).compute()
+        assert np.array_equal(result, wanted[0])
+        assert not victim.exists() and not psutil.pid_exists(pid)
