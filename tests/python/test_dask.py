@@ -4,6 +4,8 @@ import os
 import signal
 import subprocess
 import sys
+import threading
+from concurrent.futures import ThreadPoolExecutor
 
 import dask.array as da
 import distributed
@@ -12,7 +14,7 @@ import psutil
 import pytest
 
 import korvex_color as kc
-from korvex_color import _core
+from korvex_color import _core, dask_arrays
 
 PROFILE = kc.Profile(bits=12, black_level=(64, 63, 65), matrix=[[1.7, -0.8, 0.1], [-0.5, 1.9, -0.4], [0, -0.6, 1.6]],
                      tone_curve="srgb", output_depth=8)
@@ -104,6 +106,19 @@ def killing(block, victim, block_id=None):
 
 def processors_alive():
     return _core._processors_alive()
+
+
+def test_threads_share_what_they_make():
+    before = sys.getswitchinterval()
+    sys.setswitchinterval(1e-6)
+    try:
+        with ThreadPoolExecutor(4) as pool:
+            for number in range(100):
+                text, together = PROFILE.replace(description=str(number)).to_json(), threading.Barrier(4)
+                made = pool.map(lambda _: together.wait() >= 0 and dask_arrays._profile_of(text), range(4))
+                assert len({id(profile) for profile in [*made]}) == 1
+    finally:
+        sys.setswitchinterval(before)
 
 
 def test_workers(tmp_path):

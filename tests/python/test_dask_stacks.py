@@ -104,7 +104,10 @@ def test_kills(recording, kind):
     assert between.items() <= parts.items() and len(parts) == len(STACK)
     assert np.array_equal(pictures(folder, kind, "day 1/a"), PROFILE.apply(STACK))
     assert not [*folder.rglob("*.partial"), *folder.rglob("*.incomplete"), *folder.rglob("*.new")]
+    if kind == "tiff":  # as if it had been killed before this last step
+        (folder / "day 1/a.tif").rename(folder / "day 1/a.tif.incomplete")
     assert finish(recording, kind) == (0, "", "")  # without a cluster
+    assert len(pictures(folder, kind, "day 1/a")) == len(STACK)
 
 
 @pytest.mark.parametrize("kind", ["zarr", "tiff"])
