@@ -45,11 +45,11 @@ class Stack:
         self.path, self.finished = path, finished
         with tifffile.TiffFile(path) as file:
             series = file.series[0]
-            self.planes = series.axes.endswith("SYX")
-            channels, size = (series.shape[-3], series.shape[-2:]) if self.planes else (series.shape[-1], series.shape[-3:-1])
-            if len(file.series) > 1 or series.axes[-3:] not in ("YXS", "SYX") or channels != 3 or series.dtype != self.dtype:
+            axes, sizes = series.axes[-3:], dict(zip(series.axes, series.shape))
+            if len(file.series) > 1 or axes not in ("YXS", "SYX") or sizes["S"] != 3 or series.dtype != self.dtype:
                 raise Problem("its pages are not all of one size, RGB, of 16 bits")
-            self.shape = (series.size // (3 * size[0] * size[1]), *size, 3)
+            self.planes = axes == "SYX"
+            self.shape = (series.size // (sizes["Y"] * sizes["X"] * 3), sizes["Y"], sizes["X"], 3)
             self.offset, self.sample = series.dataoffset, file.byteorder + "u2"  # of pages that lie in one piece
             if self.offset is None and len(file.pages) != self.shape[0]:
                 raise Problem("its pages are compressed in one piece")
@@ -202,7 +202,7 @@ def unfinished_parts(path, output, finished, profile, part_bytes):
         if settings is None:
             raise Problem("the output has something of its name that does not come from here")
         if settings["made_from"] != made_from:
-            raise Problem(f"it has changed, or the profile, since it was begun: remove {finished.folder} and the output")
+            raise Problem(f"it or the profile has changed since it was begun: remove {finished.folder} and the output")
     else:
         pages = max(1, part_bytes // (2 * int(np.prod(stack.shape[1:]))))
         settings = {"made_from": made_from, "pages": pages}

@@ -51,7 +51,7 @@ def apply(
     Raises
     ------
     TypeError, ValueError
-        As Profile.apply does, at once; but a sample beyond ``2**bits - 1`` raises ValueError when its chunk is computed.
+        As Profile.apply does, at once; a sample beyond ``2**bits - 1`` raises ValueError when its chunk is computed.
     ImportError
         Dask is missing.
 
@@ -72,7 +72,7 @@ def apply(
     if not isinstance(profile, Profile):
         raise TypeError(f"profile must be a Profile, not {type(profile).__name__}")
     if not isinstance(frame, da.Array):
-        raise TypeError(f"frame must be a Dask array, not {type(frame).__name__}; Profile.apply converts those of NumPy")
+        raise TypeError(f"frame must be a Dask array, not {type(frame).__name__}; NumPy's are for Profile.apply")
     if type(frame._meta) is not np.ndarray:  # nor masked: the masks would be lost
         raise TypeError(f"frame must have NumPy's arrays for chunks, not {type(frame._meta).__name__}")
     options = {
