@@ -223,7 +223,9 @@ def begin(arguments, profile):
     """The stacks that can be converted, as (path, output, unfinished parts), and the number of those that cannot."""
     kind = {"tiff": TiffOutput, "zarr": ZarrOutput}[arguments.format]
     begun, problems, names = [], 0, set()
-    for path in sorted(arguments.recording.rglob("*.tif*")):
+    for path in sorted(arguments.recording.rglob("*")):
+        if path.suffix.lower() not in (".tif", ".tiff"):
+            continue
         place = path.relative_to(arguments.recording)
         name = place.with_suffix("").as_posix()
         try:
@@ -282,6 +284,8 @@ def main():
         parser.error(str(error))
 
     stacks, problems = begin(arguments, profile)
+    if not stacks and not problems:
+        parser.error(f"{arguments.recording} has no TIFF stacks")
     for _, output, parts in stacks:
         if not parts:
             output.complete()

@@ -144,8 +144,11 @@ def test_stacks_of_all_kinds(recording, kind, tmp_path):
 
 @pytest.mark.parametrize("kind", ["zarr", "tiff"])
 def test_what_is_refused(recording, kind):
-    save(recording / "a.tif", STACK[:3])
     folder = recording.parent / kind
+    (recording / "a.tif.incomplete").touch()
+    code, _, errors = finish(recording, kind)
+    assert code == 2 and "has no TIFF stacks" in errors
+    save(recording / "a.TIF", STACK[:3])
     process = subprocess.run([sys.executable, EXAMPLE, recording, recording / "pictures", "--profile",
                               recording.parent / "camera.json"], capture_output=True, text=True)
     assert process.returncode == 2 and "outside the recording" in process.stderr
