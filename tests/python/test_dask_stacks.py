@@ -1,5 +1,6 @@
 """The example examples/dask_stacks.py: whole recordings, killed workers, killed runs, and what it refuses."""
 
+import os
 import pathlib
 import signal
 import subprocess
@@ -38,7 +39,7 @@ def start(recording, kind, *options):
     command = [sys.executable, EXAMPLE, recording, beside / kind, "--profile", beside / "camera.json", "--format", kind,
                "--part-size", "0", *options]
     return subprocess.Popen([*map(str, command)], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
-                            cwd=beside)
+                            cwd=beside, env={**os.environ, "DASK_TEMPORARY_DIRECTORY": str(beside)})
 
 
 def finish(*arguments):
