@@ -14,9 +14,10 @@ namespace kx_test {
 struct color_processing_exports {
     const shared_library& library;
 
-// NOLINTNEXTLINE(bugprone-macro-parentheses): a name to declare has none
+// NOLINTBEGIN(bugprone-macro-parentheses): a name to declare has none
 #define KX_EXPORT(prefix, name)                                                                                        \
     decltype(&prefix##name) name = reinterpret_cast<decltype(name)>(library.address_of(#prefix #name))
+    // NOLINTEND(bugprone-macro-parentheses)
     KX_EXPORT(kx_color_processing_, module_initialize);
     KX_EXPORT(kx_color_processing_, module_terminate);
     KX_EXPORT(kx_color_, create_color_processor);
