@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <numeric>
 
 namespace py = pybind11;
 namespace kc = korvex::color;
@@ -24,13 +25,8 @@ kc::processor make(bool with_matrix, bool with_input_LUTs, bool with_output_LUTs
         processor.append_matrix({1.6F, -0.4F, -0.2F, -0.3F, 1.5F, -0.2F, 0.0F, -0.5F, 1.5F});
     }
     for (const kc::channel which : {kc::channel::blue, kc::channel::green, kc::channel::red}) {
-        std::uint32_t value = 0;
-        for (std::uint32_t& entry : processor.input_LUT(which)) {
-            entry = value++;
-        }
-        value = 0;
-        for (std::uint32_t& entry : processor.output_LUT(which)) {
-            entry = value++;
+        for (const kc::LUT_range LUT : {processor.input_LUT(which), processor.output_LUT(which)}) {
+            std::iota(LUT.begin(), LUT.end(), 0U);
         }
     }
     processor.enable_input_LUTs(with_input_LUTs);

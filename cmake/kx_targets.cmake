@@ -31,6 +31,16 @@ else()
   endif()
 endif()
 
+# Finds what `option` cannot do without, or says which Debian package has it. Further arguments are find_package's: the
+# version comes first.
+macro(kx_need option debian_package package version)
+  find_package(${package} ${version} ${ARGN})
+  if(NOT ${package}_FOUND)
+    message(FATAL_ERROR
+      "${package} ${version} or later is missing (Debian: ${debian_package}); with -D${option}=OFF the build does without it.")
+  endif()
+endmacro()
+
 # Everything that is installed.
 add_custom_target(kx_installed)
 

@@ -341,6 +341,11 @@ public:
         check(functions().kx_color_enable_output_LUTs(handle_.get(), enabled.blue, enabled.green, enabled.red));
         output_LUTs_enabled_ = enabled;
     }
+    [[nodiscard]] const per_channel<bool>& input_LUTs_enabled() const { return input_LUTs_enabled_; }
+    [[nodiscard]] const per_channel<bool>& output_LUTs_enabled() const { return output_LUTs_enabled_; }
+
+    // What it was made with.
+    [[nodiscard]] const processor_options& options() const { return options_; }
 
     // Converts input, of 3 channels, into output, which has as many rows and columns but does not overlap it.
     //
@@ -374,11 +379,19 @@ public:
             return;
         }
         const bool reversed = input.layout() == pixel_layout::interleaved_rgb;
-        for (std::size_t y = 0; y < input.height(); ++y) {
-            std::uint32_t bits = 0; // of all samples in the row, so that most rows need no closer look
+        // That any of the samples in these rows has: most images, and most rows, need no closer look.
+        const auto bits_in = [&input](std::size_t first_row, std::size_t rows) {
+            std::uint32_t bits = 0;
             for (std::size_t plane = 0; plane < input.planes(); ++plane) {
-                bits |= detail::bits_of(input.row(y, plane), input.width() * input.step());
+                bits |= detail::bits_of(input.row(first_row, plane), rows * input.width() * input.step());
             }
+            return bits;
+        };
+        if (input.has_contiguous_rows() && bits_in(0, input.height()) < entries) {
+            return;
+        }
+        for (std::size_t y = 0; y < input.height(); ++y) {
+            const std::uint32_t bits = bits_in(y, 1);
             for (std::size_t c = 0; bits >= entries && c < 3; ++c) {
                 const auto which = static_cast<channel>(c);
                 const std::uint16_t* const first =

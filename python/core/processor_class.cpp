@@ -16,7 +16,7 @@ class processor_object {
 public:
     explicit processor_object(const kc::processor_options& options)
     {
-        without_gil([&] { shared_ = std::make_shared<shared_processor>(options); });
+        without_gil([&] { shared_ = std::make_shared<shared_processor>(kc::processor(loaded_library(), options)); });
     }
 
     // A share for as long as it is used: another thread may close it meanwhile. Throws error when it is closed.

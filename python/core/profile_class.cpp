@@ -36,7 +36,8 @@ public:
             without_gil([this] {
                 std::call_once(made_, [this] {
                     const auto settings = profile::make_settings(profile_);
-                    ready_ = {set_up(settings), profile::transform_options_of(settings)};
+                    ready_ = {std::make_shared<shared_processor>(profile::make_processor(loaded_library(), settings)),
+                              profile::transform_options_of(settings)};
                     ready_.options.check_samples = false; // all of them are, before anything is written
                     is_ready_ = true;
                 });
@@ -46,17 +47,6 @@ public:
     }
 
 private:
-    static std::shared_ptr<shared_processor> set_up(const profile::library_settings& settings)
-    {
-        const auto enabled = [](const auto& LUTs) {
-            return kc::per_channel<bool>(!LUTs[0].empty(), !LUTs[1].empty(), !LUTs[2].empty());
-        };
-        return std::make_shared<shared_processor>(
-            profile::make_processor(loaded_library(), settings),
-            kc::processor_options{settings.input_LUT_bit_depth, settings.output_LUT_bit_depth, {}},
-            enabled(settings.input_LUTs), enabled(settings.output_LUTs));
-    }
-
     camera_profile profile_;
     mutable std::once_flag made_;
     mutable std::atomic<bool> is_ready_{false};

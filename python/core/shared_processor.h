@@ -21,17 +21,7 @@ const kc::library& loaded_library();
 // Whatever needs the library's memory (Python's object, views of LUTs, running transforms) has a share of it.
 class shared_processor {
 public:
-    explicit shared_processor(const kc::processor_options& options)
-        : shared_processor(kc::processor(loaded_library(), options), options, {}, {})
-    {
-    }
-    shared_processor(kc::processor processor, const kc::processor_options& options,
-                     const kc::per_channel<bool>& input_enabled, const kc::per_channel<bool>& output_enabled)
-        : processor_(std::move(processor)), options_(options), input_enabled_(input_enabled),
-          output_enabled_(output_enabled)
-    {
-        ++alive_;
-    }
+    explicit shared_processor(kc::processor processor) : processor_(std::move(processor)) { ++alive_; }
     shared_processor(const shared_processor&) = delete;
     shared_processor& operator=(const shared_processor&) = delete;
     ~shared_processor() { --alive_; }
@@ -55,7 +45,6 @@ public:
     {
         change([&](kc::processor& processor) {
             of_input ? processor.enable_input_LUTs(enabled) : processor.enable_output_LUTs(enabled);
-            (of_input ? input_enabled_ : output_enabled_) = enabled;
         });
     }
 
@@ -63,12 +52,13 @@ public:
     [[nodiscard]] const kc::processor& native() const { return processor_; }
     [[nodiscard]] const kc::per_channel<bool>& enabled(bool of_input) const
     {
-        return of_input ? input_enabled_ : output_enabled_;
+        return of_input ? processor_.input_LUTs_enabled() : processor_.output_LUTs_enabled();
     }
 
     [[nodiscard]] std::size_t LUT_entries(bool of_input) const
     {
-        return std::size_t{1} << (of_input ? options_.input_LUT_bit_depth : options_.output_LUT_bit_depth);
+        const kc::processor_options& options = processor_.options();
+        return std::size_t{1} << (of_input ? options.input_LUT_bit_depth : options.output_LUT_bit_depth);
     }
     [[nodiscard]] kc::LUT_range LUT(bool of_input, kc::channel which)
     {
@@ -85,9 +75,6 @@ private:
     static inline std::atomic<int> alive_{0};
 
     kc::processor processor_;
-    kc::processor_options options_;
-    kc::per_channel<bool> input_enabled_;
-    kc::per_channel<bool> output_enabled_;
     mutable std::mutex turn_; // without it, transforms that overlap would keep a change waiting for ever
     mutable std::shared_mutex mutex_;
 };

@@ -196,10 +196,7 @@ std::size_t conversion::images() const
 void check_rows(const kc::processor& processor, const conversion& wanted, std::size_t first, std::size_t count)
 {
     for_each_input_view(wanted, first, count, false, [&](const input_view& input, std::ptrdiff_t, std::ptrdiff_t) {
-        const bool one_row =
-            !input.is_planar() && input.has_contiguous_rows(); // to the check, which takes rows one by one
-        processor.check_samples(one_row ? input_view(input.data(), input.layout(), input.width() * input.height(), 1)
-                                        : input);
+        processor.check_samples(input);
     });
 }
 
