@@ -41,6 +41,13 @@ macro(kx_need option debian_package package version)
   endif()
 endmacro()
 
+# For code whose speed nobody feels: compiled in two thirds of the time.
+function(kx_compile_quickly target)
+  if(NOT MSVC)
+    target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-O1>)
+  endif()
+endfunction()
+
 # Everything that is installed.
 add_custom_target(kx_installed)
 

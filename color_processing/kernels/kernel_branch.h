@@ -7,10 +7,10 @@
 namespace kx {
 
 template <typename output_sample, unsigned branch>
-void run_branch(const kernel_request& request)
+void run_branch(const kernel_request<output_sample>& request)
 {
     select_from<branch_choices, choice_options.size(), branch>(
-        request.digits, [&](auto number) { convert_pixels<output_sample>(request, fixed_choices<number()>{}); });
+        request.digits, [&](auto number) { convert_pixels(request, fixed_choices<number()>{}); });
 }
 
 } // namespace kx

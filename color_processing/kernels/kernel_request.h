@@ -4,8 +4,10 @@
 #include "companion_interfaces/transform_parameters.h"
 #include "kernels/kernel_choices.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 
 namespace kx {
 
@@ -31,18 +33,65 @@ constexpr sample_places places_in(sample_layout layout, std::ptrdiff_t pixel_cou
     }
 }
 
-// A record of a transform with what is the same for all kernels.
+// A record of a transform as the kernels want it. Made once, so that kernels begin with loads alone: what each of them
+// would compute before its loop is in the library thousands of times.
+template <typename output_sample>
 struct kernel_request {
-    kernel_request(const transform_parameters& record, std::uint32_t first)
-        : parameters(record), first_pixel(first), digits(digits_of(record)),
-          output(places_in(layout_of(record.output_format), record.pixel_count, record.has_alpha_channel != 0 ? 4 : 3))
-    {
-    }
+    struct channel {
+        const std::uint32_t* input_LUT;
+        std::int32_t minimum;
+        std::int32_t maximum;
+        const std::uint32_t* output_LUT;
+        std::int32_t shift;    // without its sign, which the kernel's choices tell
+        output_sample* output; // of the first pixel wanted
+    };
 
-    const transform_parameters& parameters;
-    std::uint32_t first_pixel;
+    kernel_request(const transform_parameters& record, std::uint32_t first_pixel);
+
     choice_digits digits;
-    sample_places output;
+    const std::uint16_t* input; // of the first pixel wanted
+    std::ptrdiff_t pixel_count; // of the whole image
+    float matrix[9];
+    channel blue;
+    channel green;
+    channel red;
+    output_sample* fourth_output;
+    std::ptrdiff_t output_step;
+    std::ptrdiff_t output_end; // from the first pixel's samples to behind the last one's
 };
+
+template <typename output_sample>
+kernel_request<output_sample>::kernel_request(const transform_parameters& record, std::uint32_t first_pixel)
+    : digits(digits_of(record)), pixel_count(record.pixel_count)
+{
+    const std::ptrdiff_t first = std::min<std::ptrdiff_t>(first_pixel, pixel_count);
+    input = record.input_buffer + first * places_in(layout_of(record.input_format), pixel_count, 3).step;
+    std::copy_n(matrix_of(record), 9, matrix);
+
+    const std::ptrdiff_t samples_per_pixel = record.has_alpha_channel != 0 ? 4 : 3;
+    const sample_places to = places_in(layout_of(record.output_format), pixel_count, samples_per_pixel);
+    auto* const output = static_cast<output_sample*>(record.output_buffer) + first * to.step;
+    blue = {.input_LUT = record.blue_input_LUT_data,
+            .minimum = record.blue_clamp_min,
+            .maximum = record.blue_clamp_max,
+            .output_LUT = record.blue_output_LUT_data,
+            .shift = std::abs(record.blue_shift_distance),
+            .output = output + to.blue};
+    green = {.input_LUT = record.green_input_LUT_data,
+             .minimum = record.green_clamp_min,
+             .maximum = record.green_clamp_max,
+             .output_LUT = record.green_output_LUT_data,
+             .shift = std::abs(record.green_shift_distance),
+             .output = output + to.green};
+    red = {.input_LUT = record.red_input_LUT_data,
+           .minimum = record.red_clamp_min,
+           .maximum = record.red_clamp_max,
+           .output_LUT = record.red_output_LUT_data,
+           .shift = std::abs(record.red_shift_distance),
+           .output = output + to.red};
+    fourth_output = output + to.fourth;
+    output_step = to.step;
+    output_end = (pixel_count - first) * to.step;
+}
 
 } // namespace kx

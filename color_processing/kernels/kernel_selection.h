@@ -34,6 +34,6 @@ static void select_from(const choice_digits& wanted, const function& then)
 inline constexpr std::size_t branch_choices = 5;
 
 template <typename output_sample, unsigned branch>
-void run_branch(const kernel_request& request);
+void run_branch(const kernel_request<output_sample>& request);
 
 } // namespace kx

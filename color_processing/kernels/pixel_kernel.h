@@ -2,7 +2,6 @@
 // run time: with choices known at compile time every `if` below is decided by the compiler.
 #pragma once
 
-#include "companion_interfaces/transform_parameters.h"
 #include "kernels/kernel_request.h"
 #include "rounding.h"
 
@@ -29,62 +28,53 @@ constexpr std::int32_t clamp(std::int32_t value, std::int32_t minimum, std::int3
     return bounded > minimum ? bounded : minimum;
 }
 
-// By a distance whose sign the kind tells.
 constexpr std::int32_t shift(std::int32_t value, shift_kind kind, std::int32_t distance)
 {
     if (kind == shift_kind::left) {
         return static_cast<std::int32_t>(static_cast<std::uint32_t>(value) << distance);
     }
-    return kind == shift_kind::right ? value >> -distance : value;
+    return kind == shift_kind::right ? value >> distance : value;
 }
 
 // Converts the pixels that the request wants. The constants of the transform are read once, before the loop; only the
 // LUT pointers are read again for each pixel, which costs no more than keeping them would. Where the output samples lie
 // is data, so that one kernel serves all output layouts.
 template <typename output_sample, typename choices>
-static void convert_pixels(const kernel_request& request, choices chosen)
+static void convert_pixels(const kernel_request<output_sample>& request, choices chosen)
 {
-    const transform_parameters& parameters = request.parameters;
-    const std::ptrdiff_t count = parameters.pixel_count;
-    const std::ptrdiff_t first = request.first_pixel;
-    if (first >= count) {
-        return;
-    }
-
-    const float* const matrix = matrix_of(parameters);
+    const float* const matrix = request.matrix;
     const float red_from_red = matrix[0], red_from_green = matrix[1], red_from_blue = matrix[2];
     const float green_from_red = matrix[3], green_from_green = matrix[4], green_from_blue = matrix[5];
     const float blue_from_red = matrix[6], blue_from_green = matrix[7], blue_from_blue = matrix[8];
-    const std::int32_t blue_min = parameters.blue_clamp_min, blue_max = parameters.blue_clamp_max;
-    const std::int32_t green_min = parameters.green_clamp_min, green_max = parameters.green_clamp_max;
-    const std::int32_t red_min = parameters.red_clamp_min, red_max = parameters.red_clamp_max;
-    const std::int32_t blue_distance = parameters.blue_shift_distance;
-    const std::int32_t green_distance = parameters.green_shift_distance;
-    const std::int32_t red_distance = parameters.red_shift_distance;
+    const std::int32_t blue_min = request.blue.minimum, blue_max = request.blue.maximum;
+    const std::int32_t green_min = request.green.minimum, green_max = request.green.maximum;
+    const std::int32_t red_min = request.red.minimum, red_max = request.red.maximum;
+    const std::int32_t blue_shift = request.blue.shift;
+    const std::int32_t green_shift = request.green.shift;
+    const std::int32_t red_shift = request.red.shift;
 
-    const sample_places from = places_in(chosen.choice.input_layout, count, 3);
-    const std::uint16_t* input = parameters.input_buffer + first * from.step;
-    const std::ptrdiff_t output_step = request.output.step;
-    auto* const output = static_cast<output_sample*>(parameters.output_buffer) + first * output_step;
-    output_sample* const blue_output = output + request.output.blue;
-    output_sample* const green_output = output + request.output.green;
-    output_sample* const red_output = output + request.output.red;
-    output_sample* const fourth_output = output + request.output.fourth;
+    const sample_places from = places_in(chosen.choice.input_layout, request.pixel_count, 3);
+    const std::uint16_t* input = request.input;
+    const std::ptrdiff_t output_step = request.output_step;
+    output_sample* const blue_output = request.blue.output;
+    output_sample* const green_output = request.green.output;
+    output_sample* const red_output = request.red.output;
+    output_sample* const fourth_output = request.fourth_output;
 
     // No counter of its own: the loop has more constants than the machine has registers.
-    const std::ptrdiff_t end = (count - first) * output_step;
+    const std::ptrdiff_t end = request.output_end;
     for (std::ptrdiff_t at = 0; at != end; input += from.step, at += output_step) {
         std::uint16_t blue_in = input[from.blue];
         std::uint16_t green_in = input[from.green];
         std::uint16_t red_in = input[from.red];
         if (chosen.choice.blue_input_LUT) {
-            blue_in = static_cast<std::uint16_t>(parameters.blue_input_LUT_data[blue_in]);
+            blue_in = static_cast<std::uint16_t>(request.blue.input_LUT[blue_in]);
         }
         if (chosen.choice.green_input_LUT) {
-            green_in = static_cast<std::uint16_t>(parameters.green_input_LUT_data[green_in]);
+            green_in = static_cast<std::uint16_t>(request.green.input_LUT[green_in]);
         }
         if (chosen.choice.red_input_LUT) {
-            red_in = static_cast<std::uint16_t>(parameters.red_input_LUT_data[red_in]);
+            red_in = static_cast<std::uint16_t>(request.red.input_LUT[red_in]);
         }
         const auto b = static_cast<float>(blue_in);
         const auto g = static_cast<float>(green_in);
@@ -99,19 +89,19 @@ static void convert_pixels(const kernel_request& request, choices chosen)
         std::int32_t green = clamp(round_before_clamp(green_sum), green_min, green_max);
         std::int32_t red = clamp(round_before_clamp(red_sum), red_min, red_max);
         if (chosen.choice.blue_output_LUT) {
-            blue = static_cast<std::int32_t>(parameters.blue_output_LUT_data[blue]);
+            blue = static_cast<std::int32_t>(request.blue.output_LUT[blue]);
         }
         if (chosen.choice.green_output_LUT) {
-            green = static_cast<std::int32_t>(parameters.green_output_LUT_data[green]);
+            green = static_cast<std::int32_t>(request.green.output_LUT[green]);
         }
         if (chosen.choice.red_output_LUT) {
-            red = static_cast<std::int32_t>(parameters.red_output_LUT_data[red]);
+            red = static_cast<std::int32_t>(request.red.output_LUT[red]);
         }
 
         // Only the low bits are stored; nothing saturates.
-        blue_output[at] = static_cast<output_sample>(shift(blue, chosen.choice.blue_shift, blue_distance));
-        green_output[at] = static_cast<output_sample>(shift(green, chosen.choice.green_shift, green_distance));
-        red_output[at] = static_cast<output_sample>(shift(red, chosen.choice.red_shift, red_distance));
+        blue_output[at] = static_cast<output_sample>(shift(blue, chosen.choice.blue_shift, blue_shift));
+        green_output[at] = static_cast<output_sample>(shift(green, chosen.choice.green_shift, green_shift));
+        red_output[at] = static_cast<output_sample>(shift(red, chosen.choice.red_shift, red_shift));
         if (chosen.choice.fourth_sample) {
             fourth_output[at] = 0;
         }
