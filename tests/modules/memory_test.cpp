@@ -26,6 +26,7 @@ protected:
         EXPECT_EQ(kx_color_destroy_color_processor(kx_color_create_color_processor(16, 16)), 0);
         EXPECT_EQ(kx_color_create_color_processor(-1, 0), nullptr);
         std::iota(input.begin(), input.end(), std::uint16_t{0});
+        input.front() = 65535; // an image that begins with large samples gets tables of its inputs too
     }
     void TearDown() override { EXPECT_EQ(kx_color_processing_module_terminate(), 0); }
 
@@ -157,6 +158,21 @@ TEST_F(memory, transforms)
         }
         as_memory_fails([&] { return convert(processor, 100, 16); },
                         [](std::int32_t status) { EXPECT_EQ(status, 11) << "refused, whether or not that is logged"; });
+        EXPECT_EQ(kx_color_destroy_color_processor(processor), 0);
+    }
+}
+
+TEST_F(memory, tables_of_small_samples_are_made_for_smaller_images)
+{
+    constexpr std::int32_t least = 1 << 15;
+    for (std::uint16_t& sample : input) {
+        sample %= 8192;
+    }
+    for (const std::int32_t level : {1, 2}) {
+        kx_color_processor* const processor = kx_color_create_color_processor_test(16, 16, level);
+        configure(processor, diagonal);
+        EXPECT_TRUE(takes_memory(processor, least));
+        EXPECT_FALSE(takes_memory(processor, least - 64));
         EXPECT_EQ(kx_color_destroy_color_processor(processor), 0);
     }
 }

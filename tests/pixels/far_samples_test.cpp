@@ -15,9 +15,10 @@ namespace kx_test {
 
 namespace {
 
-constexpr std::int32_t period = 1 << 16;             // pixels
-constexpr std::int32_t most_pixels = 10923 * period; // three times as many samples just do not fit 31 bits
-constexpr std::size_t guard_bytes = std::size_t{16} * most_pixels;
+constexpr std::int32_t period = 1 << 16;                    // pixels
+constexpr std::int32_t interleaved_pixels = 10923 * period; // three times as many samples just do not fit 31 bits
+constexpr std::int32_t planar_pixels = 16385 * period;      // the third plane begins beyond 2^31
+constexpr std::size_t guard_bytes = std::size_t{16} * planar_pixels;
 
 void* checked(void* memory)
 {
@@ -61,27 +62,33 @@ class far_samples : public pixel_test {};
 TEST_F(far_samples, are_reached)
 {
     random_source random(8);
-    const test_processor processor(0, 0, random);
-    const std::size_t repetitions = most_pixels / period;
-    const repeated_memory input(6 * std::size_t{period}, repetitions);
+    const test_processor processor(16, 0, random);
+    const repeated_memory input(6 * std::size_t{period}, planar_pixels / period);
     auto* const samples = reinterpret_cast<std::uint16_t*>(input.begin());
     std::generate_n(samples, 3 * period, [&random] { return static_cast<std::uint16_t>(random()); });
 
-    // Together they load from all layouts and store three and four samples a pixel.
+    // Together they load from all layouts and store three and four samples a pixel, and look samples up.
     static constexpr struct {
         int output_bits;
         std::int32_t input_layout, output_layout;
-        bool fourth_sample;
-    } conversions[] = {{16, 1, 2, true}, {16, 2, 1, false}, {8, 1, 2, false}, {8, 0, 1, true}, {8, 2, 0, true}};
-    for (const auto& [output_bits, input_layout, output_layout, fourth_sample] : conversions) {
+        bool fourth_sample, input_LUT;
+    } conversions[] = {{16, 1, 2, true, false},
+                       {16, 2, 1, false, false},
+                       {8, 1, 2, false, true},
+                       {8, 0, 1, true, false},
+                       {8, 2, 0, true, false}};
+    for (const auto& [output_bits, input_layout, output_layout, fourth_sample, input_LUT] : conversions) {
+        const std::int32_t pixels = input_layout == 0 ? planar_pixels : interleaved_pixels;
         pixel_case made;
         made.choices.output_bits = output_bits;
         made.choices.input_layout = input_layout;
         made.choices.output_layout = output_layout;
         made.choices.fourth_sample = fourth_sample;
-        made.pixel_count = most_pixels;
+        made.choices.input_LUT.fill(input_LUT);
+        made.pixel_count = pixels;
         processor.configure(made);
-        const repeated_memory output(period * static_cast<std::size_t>(made.choices.bytes_per_pixel()), repetitions);
+        const repeated_memory output(period * static_cast<std::size_t>(made.choices.bytes_per_pixel()),
+                                     pixels / period);
         ASSERT_EQ(processor.transform(made, samples, output.begin()), KX_COLOR_SUCCESS);
 
         if (output_layout == 0) {
@@ -90,13 +97,15 @@ TEST_F(far_samples, are_reached)
         const int step = made.choices.samples_per_pixel();
         const auto* const words = reinterpret_cast<const std::uint16_t*>(output.begin());
         const auto* const bytes = reinterpret_cast<const std::uint8_t*>(output.begin());
-        for (std::int64_t pixel = most_pixels - period; pixel < most_pixels; ++pixel) {
+        for (std::int64_t pixel = pixels - period; pixel < pixels; ++pixel) {
             for (int channel = 0; channel < 3; ++channel) {
-                const auto from = reference_sample_index(input_layout, most_pixels, 3, pixel, channel) % (3 * period);
-                const auto to = reference_sample_index(output_layout, most_pixels, step, pixel, channel)
-                                % (std::int64_t{step} * period);
+                const auto from = reference_sample_index(input_layout, pixels, 3, pixel, channel) % (3 * period);
+                const auto to =
+                    reference_sample_index(output_layout, pixels, step, pixel, channel) % (std::int64_t{step} * period);
                 const int found = output_bits == 8 ? int{bytes[to]} : int{words[to]};
-                ASSERT_EQ(found, samples[from] % (1 << output_bits)) << describe(made) << "\n  pixel " << pixel;
+                const auto value = input_LUT ? processor.LUTs().input.at(channel)[samples[from]] : samples[from];
+                ASSERT_EQ(found, static_cast<int>(value % (1U << output_bits)))
+                    << describe(made) << "\n  pixel " << pixel;
             }
         }
     }
