@@ -8,7 +8,8 @@
 
 namespace kx_test {
 
-// The vector level under test, 0..2: what the environment variable KX_TEST_VECTOR_LEVEL says.
+// The vector level under test, 0..2: what the environment variable KX_TEST_VECTOR_LEVEL says, 512 for level 2 with
+// 512-bit registers alone.
 int vector_level();
 
 // A processor with LUTs full of random 32-bit words.

@@ -1,10 +1,11 @@
 // Compiled once for each vector module, with KX_SPY_ON as sse or avx2 and the module's path in KX_MODULE_FILE, and in
-// KX_WIDE_MODULE_FILE that of the one to take where the environment has KX_TEST_WIDE_VECTORS.
+// KX_WIDE_MODULE_FILE that of the one to take where KX_TEST_VECTOR_LEVEL is 512.
 #include "vector_spy.h"
 
 #include "support/shared_library.h"
 
 #include <cstdlib>
+#include <string_view>
 
 #define KX_JOIN_EXPANDED(a, b, c) a##b##c
 #define KX_JOIN(a, b, c) KX_JOIN_EXPANDED(a, b, c)
@@ -30,7 +31,7 @@ template <typename function>
 function* find(const char* name)
 {
     static const char* const file =
-        std::getenv("KX_TEST_WIDE_VECTORS") != nullptr ? KX_WIDE_MODULE_FILE : KX_MODULE_FILE;
+        std::string_view(std::getenv("KX_TEST_VECTOR_LEVEL")) == "512" ? KX_WIDE_MODULE_FILE : KX_MODULE_FILE;
     static const auto& module = *new kx_test::shared_library(file); // never unloaded
     return reinterpret_cast<function*>(module.address_of(name));
 }
