@@ -17,16 +17,19 @@ constexpr std::size_t offset = input_bytes / 2; // of the output, so that its fi
 class live_frame : public pixel_test {};
 
 // The samples are small until the transform itself writes larger ones over them, which are within the LUTs all the
-// same. Every LUT entry is one of two words, and a LUT leads to every output: any other byte comes from elsewhere.
+// same. Every entry of an input LUT is one of two words, as is every one of an output LUT, and a LUT leads to every
+// output: any other byte comes from elsewhere.
 TEST_F(live_frame, looks_up_nothing_but_entries_of_the_LUTs)
 {
     random_source random(5);
     const test_processor processor(depth, depth, random);
-    for (const auto& LUTs : {processor.LUTs().input, processor.LUTs().output}) {
+    const auto fill = [&random](const auto& LUTs, std::uint32_t one, std::uint32_t other) {
         for (std::uint32_t* const LUT : LUTs) {
-            std::generate_n(LUT, 1 << depth, [&random] { return random() % 2 == 0 ? 0x3C3CU : 0x3F3FU; });
+            std::generate_n(LUT, 1 << depth, [&] { return random() % 2 == 0 ? one : other; });
         }
-    }
+    };
+    fill(processor.LUTs().input, 0x3C3C, 0x3F3F);
+    fill(processor.LUTs().output, 0x3D3D, 0x3E3E);
     static constexpr struct {
         std::array<bool, 3> input_LUT, output_LUT;
     } mixtures[] = {
@@ -57,11 +60,12 @@ TEST_F(live_frame, looks_up_nothing_but_entries_of_the_LUTs)
                 ASSERT_EQ(processor.transform(made, input, buffer.begin() + offset), KX_COLOR_SUCCESS);
 
                 const std::uint8_t* const output = buffer.begin() + offset;
-                const auto fourths = made.choices.fourth_sample ? static_cast<std::ptrdiff_t>(output_bytes / 4) : 0;
-                ASSERT_EQ(std::count(output, output + output_bytes, 0), fourths) << describe(made);
-                const auto found =
-                    std::count(output, output + output_bytes, 0x3C) + std::count(output, output + output_bytes, 0x3F);
-                ASSERT_EQ(found, static_cast<std::ptrdiff_t>(output_bytes) - fourths) << describe(made);
+                const auto count_of = [&](int byte) { return std::count(output, output + output_bytes, byte); };
+                const auto channel_bytes = std::int64_t{pixels} * made.choices.output_bits / 8;
+                const auto last_LUTs = std::count(mixture.output_LUT.begin(), mixture.output_LUT.end(), true);
+                ASSERT_EQ(count_of(0), made.choices.fourth_sample ? channel_bytes : 0) << describe(made);
+                ASSERT_EQ(count_of(0x3D) + count_of(0x3E), last_LUTs * channel_bytes) << describe(made);
+                ASSERT_EQ(count_of(0x3C) + count_of(0x3F), (3 - last_LUTs) * channel_bytes) << describe(made);
             }
         }
     }
