@@ -31,8 +31,8 @@ void* checked(void* memory)
 // One piece of memory over and over, between ranges that can be neither read nor written.
 class repeated_memory {
 public:
-    repeated_memory(std::size_t piece_bytes, std::size_t repetitions)
-        : size_(piece_bytes * repetitions + 2 * guard_bytes),
+    repeated_memory(std::size_t piece_bytes, std::int32_t repetitions)
+        : size_(piece_bytes * static_cast<std::size_t>(repetitions) + 2 * guard_bytes),
           mapping_(static_cast<char*>(
               checked(mmap(nullptr, size_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0))))
     {
@@ -40,9 +40,8 @@ public:
         if (file < 0 || ftruncate(file, static_cast<off_t>(piece_bytes)) != 0) {
             throw std::system_error(errno, std::generic_category(), "memory file");
         }
-        for (std::size_t i = 0; i < repetitions; ++i) {
-            checked(
-                mmap(begin() + i * piece_bytes, piece_bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, file, 0));
+        for (char* piece = begin(); piece < mapping_ + size_ - guard_bytes; piece += piece_bytes) {
+            checked(mmap(piece, piece_bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, file, 0));
         }
         close(file);
     }
@@ -103,7 +102,9 @@ TEST_F(far_samples, are_reached)
                 const auto to =
                     reference_sample_index(output_layout, pixels, step, pixel, channel) % (std::int64_t{step} * period);
                 const int found = output_bits == 8 ? int{bytes[to]} : int{words[to]};
-                const auto value = input_LUT ? processor.LUTs().input.at(channel)[samples[from]] : samples[from];
+                const auto value = input_LUT
+                                       ? processor.LUTs().input.at(static_cast<std::size_t>(channel))[samples[from]]
+                                       : samples[from];
                 ASSERT_EQ(found, static_cast<int>(value % (1U << output_bits)))
                     << describe(made) << "\n  pixel " << pixel;
             }
