@@ -51,7 +51,7 @@ struct kernel_request {
     choice_digits digits;
     const std::uint16_t* input; // of the first pixel wanted
     std::ptrdiff_t pixel_count; // of the whole image
-    float matrix[9];
+    const float* matrix;
     channel blue;
     channel green;
     channel red;
@@ -62,33 +62,25 @@ struct kernel_request {
 
 template <typename output_sample>
 kernel_request<output_sample>::kernel_request(const transform_parameters& record, std::uint32_t first_pixel)
-    : digits(digits_of(record)), pixel_count(record.pixel_count)
+    : digits(digits_of(record)), pixel_count(record.pixel_count), matrix(matrix_of(record))
 {
     const std::ptrdiff_t first = std::min<std::ptrdiff_t>(first_pixel, pixel_count);
     input = record.input_buffer + first * places_in(layout_of(record.input_format), pixel_count, 3).step;
-    std::copy_n(matrix_of(record), 9, matrix);
 
     const std::ptrdiff_t samples_per_pixel = record.has_alpha_channel != 0 ? 4 : 3;
     const sample_places to = places_in(layout_of(record.output_format), pixel_count, samples_per_pixel);
     auto* const output = static_cast<output_sample*>(record.output_buffer) + first * to.step;
-    blue = {.input_LUT = record.blue_input_LUT_data,
-            .minimum = record.blue_clamp_min,
-            .maximum = record.blue_clamp_max,
-            .output_LUT = record.blue_output_LUT_data,
-            .shift = std::abs(record.blue_shift_distance),
-            .output = output + to.blue};
-    green = {.input_LUT = record.green_input_LUT_data,
-             .minimum = record.green_clamp_min,
-             .maximum = record.green_clamp_max,
-             .output_LUT = record.green_output_LUT_data,
-             .shift = std::abs(record.green_shift_distance),
-             .output = output + to.green};
-    red = {.input_LUT = record.red_input_LUT_data,
-           .minimum = record.red_clamp_min,
-           .maximum = record.red_clamp_max,
-           .output_LUT = record.red_output_LUT_data,
-           .shift = std::abs(record.red_shift_distance),
-           .output = output + to.red};
+    const auto channel_of = [output](const std::uint32_t* input_LUT, std::uint16_t minimum, std::uint16_t maximum,
+                                     const std::uint32_t* output_LUT, std::int32_t shift_distance,
+                                     std::ptrdiff_t place) {
+        return channel{input_LUT, minimum, maximum, output_LUT, std::abs(shift_distance), output + place};
+    };
+    blue = channel_of(record.blue_input_LUT_data, record.blue_clamp_min, record.blue_clamp_max,
+                      record.blue_output_LUT_data, record.blue_shift_distance, to.blue);
+    green = channel_of(record.green_input_LUT_data, record.green_clamp_min, record.green_clamp_max,
+                       record.green_output_LUT_data, record.green_shift_distance, to.green);
+    red = channel_of(record.red_input_LUT_data, record.red_clamp_min, record.red_clamp_max, record.red_output_LUT_data,
+                     record.red_shift_distance, to.red);
     fourth_output = output + to.fourth;
     output_step = to.step;
     output_end = (pixel_count - first) * to.step;
