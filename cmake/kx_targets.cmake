@@ -1,5 +1,12 @@
 # What all of the project's targets are built with, and the kinds of targets there are.
 
+# Sets `variable` to the path of one of the compiler's own libraries.
+function(kx_find_runtime variable file)
+  execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${file}
+    OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
+  set(${variable} ${path} PARENT_SCOPE)
+endfunction()
+
 # kx_options: warnings, arithmetic and visibility. Linked by every target.
 add_library(kx_options INTERFACE)
 if(MSVC)
@@ -28,6 +35,19 @@ else()
       # With sanitizers g++ 12 finds uninitialized members in its own headers (std::regex).
       $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     target_link_options(kx_options INTERFACE -fsanitize=${KX_SANITIZERS})
+    if(KX_SANITIZERS MATCHES address AND CMAKE_CXX_COMPILER_ID MATCHES Clang)
+      # Shared, as g++ has it: one for all of a process, whose program may be Python's.
+      kx_find_runtime(KX_ADDRESS_SANITIZER libclang_rt.asan-${CMAKE_SYSTEM_PROCESSOR}.so)
+      cmake_path(GET KX_ADDRESS_SANITIZER PARENT_PATH folder)
+      target_link_options(kx_options INTERFACE -shared-libasan -Wl,-rpath,${folder})
+      # It knows types by their addresses, and each library has its own of types that are hidden.
+      target_compile_options(kx_options INTERFACE -fno-sanitize=function)
+    elseif(KX_SANITIZERS MATCHES address)
+      kx_find_runtime(KX_ADDRESS_SANITIZER libasan.so)
+    endif()
+    if(KX_SANITIZERS MATCHES fuzzer)
+      target_compile_options(kx_options INTERFACE -fno-sanitize-coverage=trace-cmp)
+    endif()
   endif()
 endif()
 
