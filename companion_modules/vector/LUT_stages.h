@@ -92,7 +92,7 @@ private:
     {
         const typename vectors::words limit = vectors::all(bound);
         for (std::ptrdiff_t i = 0; i < count; i += vectors::pixel_count) {
-            _mm_prefetch(reinterpret_cast<const char*>(from + i) + prefetched_bytes, _MM_HINT_T0);
+            vectors::prefetch(reinterpret_cast<const char*>(from + i) + prefetched_bytes);
             vectors::store(to + i, vectors::min(vectors::load(from + i), limit));
         }
     }

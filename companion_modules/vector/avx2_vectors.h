@@ -1,6 +1,9 @@
 // The operations of the pixel pipeline on 256-bit registers: AVX2, without fused multiply-add.
 #pragma once
 
+#include "register_vectors.h"
+#include "x86_memory.h"
+
 #include <immintrin.h>
 
 #include <cstddef>
@@ -9,25 +12,20 @@
 namespace kx::vector {
 namespace {
 
-struct avx2_vectors {
-    static constexpr std::ptrdiff_t pixel_count = 16; // 16-bit samples in a register
-    static constexpr int lane_pixels = 8;             // and in each of its lanes
+struct avx2_vectors : x86_memory {
+    static constexpr std::ptrdiff_t pixel_count = 16;
+    static constexpr int lane_pixels = 8;
 
     using words = __m256i;
     using floats = __m256;
     using shift_count = __m128i;
 
-    // What to move samples with where width does not pay: into planes, whose lines wider stores often straddle, and
-    // past the caches.
     using narrow = avx2_vectors;
-    // Whether sums are computed so fast that large interleaved outputs wait for memory.
     static constexpr bool streams_sums = false;
 
-    // Registers from and to memory.
     static words load(const void* from) { return _mm256_loadu_si256(static_cast<const __m256i*>(from)); }
     static void store(void* to, words value) { _mm256_storeu_si256(static_cast<__m256i*>(to), value); }
 
-    // The same, one piece for each 128-bit lane, `step` bytes apart.
     static words load_lanes(const void* from, std::ptrdiff_t step)
     {
         const char* const address = static_cast<const char*>(from);
@@ -41,7 +39,6 @@ struct avx2_vectors {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(address), _mm256_castsi256_si128(value));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(address + step), _mm256_extracti128_si256(value, 1));
     }
-    // The same past the caches, to addresses and steps that are multiples of 16.
     static void stream_lanes(void* to, std::ptrdiff_t step, words value)
     {
         char* const address = static_cast<char*>(to);
@@ -57,10 +54,11 @@ struct avx2_vectors {
 
     static words zero() { return _mm256_setzero_si256(); }
     static words all(std::uint16_t value) { return _mm256_set1_epi16(static_cast<short>(value)); }
+    static words all(std::uint32_t value) { return _mm256_set1_epi32(static_cast<int>(value)); }
+    static words all(std::uint64_t value) { return _mm256_set1_epi64x(static_cast<long long>(value)); }
     static floats all(float value) { return _mm256_set1_ps(value); }
     static shift_count count(std::int32_t bits) { return _mm_cvtsi32_si128(bits); }
 
-    // Within each lane: byte i of the result is byte pattern::bytes[i] of the value, or 0 where that is negative.
     template <typename pattern>
     static words pick(words value)
     {
@@ -68,13 +66,11 @@ struct avx2_vectors {
             _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(pattern::bytes.data())));
         return _mm256_shuffle_epi8(value, bytes);
     }
-    // The same from two values, by patterns of which no more than one says something of a byte.
     template <typename pattern_a, typename pattern_b>
     static words pick_from_both(words a, words b)
     {
         return bit_or(pick<pattern_a>(a), pick<pattern_b>(b));
     }
-    // Within each lane: word i of the result is b's where bit i of the mask is set, else a's.
     template <std::uint32_t mask>
     static words blend(words a, words b)
     {
@@ -85,6 +81,12 @@ struct avx2_vectors {
     static words interleave_lower_pairs(words a, words b) { return _mm256_unpacklo_epi32(a, b); }
     static words interleave_upper_pairs(words a, words b) { return _mm256_unpackhi_epi32(a, b); }
 
+    template <int /*together*/>
+    static constexpr int pixel_in_word(int word)
+    {
+        return word;
+    }
+
     static words bit_and(words a, words b) { return _mm256_and_si256(a, b); }
     static words bit_or(words a, words b) { return _mm256_or_si256(a, b); }
     static words min(words a, words b) { return _mm256_min_epu16(a, b); }
@@ -93,14 +95,22 @@ struct avx2_vectors {
     static words shift_right(words value, shift_count bits) { return _mm256_srl_epi16(value, bits); }
     static words move_to_upper_bytes(words value) { return _mm256_slli_epi16(value, 8); }
 
-    // 32-bit integers as floats and back; back truncates, and what does not fit becomes the smallest integer.
+    static words shift_left_integers(words value, shift_count bits) { return _mm256_sll_epi32(value, bits); }
+    static words upper_of_product_and_sum(words x, words factor, words summand)
+    {
+        const words even = _mm256_add_epi64(_mm256_mul_epu32(x, factor), summand);
+        const words odd = _mm256_add_epi64(_mm256_mul_epu32(_mm256_srli_epi64(x, 32), factor), summand);
+        return _mm256_blend_epi32(_mm256_srli_epi64(even, 32), odd, 0xAA);
+    }
+
     static floats to_float(words integers) { return _mm256_cvtepi32_ps(integers); }
     static words truncate(floats value) { return _mm256_cvttps_epi32(value); }
-    // 32-bit integers to words with saturation to 0..65535, undoing interleave_lower/upper_words with zero.
     static words pack_to_words(words lower, words upper) { return _mm256_packus_epi32(lower, upper); }
     static floats multiply(floats a, floats b) { return _mm256_mul_ps(a, b); }
     static floats add(floats a, floats b) { return _mm256_add_ps(a, b); }
 };
+
+static_assert(register_vectors<avx2_vectors>);
 
 } // namespace
 } // namespace kx::vector

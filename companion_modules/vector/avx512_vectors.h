@@ -3,6 +3,8 @@
 #pragma once
 
 #include "avx2_vectors.h"
+#include "register_vectors.h"
+#include "x86_memory.h"
 
 #include <immintrin.h>
 
@@ -12,26 +14,21 @@
 namespace kx::vector {
 namespace {
 
-struct avx512_vectors {
-    static constexpr std::ptrdiff_t pixel_count = 32; // 16-bit samples in a register
-    static constexpr int lane_pixels = 32;            // and in its one lane
+struct avx512_vectors : x86_memory {
+    static constexpr std::ptrdiff_t pixel_count = 32;
+    static constexpr int lane_pixels = 32;
 
     using words = __m512i;
     using floats = __m512;
     using shift_count = __m128i;
 
-    // What to move samples with where width does not pay: into planes, whose lines wider stores often straddle, and
-    // past the caches.
     using narrow = avx2_vectors;
-    // Whether sums are computed so fast that large interleaved outputs wait for memory.
     static constexpr bool streams_sums = true;
 
-    // Registers from and to memory.
     static words load(const void* from) { return _mm512_loadu_si512(from); }
     static void store(void* to, words value) { _mm512_storeu_si512(to, value); }
     static words load_lanes(const void* from, std::ptrdiff_t /*step*/) { return load(from); }
     static void store_lanes(void* to, std::ptrdiff_t /*step*/, words value) { store(to, value); }
-    // The same past the caches, to an address that is a multiple of 16.
     static void stream_lanes(void* to, std::ptrdiff_t /*step*/, words value)
     {
         auto* const address = static_cast<__m128i*>(to);
@@ -47,10 +44,11 @@ struct avx512_vectors {
 
     static words zero() { return _mm512_setzero_si512(); }
     static words all(std::uint16_t value) { return _mm512_set1_epi16(static_cast<short>(value)); }
+    static words all(std::uint32_t value) { return _mm512_set1_epi32(static_cast<int>(value)); }
+    static words all(std::uint64_t value) { return _mm512_set1_epi64(static_cast<long long>(value)); }
     static floats all(float value) { return _mm512_set1_ps(value); }
     static shift_count count(std::int32_t bits) { return _mm_cvtsi32_si128(bits); }
 
-    // Byte i of the result is byte pattern::bytes[i] of the value, or 0 where that is negative.
     template <typename pattern>
     static words pick(words value)
     {
@@ -61,25 +59,38 @@ struct avx512_vectors {
         }
         return _mm512_maskz_permutexvar_epi8(mask, bytes, value);
     }
-    // The same from two values, by patterns of which no more than one says something of a byte. Bytes of which neither
-    // does are undefined.
     template <typename pattern_a, typename pattern_b>
     static words pick_from_both(words a, words b)
     {
         const words of_a = _mm512_permutexvar_epi8(_mm512_load_si512(pattern_a::bytes.data()), a);
         return _mm512_mask_permutexvar_epi8(of_a, picked<pattern_b>(), _mm512_load_si512(pattern_b::bytes.data()), b);
     }
-    // Word i of the result is b's where bit i of the mask is set, else a's.
     template <std::uint32_t mask>
     static words blend(words a, words b)
     {
         return _mm512_mask_blend_epi16(mask, a, b);
     }
-    // These two pairs, and pack_to_words, work on each group of eight words by itself.
     static words interleave_lower_words(words a, words b) { return _mm512_unpacklo_epi16(a, b); }
     static words interleave_upper_words(words a, words b) { return _mm512_unpackhi_epi16(a, b); }
     static words interleave_lower_pairs(words a, words b) { return _mm512_unpacklo_epi32(a, b); }
     static words interleave_upper_pairs(words a, words b) { return _mm512_unpackhi_epi32(a, b); }
+
+    // Interleaving works on four groups of eight words. When it takes two words of each at a time, its first result has
+    // the first two of every group, the second the next two: for these to be eight pixels that follow each other, the
+    // words hold the pixels
+    //
+    //     0 1  8 9  16 17  24 25 | 2 3  10 11  18 19  26 27 | 4 5  12 13  20 21  28 29 | 6 7  14 15  22 23  30 31
+    //
+    // and when it takes four
+    //
+    //     0 1 2 3  16 17 18 19 | 4 5 6 7  20 21 22 23 | 8 9 10 11  24 25 26 27 | 12 13 14 15  28 29 30 31
+    template <int together>
+    static constexpr int pixel_in_word(int word)
+    {
+        const int group = word / 8;
+        const int place = word % 8;
+        return 4 * together * (place / together) + together * group + place % together;
+    }
 
     static words bit_and(words a, words b) { return _mm512_and_si512(a, b); }
     static words bit_or(words a, words b) { return _mm512_or_si512(a, b); }
@@ -89,10 +100,16 @@ struct avx512_vectors {
     static words shift_right(words value, shift_count bits) { return _mm512_srl_epi16(value, bits); }
     static words move_to_upper_bytes(words value) { return _mm512_slli_epi16(value, 8); }
 
-    // 32-bit integers as floats and back; back truncates, and what does not fit becomes the smallest integer.
+    static words shift_left_integers(words value, shift_count bits) { return _mm512_sll_epi32(value, bits); }
+    static words upper_of_product_and_sum(words x, words factor, words summand)
+    {
+        const words even = _mm512_add_epi64(_mm512_mul_epu32(x, factor), summand);
+        const words odd = _mm512_add_epi64(_mm512_mul_epu32(_mm512_srli_epi64(x, 32), factor), summand);
+        return _mm512_mask_blend_epi32(0xAAAA, _mm512_srli_epi64(even, 32), odd);
+    }
+
     static floats to_float(words integers) { return _mm512_cvtepi32_ps(integers); }
     static words truncate(floats value) { return _mm512_cvttps_epi32(value); }
-    // 32-bit integers to words with saturation to 0..65535, undoing interleave_lower/upper_words with zero.
     static words pack_to_words(words lower, words upper) { return _mm512_packus_epi32(lower, upper); }
     static floats multiply(floats a, floats b) { return _mm512_mul_ps(a, b); }
     static floats add(floats a, floats b) { return _mm512_add_ps(a, b); }
@@ -109,6 +126,8 @@ private:
         return mask;
     }
 };
+
+static_assert(register_vectors<avx512_vectors>);
 
 } // namespace
 } // namespace kx::vector

@@ -230,14 +230,14 @@ void convert(pixel_format input_layout, planes<const std::uint16_t> from, pixel_
                 if (is_worth_streaming<output, fourth>(to, count)) {
                     convert_loop<streaming<vectors>, matrix_product, clamp, shift, input, output, fourth>(
                         from, to, count, settings);
-                    _mm_sfence();
+                    vectors::finish_streaming();
                     return;
                 }
             }
             convert_loop<vectors, matrix_product, clamp, shift, input, output, fourth>(from, to, count, settings);
         } else if (is_worth_streaming<output, fourth>(to, count)) {
             convert_loop<streaming<narrow>, no_product, clamp, shift, input, output, fourth>(from, to, count, settings);
-            _mm_sfence();
+            vectors::finish_streaming();
         } else {
             convert_loop<lane_by_lane<moving>, no_product, clamp, shift, input, output, fourth>(from, to, count,
                                                                                                 settings);

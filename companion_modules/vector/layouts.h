@@ -6,8 +6,6 @@
 
 #include "companion_interfaces/transform_parameters.h"
 
-#include <emmintrin.h>
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -290,7 +288,7 @@ private:
     {
         const char* const ahead = reinterpret_cast<const char*>(from) + prefetched_bytes;
         for (std::ptrdiff_t i = 0; i < 3 * vectors::pixel_count * 2; i += 64) {
-            _mm_prefetch(ahead + i, _MM_HINT_T0);
+            vectors::prefetch(ahead + i);
         }
         const words a = vectors::load_lanes(from, lane_bytes);
         const words b = vectors::load_lanes(from + lane, lane_bytes);

@@ -1,0 +1,172 @@
+// What a register vocabulary offers. The arithmetic of the vector modules is written once, in terms of such a
+// vocabulary; for each width of registers there is one, which alone names its instructions.
+//
+// A register holds `pixel_count` words of 16 bits, one sample of as many pixels: word i lies behind word i - 1 in
+// memory, and byte 2i is the lower byte of word i. Two words side by side are also a pair, or an integer of 32 bits,
+// and two integers one of 64; the lower comes first. The words form lanes of `lane_pixels`, within which the shuffles
+// work. Some operations work on each group of eight words by itself, whatever the lanes.
+#pragma once
+
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+
+namespace kx::vector {
+namespace {
+
+// What a shuffle takes: byte i of a lane comes from the byte whose number is bytes[i], or is 0 where that is negative.
+struct any_pattern {
+    alignas(64) static constexpr std::array<std::int8_t, 64> bytes{};
+};
+
+template <typename vectors>
+concept register_vectors =
+    requires(typename vectors::words words,   // a register of words, pairs or integers
+             typename vectors::floats floats, // a register of single-precision numbers, as many as it holds integers
+             typename vectors::shift_count bits, const void* from, void* to, std::ptrdiff_t step)
+{
+    // Words in a register, a multiple of eight that divides 512; and in each of its lanes.
+    {
+        vectors::pixel_count
+        } -> std::convertible_to<std::ptrdiff_t>;
+    {
+        vectors::lane_pixels
+        } -> std::convertible_to<int>;
+    requires vectors::pixel_count % vectors::lane_pixels == 0 && vectors::lane_pixels % 8 == 0;
+    requires 512 % vectors::pixel_count == 0;
+
+    // Whether sums are computed so fast that conversions to large interleaved images wait for memory.
+    {
+        vectors::streams_sums
+        } -> std::convertible_to<bool>;
+    // What to move samples with where width does not pay: into planes, whose lines wider stores often straddle, and
+    // past the caches. The vocabulary itself or a narrower one.
+    typename vectors::narrow;
+
+    // Registers from and to memory, at any address.
+    {
+        vectors::load(from)
+        } -> std::same_as<typename vectors::words>;
+    {vectors::store(to, words)};
+    // The same lane by lane, `step` bytes apart.
+    {
+        vectors::load_lanes(from, step)
+        } -> std::same_as<typename vectors::words>;
+    {vectors::store_lanes(to, step, words)};
+    // store_lanes past the caches, where the platform can. Address and step are multiples of 16 bytes.
+    {vectors::stream_lanes(to, step, words)};
+    // Makes what was streamed visible to other threads in the order of other stores. Called once, after the last.
+    {vectors::finish_streaming()};
+    // The lower half of each lane alone, `step` bytes apart.
+    {vectors::store_lower_halves(to, step, words)};
+    // Asks for the line of memory with this address, soon to be read. The address need not be a valid one.
+    {vectors::prefetch(from)};
+
+    // The same number in every word, integer, 64-bit integer and float; bits to shift by, 0..63.
+    {
+        vectors::zero()
+        } -> std::same_as<typename vectors::words>;
+    {
+        vectors::all(std::uint16_t{})
+        } -> std::same_as<typename vectors::words>;
+    {
+        vectors::all(std::uint32_t{})
+        } -> std::same_as<typename vectors::words>;
+    {
+        vectors::all(std::uint64_t{})
+        } -> std::same_as<typename vectors::words>;
+    {
+        vectors::all(float{})
+        } -> std::same_as<typename vectors::floats>;
+    {
+        vectors::count(std::int32_t{})
+        } -> std::same_as<typename vectors::shift_count>;
+
+    // Shuffles within each lane by the pattern's bytes, as for any_pattern.
+    {
+        vectors::template pick<any_pattern>(words)
+        } -> std::same_as<typename vectors::words>;
+    // The same from two registers, by patterns of which no more than one says something of a byte. What bytes become of
+    // which neither does is open.
+    {
+        vectors::template pick_from_both<any_pattern, any_pattern>(words, words)
+        } -> std::same_as<typename vectors::words>;
+    // Within each lane: word i is the second register's where bit i of the mask is set, else the first one's.
+    {
+        vectors::template blend<std::uint32_t{}>(words, words)
+        } -> std::same_as<typename vectors::words>;
+
+    // Within each group of eight words, a0..a7 and b0..b7:
+    // a0 b0 a1 b1 a2 b2 a3 b3, and a4 b4 a5 b5 a6 b6 a7 b7.
+    {
+        vectors::interleave_lower_words(words, words)
+        } -> std::same_as<typename vectors::words>;
+    {
+        vectors::interleave_upper_words(words, words)
+        } -> std::same_as<typename vectors::words>;
+    // The same with its four pairs: a0a1 b0b1 a2a3 b2b3, and a4a5 b4b5 a6a7 b6b7.
+    {
+        vectors::interleave_lower_pairs(words, words)
+        } -> std::same_as<typename vectors::words>;
+    {
+        vectors::interleave_upper_pairs(words, words)
+        } -> std::same_as<typename vectors::words>;
+    // Signed integers to words, saturated to 0..65535: a group's first four from the first register, its last four from
+    // the second. Undoes interleave_lower_words and interleave_upper_words with zero.
+    {
+        vectors::pack_to_words(words, words)
+        } -> std::same_as<typename vectors::words>;
+
+    {
+        vectors::bit_and(words, words)
+        } -> std::same_as<typename vectors::words>;
+    {
+        vectors::bit_or(words, words)
+        } -> std::same_as<typename vectors::words>;
+
+    // On unsigned words. Shifts by 16 and more give 0.
+    {
+        vectors::min(words, words)
+        } -> std::same_as<typename vectors::words>;
+    {
+        vectors::max(words, words)
+        } -> std::same_as<typename vectors::words>;
+    {
+        vectors::shift_left(words, bits)
+        } -> std::same_as<typename vectors::words>;
+    {
+        vectors::shift_right(words, bits)
+        } -> std::same_as<typename vectors::words>;
+    {
+        vectors::move_to_upper_bytes(words)
+        } -> std::same_as<typename vectors::words>; // a shift to the left by eight
+
+    // On unsigned integers of 32 bits. The second: the upper 32 of the 64 bits of x * factor + summand, for each
+    // integer x, where every integer of `factor` is the same, and so is every 64-bit integer of `summand`.
+    {
+        vectors::shift_left_integers(words, bits)
+        } -> std::same_as<typename vectors::words>;
+    {
+        vectors::upper_of_product_and_sum(words, words, words)
+        } -> std::same_as<typename vectors::words>;
+
+    // Signed integers as floats, exact up to 2^24, and back; back truncates, and what does not fit, as NaN, becomes the
+    // smallest integer.
+    {
+        vectors::to_float(words)
+        } -> std::same_as<typename vectors::floats>;
+    {
+        vectors::truncate(floats)
+        } -> std::same_as<typename vectors::words>;
+    // Each result is rounded to single precision; never fused.
+    {
+        vectors::multiply(floats, floats)
+        } -> std::same_as<typename vectors::floats>;
+    {
+        vectors::add(floats, floats)
+        } -> std::same_as<typename vectors::floats>;
+};
+
+} // namespace
+} // namespace kx::vector
