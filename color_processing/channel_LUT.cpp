@@ -1,6 +1,5 @@
 #include "channel_LUT.h"
 
-#include "module_state.h"
 #include "teardown.h"
 
 #include <algorithm>
@@ -9,8 +8,9 @@
 
 namespace kx {
 
-channel_LUT::channel_LUT(std::int32_t entry_count, bool for_avx2)
-    : handle_(the_module.luts().create_LUT(entry_count, for_avx2 ? 1 : 0))
+channel_LUT::channel_LUT(const LUT_module& luts, std::int32_t entry_count, bool for_avx2)
+    : get_LUT_data_(luts.get_LUT_data), destroy_LUT_(luts.destroy_LUT),
+      handle_(luts.create_LUT(entry_count, for_avx2 ? 1 : 0))
 {
 }
 
@@ -22,17 +22,17 @@ channel_LUT::~channel_LUT()
 void channel_LUT::release()
 {
     if (std::exchange(owned_, false)) {
-        the_module.luts().destroy_LUT(handle_);
+        destroy_LUT_(handle_);
     }
 }
 
 std::uint32_t* channel_LUT::data() const
 {
-    return the_module.luts().get_LUT_data(handle_);
+    return get_LUT_data_(handle_);
 }
 
-channel_LUT_set::channel_LUT_set(std::int32_t entry_count, bool for_avx2)
-    : blue(entry_count, for_avx2), green(entry_count, for_avx2), red(entry_count, for_avx2)
+channel_LUT_set::channel_LUT_set(const LUT_module& luts, std::int32_t entry_count, bool for_avx2)
+    : blue(luts, entry_count, for_avx2), green(luts, entry_count, for_avx2), red(luts, entry_count, for_avx2)
 {
     for (const channel_LUT* LUT : {&blue, &green, &red}) {
         std::fill_n(LUT->data(), static_cast<std::size_t>(entry_count), std::uint32_t{0});

@@ -6,22 +6,10 @@
 #include "teardown.h"
 
 #include <algorithm>
-#include <functional>
 
 namespace kx {
 
 namespace {
-
-// The number of entries of a LUT. Checked here, before the first table is created: whoever went on after
-// initialize had reported a missing LUT module gets a failed creation instead of a call through null.
-std::int32_t entry_count(std::int32_t bit_depth)
-{
-    const LUT_module& luts = the_module.luts();
-    if (luts.create_LUT == nullptr || luts.get_LUT_data == nullptr || luts.destroy_LUT == nullptr) {
-        throw std::bad_function_call();
-    }
-    return std::int32_t{1} << bit_depth;
-}
 
 bool is_valid_shift_distance(std::int32_t distance)
 {
@@ -36,15 +24,17 @@ bool is_valid_clamp(std::uint16_t minimum, std::uint16_t maximum, const channel_
 
 } // namespace
 
-const conversion_family to_8_bit_output{&vector_module_binding::transform_8_bit_output, run_kernel<std::uint8_t>};
-const conversion_family to_16_bit_output{&vector_module_binding::transform_16_bit_output, run_kernel<std::uint16_t>};
-
 color_correction::color_correction(std::int32_t input_bit_depth, std::int32_t output_bit_depth, std::int32_t level)
+    : color_correction(the_module.LUT_module_for_creation(), 1 << input_bit_depth, 1 << output_bit_depth, level)
+{
+}
+
+color_correction::color_correction(const LUT_module& luts, std::int32_t input_entries, std::int32_t output_entries,
+                                   std::int32_t level)
     : matrix{1.0F, 0.0F, 0.0F, 0.0F, 1.0F, 0.0F, 0.0F, 0.0F, 1.0F},
-      input_LUTs(entry_count(input_bit_depth), level == KX_COLOR_VECTOR_LEVEL_AVX2),
-      output_LUTs(entry_count(output_bit_depth), level == KX_COLOR_VECTOR_LEVEL_AVX2),
-      output_LUT_size(entry_count(output_bit_depth)), vector_level(level), sse_module(sse_module_names),
-      avx2_module(avx2_module_names)
+      input_LUTs(luts, input_entries, level == KX_COLOR_VECTOR_LEVEL_AVX2),
+      output_LUTs(luts, output_entries, level == KX_COLOR_VECTOR_LEVEL_AVX2), output_LUT_size(output_entries),
+      vector_level(level), sse_module(sse_module_names), avx2_module(avx2_module_names)
 {
 }
 
@@ -77,7 +67,8 @@ void color_correction::release()
     steps.finish();
 }
 
-std::int32_t color_correction::transform(transform_parameters& parameters, const conversion_family& family) const
+template <typename output_sample>
+std::int32_t color_correction::transform(transform_parameters& parameters) const
 {
     if (const std::int32_t status = validate(parameters); status != KX_COLOR_SUCCESS) {
         return status;
@@ -85,18 +76,20 @@ std::int32_t color_correction::transform(transform_parameters& parameters, const
     complete(parameters);
     std::uint32_t first_pixel = 0; // that is left for the kernel
     if (const vector_module_binding* vector_module = chosen_vector_module()) {
-        first_pixel = (vector_module->*family.vector_transform)()(&parameters);
+        first_pixel = vector_module->convert<output_sample>(parameters);
     }
-    family.run_kernel(parameters, first_pixel);
+    run_kernel<output_sample>(parameters, first_pixel);
     return KX_COLOR_SUCCESS;
 }
 
+template std::int32_t color_correction::transform<std::uint8_t>(transform_parameters& parameters) const;
+template std::int32_t color_correction::transform<std::uint16_t>(transform_parameters& parameters) const;
+
 std::int32_t color_correction::validate(const transform_parameters& parameters) const
 {
-    const auto rejected = [](std::int32_t status, const char* format, std::int32_t line = __builtin_LINE()) {
+    const auto rejected = [](std::int32_t status, const char* format) {
         if (const logger_client* logger = the_module.logger()) {
-            // Log filters know these lines by the class and its header.
-            logger->write_error(format, call_site("color_correction::transform", "color_correction.h", line));
+            logger->write_error(format, transform_site);
         }
         return status;
     };

@@ -1,6 +1,7 @@
 // The color processor: matrix, LUTs, vector modules, and the transform that uses them.
 #pragma once
 
+#include "call_site.h"
 #include "channel_LUT.h"
 #include "companion_interfaces/transform_parameters.h"
 #include "vector_module_binding.h"
@@ -10,14 +11,6 @@
 #include <type_traits>
 
 namespace kx {
-
-// One of the two families of conversions, told apart by the width of the output samples.
-struct conversion_family {
-    vector_transform_function* (vector_module_binding::*vector_transform)() const;
-    void (*run_kernel)(const transform_parameters& parameters, std::uint32_t first_pixel);
-};
-extern const conversion_family to_8_bit_output;
-extern const conversion_family to_16_bit_output;
 
 class color_correction {
 public:
@@ -35,8 +28,9 @@ public:
     void clear_matrix();
 
     // Validates the record, completes it with this processor's LUTs and converts the image. Returns a status code;
-    // after any but KX_COLOR_SUCCESS nothing was written. The record's output samples are of the family's width.
-    std::int32_t transform(transform_parameters& parameters, const conversion_family& family) const;
+    // after any but KX_COLOR_SUCCESS nothing was written. `output_sample` is std::uint8_t or std::uint16_t.
+    template <typename output_sample>
+    std::int32_t transform(transform_parameters& parameters) const;
 
     float matrix[9]; // row by row; must stay the first member: see matrix_of
     channel_LUT_set input_LUTs;
@@ -47,6 +41,11 @@ public:
     vector_module_binding avx2_module;
 
 private:
+    // The place that log lines give for what `transform` refuses: filters know these lines by this header.
+    static constexpr call_site transform_site = "color_correction::transform";
+
+    color_correction(const LUT_module& luts, std::int32_t input_entries, std::int32_t output_entries,
+                     std::int32_t level);
     [[nodiscard]] std::int32_t validate(const transform_parameters& parameters) const;
     void complete(transform_parameters& parameters) const;
     [[nodiscard]] const vector_module_binding* chosen_vector_module() const;

@@ -88,17 +88,36 @@ kx_color_processor* create_color_processor_impl(std::int32_t input_bit_depth, st
     return nullptr;
 }
 
-// What all four transforms do, timing included. `parameters` holds the caller's arguments; the processor
-// fills in the rest.
-std::int32_t kx_color_processor_transform_impl(const char* timer_name, kx_color_processor* processor,
-                                               transform_parameters parameters, const kx::conversion_family& family)
+// What all four transforms do, timing included. The processor completes the record of the caller's arguments.
+template <typename output_sample>
+std::int32_t kx_color_processor_transform_impl(
+    const char* timer_name, bool fourth_sample, kx_color_processor* processor, const std::uint16_t* input_buffer,
+    std::int32_t input_format, std::uint16_t blue_clamp_min, std::uint16_t blue_clamp_max,
+    std::uint16_t green_clamp_min, std::uint16_t green_clamp_max, std::uint16_t red_clamp_min,
+    std::uint16_t red_clamp_max, std::int32_t blue_shift_distance, std::int32_t green_shift_distance,
+    std::int32_t red_shift_distance, output_sample* output_buffer, std::int32_t output_format, std::int32_t pixel_count)
 {
     constexpr const char* function_name = "`anonymous-namespace'::kx_color_processor_transform_impl";
     if (const std::int32_t status = check_frame(processor, function_name); status != KX_COLOR_SUCCESS) {
         return status;
     }
     kx::scope_timer timer(timer_name, the_module.logger(), function_name);
-    const std::int32_t status = correction_of(processor).transform(parameters, family);
+    transform_parameters parameters{.input_buffer = input_buffer,
+                                    .input_format = static_cast<kx::pixel_format>(input_format),
+                                    .blue_clamp_min = blue_clamp_min,
+                                    .blue_clamp_max = blue_clamp_max,
+                                    .green_clamp_min = green_clamp_min,
+                                    .green_clamp_max = green_clamp_max,
+                                    .red_clamp_min = red_clamp_min,
+                                    .red_clamp_max = red_clamp_max,
+                                    .blue_shift_distance = blue_shift_distance,
+                                    .green_shift_distance = green_shift_distance,
+                                    .red_shift_distance = red_shift_distance,
+                                    .output_buffer = output_buffer,
+                                    .output_format = static_cast<kx::pixel_format>(output_format),
+                                    .has_alpha_channel = std::uint8_t{fourth_sample},
+                                    .pixel_count = pixel_count};
+    const std::int32_t status = correction_of(processor).transform<output_sample>(parameters);
     timer.report();
     return status;
 }
@@ -201,37 +220,62 @@ std::int32_t kx_color_enable_output_LUTs(kx_color_processor* processor, std::int
     });
 }
 
-// Defines one of the transforms: `bits` a pixel of output, in samples of the type `sample`.
-// NOLINTBEGIN(bugprone-macro-parentheses): neither a type nor a name after a scope takes parentheses
-#define KX_TRANSFORM_EXPORT(bits, sample, fourth_sample, family)                                                       \
-    std::int32_t kx_color_transform_48_to_##bits(                                                                      \
-        kx_color_processor* processor, const std::uint16_t* input_buffer, std::int32_t input_format,                   \
-        std::uint16_t blue_clamp_min, std::uint16_t blue_clamp_max, std::uint16_t green_clamp_min,                     \
-        std::uint16_t green_clamp_max, std::uint16_t red_clamp_min, std::uint16_t red_clamp_max,                       \
-        std::int32_t blue_shift_distance, std::int32_t green_shift_distance, std::int32_t red_shift_distance,          \
-        sample* output_buffer, std::int32_t output_format, std::int32_t pixel_count)                                   \
-    {                                                                                                                  \
-        return kx_color_processor_transform_impl("color processing transform 48 to " #bits, processor,                 \
-                                                 {.input_buffer = input_buffer,                                        \
-                                                  .input_format = static_cast<kx::pixel_format>(input_format),         \
-                                                  .blue_clamp_min = blue_clamp_min,                                    \
-                                                  .blue_clamp_max = blue_clamp_max,                                    \
-                                                  .green_clamp_min = green_clamp_min,                                  \
-                                                  .green_clamp_max = green_clamp_max,                                  \
-                                                  .red_clamp_min = red_clamp_min,                                      \
-                                                  .red_clamp_max = red_clamp_max,                                      \
-                                                  .blue_shift_distance = blue_shift_distance,                          \
-                                                  .green_shift_distance = green_shift_distance,                        \
-                                                  .red_shift_distance = red_shift_distance,                            \
-                                                  .output_buffer = output_buffer,                                      \
-                                                  .output_format = static_cast<kx::pixel_format>(output_format),       \
-                                                  .has_alpha_channel = fourth_sample,                                  \
-                                                  .pixel_count = pixel_count},                                         \
-                                                 kx::family);                                                          \
-    }
+std::int32_t kx_color_transform_48_to_48(kx_color_processor* processor, const std::uint16_t* input_buffer,
+                                         std::int32_t input_format, std::uint16_t blue_clamp_min,
+                                         std::uint16_t blue_clamp_max, std::uint16_t green_clamp_min,
+                                         std::uint16_t green_clamp_max, std::uint16_t red_clamp_min,
+                                         std::uint16_t red_clamp_max, std::int32_t blue_shift_distance,
+                                         std::int32_t green_shift_distance, std::int32_t red_shift_distance,
+                                         std::uint16_t* output_buffer, std::int32_t output_format,
+                                         std::int32_t pixel_count)
+{
+    return kx_color_processor_transform_impl(
+        "color processing transform 48 to 48", false, processor, input_buffer, input_format, blue_clamp_min,
+        blue_clamp_max, green_clamp_min, green_clamp_max, red_clamp_min, red_clamp_max, blue_shift_distance,
+        green_shift_distance, red_shift_distance, output_buffer, output_format, pixel_count);
+}
 
-// NOLINTEND(bugprone-macro-parentheses)
-KX_TRANSFORM_EXPORT(48, std::uint16_t, 0, to_16_bit_output)
-KX_TRANSFORM_EXPORT(64, std::uint16_t, 1, to_16_bit_output)
-KX_TRANSFORM_EXPORT(24, std::uint8_t, 0, to_8_bit_output)
-KX_TRANSFORM_EXPORT(32, std::uint8_t, 1, to_8_bit_output)
+std::int32_t kx_color_transform_48_to_64(kx_color_processor* processor, const std::uint16_t* input_buffer,
+                                         std::int32_t input_format, std::uint16_t blue_clamp_min,
+                                         std::uint16_t blue_clamp_max, std::uint16_t green_clamp_min,
+                                         std::uint16_t green_clamp_max, std::uint16_t red_clamp_min,
+                                         std::uint16_t red_clamp_max, std::int32_t blue_shift_distance,
+                                         std::int32_t green_shift_distance, std::int32_t red_shift_distance,
+                                         std::uint16_t* output_buffer, std::int32_t output_format,
+                                         std::int32_t pixel_count)
+{
+    return kx_color_processor_transform_impl(
+        "color processing transform 48 to 64", true, processor, input_buffer, input_format, blue_clamp_min,
+        blue_clamp_max, green_clamp_min, green_clamp_max, red_clamp_min, red_clamp_max, blue_shift_distance,
+        green_shift_distance, red_shift_distance, output_buffer, output_format, pixel_count);
+}
+
+std::int32_t kx_color_transform_48_to_24(kx_color_processor* processor, const std::uint16_t* input_buffer,
+                                         std::int32_t input_format, std::uint16_t blue_clamp_min,
+                                         std::uint16_t blue_clamp_max, std::uint16_t green_clamp_min,
+                                         std::uint16_t green_clamp_max, std::uint16_t red_clamp_min,
+                                         std::uint16_t red_clamp_max, std::int32_t blue_shift_distance,
+                                         std::int32_t green_shift_distance, std::int32_t red_shift_distance,
+                                         std::uint8_t* output_buffer, std::int32_t output_format,
+                                         std::int32_t pixel_count)
+{
+    return kx_color_processor_transform_impl(
+        "color processing transform 48 to 24", false, processor, input_buffer, input_format, blue_clamp_min,
+        blue_clamp_max, green_clamp_min, green_clamp_max, red_clamp_min, red_clamp_max, blue_shift_distance,
+        green_shift_distance, red_shift_distance, output_buffer, output_format, pixel_count);
+}
+
+std::int32_t kx_color_transform_48_to_32(kx_color_processor* processor, const std::uint16_t* input_buffer,
+                                         std::int32_t input_format, std::uint16_t blue_clamp_min,
+                                         std::uint16_t blue_clamp_max, std::uint16_t green_clamp_min,
+                                         std::uint16_t green_clamp_max, std::uint16_t red_clamp_min,
+                                         std::uint16_t red_clamp_max, std::int32_t blue_shift_distance,
+                                         std::int32_t green_shift_distance, std::int32_t red_shift_distance,
+                                         std::uint8_t* output_buffer, std::int32_t output_format,
+                                         std::int32_t pixel_count)
+{
+    return kx_color_processor_transform_impl(
+        "color processing transform 48 to 32", true, processor, input_buffer, input_format, blue_clamp_min,
+        blue_clamp_max, green_clamp_min, green_clamp_max, red_clamp_min, red_clamp_max, blue_shift_distance,
+        green_shift_distance, red_shift_distance, output_buffer, output_format, pixel_count);
+}

@@ -4,9 +4,7 @@
 
 #include <array>
 #include <cstdarg>
-#include <cstddef>
 #include <cstdio>
-#include <memory>
 #include <new>
 
 namespace kx {
@@ -15,33 +13,6 @@ namespace {
 
 constexpr const char* channel_name = "KORVEX_KVI_COLOR_PROCESSING";
 constexpr const char* second_name = ""; // its meaning is the logger module's
-
-// A text by printf's conventions, on the stack if it is as short as the library's own lines are.
-class formatted_text {
-public:
-    // Returns whether that could be done.
-    bool format(const char* format, std::va_list arguments)
-    {
-        std::va_list arguments_again;
-        va_copy(arguments_again, arguments);
-        const int length = std::vsnprintf(short_text_.data(), short_text_.size(), format, arguments);
-        if (length >= 0 && static_cast<std::size_t>(length) >= short_text_.size()) {
-            const std::size_t size = static_cast<std::size_t>(length) + 1;
-            long_text_.reset(new (std::nothrow) char[size]);
-            if (long_text_ != nullptr) {
-                std::vsnprintf(long_text_.get(), size, format, arguments_again);
-            }
-        }
-        va_end(arguments_again);
-        return length >= 0 && (static_cast<std::size_t>(length) < short_text_.size() || long_text_ != nullptr);
-    }
-
-    [[nodiscard]] const char* get() const { return long_text_ != nullptr ? long_text_.get() : short_text_.data(); }
-
-private:
-    std::array<char, 256> short_text_; // not filled before it is written to
-    std::unique_ptr<char[]> long_text_;
-};
 
 } // namespace
 
@@ -83,14 +54,14 @@ bool logger_client::write(std::int32_t level, const call_site& site, const char*
     if (!ready_) {
         return false;
     }
-    formatted_text text;
+    std::array<char, 512> text; // NOLINT(cppcoreguidelines-pro-type-member-init): longer than any line of the library
     std::va_list arguments;
     va_start(arguments, format);
-    const bool formatted = text.format(format, arguments);
+    const int length = std::vsnprintf(text.data(), text.size(), format, arguments);
     va_end(arguments);
     try {
-        return formatted
-               && log_function_(log_, level, site.source_file_name, site.source_line, site.function_name, text.get())
+        return length >= 0
+               && log_function_(log_, level, site.source_file_name, site.source_line, site.function_name, text.data())
                       == 0;
     } catch (const std::bad_alloc&) {
         return false;

@@ -2,9 +2,43 @@
 
 #include "platform/dynamic_module.h"
 
+#include <functional>
+
 namespace kx {
 
-module_state the_module;
+namespace {
+
+// Keeps the state from being destroyed.
+union module_storage {
+    constexpr module_storage() : state() {}
+    ~module_storage() {} // NOLINT(modernize-use-equals-default): a defaulted one would be deleted
+
+    module_state state;
+};
+constinit module_storage storage;
+
+// Ends with the library, also when the host never terminated it.
+struct logger_guard {
+    ~logger_guard() { storage.state.release_logger(); }
+};
+const logger_guard guard;
+
+// Loads the module anew; what was found before a failure stays. Returns whether all was found.
+bool load(LUT_module& luts)
+{
+    luts.module = platform::load_module(LUT_module::base_name);
+    return luts.module != nullptr
+           && platform::find_entry_point(luts.module, "kx_LUT_module_initialize", luts.initialize)
+           && platform::find_entry_point(luts.module, "kx_create_LUT_test", luts.create_LUT)
+           && platform::find_entry_point(luts.module, "kx_LUT_transform_16", luts.LUT_transform_16)
+           && platform::find_entry_point(luts.module, "kx_get_LUT_data", luts.get_LUT_data)
+           && platform::find_entry_point(luts.module, "kx_destroy_LUT", luts.destroy_LUT)
+           && platform::find_entry_point(luts.module, "kx_LUT_module_terminate", luts.terminate);
+}
+
+} // namespace
+
+module_state& the_module = storage.state;
 
 bool module_state::initialize()
 {
@@ -15,25 +49,23 @@ bool module_state::initialize()
         }
         ++reference_count_;
     }
-    if (!load_LUT_module()) {
+    if (!load(LUT_module_)) {
         return false;
     }
     LUT_module_.initialize();
     return true;
 }
 
-// Loads the module anew on every initialization; what was found before a failure stays.
-bool module_state::load_LUT_module()
+LUT_module module_state::LUT_module_for_creation() const
 {
-    LUT_module& luts = LUT_module_;
-    luts.module = platform::load_module(LUT_module::base_name);
-    return luts.module != nullptr
-           && platform::find_entry_point(luts.module, "kx_LUT_module_initialize", luts.initialize)
-           && platform::find_entry_point(luts.module, "kx_create_LUT_test", luts.create_LUT)
-           && platform::find_entry_point(luts.module, "kx_LUT_transform_16", luts.LUT_transform_16)
-           && platform::find_entry_point(luts.module, "kx_get_LUT_data", luts.get_LUT_data)
-           && platform::find_entry_point(luts.module, "kx_destroy_LUT", luts.destroy_LUT)
-           && platform::find_entry_point(luts.module, "kx_LUT_module_terminate", luts.terminate);
+    LUT_module luts = LUT_module_;
+    if (luts.module == nullptr) {
+        load(luts);
+    }
+    if (luts.create_LUT == nullptr || luts.get_LUT_data == nullptr || luts.destroy_LUT == nullptr) {
+        throw std::bad_function_call();
+    }
+    return luts;
 }
 
 void module_state::terminate()
@@ -50,9 +82,14 @@ void module_state::terminate()
     }
     --reference_count_;
     if (reference_count_ == 0) {
-        logger_ = nullptr; // first, so that nobody writes to a log that is being closed
-        logger_storage_.reset();
+        release_logger();
     }
+}
+
+void module_state::release_logger()
+{
+    logger_ = nullptr; // first, so that nobody writes to a log that is being closed
+    logger_storage_.reset();
 }
 
 } // namespace kx

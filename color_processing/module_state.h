@@ -19,11 +19,15 @@ public:
     // The logger while the module is initialized, else null. Its presence is what every export checks.
     [[nodiscard]] const logger_client* logger() const { return logger_; }
 
-    [[nodiscard]] const LUT_module& luts() const { return LUT_module_; }
+    // The LUT module's entry points for a processor that is being created. Where another user's terminate has cleared
+    // them, they are found anew for this processor alone: processors may be created at once, and the module has not
+    // been initialized again. Throws std::bad_function_call where one that a processor needs is missing.
+    [[nodiscard]] LUT_module LUT_module_for_creation() const;
+
+    // At the library's end. What is called later finds a module that is not initialized.
+    void release_logger();
 
 private:
-    bool load_LUT_module();
-
     std::mutex lock_; // guards the three that follow, nothing else
     std::int32_t reference_count_ = 0;
     std::optional<logger_client> logger_storage_; // in place: there is a logger even when memory has run out
@@ -31,7 +35,7 @@ private:
     LUT_module LUT_module_;
 };
 
-// One for the loaded library. Unloading the library releases a logger that was never terminated.
-extern module_state the_module;
+// One for the loaded library, and never destroyed: objects that end after the library may still call it.
+extern module_state& the_module;
 
 } // namespace kx

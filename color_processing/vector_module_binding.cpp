@@ -37,7 +37,7 @@ vector_module_binding::vector_module_binding(const vector_module_names& names)
         return;
     }
     try {
-        load_failed_ = call(initialize_) == 0 ? 0 : 1;
+        load_failed_ = call(initialize_) != 0;
     } catch (...) {
         // The binding was never constructed: its module is unloaded, but not terminated.
         platform::unload_module(module_);
@@ -57,9 +57,6 @@ void vector_module_binding::release()
     if (auto* const terminate = std::exchange(terminate_, nullptr)) {
         steps.step([terminate] { call(terminate); });
     }
-    load_failed_ = 1;
-    initialize_ = nullptr;
-    transform_8_bit_output_ = transform_16_bit_output_ = nullptr;
     if (void* const module = std::exchange(module_, nullptr)) {
         platform::unload_module(module);
     }

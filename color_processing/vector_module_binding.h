@@ -19,15 +19,18 @@ public:
     // Once. What the module throws is replaced by an exception of the library's own.
     void release();
 
-    [[nodiscard]] bool usable() const { return load_failed_ == 0; }
+    [[nodiscard]] bool usable() const { return !load_failed_; }
 
-    // Call only when usable.
-    [[nodiscard]] vector_transform_function* transform_8_bit_output() const { return transform_8_bit_output_; }
-    [[nodiscard]] vector_transform_function* transform_16_bit_output() const { return transform_16_bit_output_; }
+    // Has the module convert pixels from 0 on to 8- or 16-bit samples; returns how many. Call only when usable.
+    template <typename output_sample>
+    [[nodiscard]] std::uint32_t convert(const transform_parameters& parameters) const
+    {
+        return (sizeof(output_sample) == 1 ? transform_8_bit_output_ : transform_16_bit_output_)(&parameters);
+    }
 
 private:
     void* module_;
-    std::uint8_t load_failed_ = 1;
+    bool load_failed_ = true;
     vector_module_initialize_function* initialize_ = nullptr;
     vector_transform_function* transform_8_bit_output_ = nullptr;
     vector_transform_function* transform_16_bit_output_ = nullptr;

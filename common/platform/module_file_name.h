@@ -2,24 +2,16 @@
 #pragma once
 
 #include <array>
-#include <cstddef>
 #include <cstdio>
 
 namespace kx::platform {
 
-class module_file_name {
-public:
-    module_file_name(const char* base_name, const char* suffix)
-        : length_(std::snprintf(text_.data(), text_.size(), "%s%s", base_name, suffix))
-    {
-    }
-
-    [[nodiscard]] bool fits() const { return length_ >= 0 && static_cast<std::size_t>(length_) < text_.size(); }
-    [[nodiscard]] const char* get() const { return text_.data(); }
-
-private:
-    std::array<char, 128> text_{};
-    int length_;
-};
+// Long enough for the name of every companion module.
+inline std::array<char, 128> module_file_name(const char* base_name, const char* suffix)
+{
+    std::array<char, 128> name{};
+    std::snprintf(name.data(), name.size(), "%s%s", base_name, suffix);
+    return name;
+}
 
 } // namespace kx::platform

@@ -57,7 +57,6 @@ protected:
     void expect_transforms_call(kx_color_processor* processor, const std::string& module);
 
     standins::recorder& recorder = standins::the_recorder();
-    std::vector<std::int32_t> source_lines; // of the log lines that the last call of events() returned
     module_folder folder;
     shared_library library{folder.library().c_str()};
     color_processing_exports kx{library};

@@ -69,6 +69,31 @@ TEST_F(lifecycle, unloading_releases_a_logger_that_was_never_terminated)
     EXPECT_FALSE(shared_library::is_loaded(folder.library().c_str()));
 }
 
+// Several parts of a program may use the library, and none knows when another ends.
+TEST_F(lifecycle, anothers_terminate_leaves_processors_and_creation_whole)
+{
+    kx.module_initialize();
+    kx.module_initialize();
+    kx_color_processor* const processor = kx.create_color_processor_test(8, 8, 2);
+    kx.module_terminate();
+    events();
+
+    EXPECT_EQ(kx.get_red_output_LUT(processor), recorder.LUT_data(6));
+    EXPECT_EQ(events(), LUTs_fetched(6, 6));
+    expect_transforms_call(processor, "avx2");
+
+    kx_color_processor* const created_afterwards = kx.create_color_processor_test(3, 2, 0);
+    ASSERT_NE(created_afterwards, nullptr);
+    EXPECT_EQ(events(), LUTs_created(7, 8, 4, false) + (lines{"sse initialize", "avx2 initialize"}))
+        << "without initializing the LUT module again";
+    EXPECT_EQ(kx.destroy_color_processor(created_afterwards), 0);
+    EXPECT_EQ(events(), (lines{"avx2 terminate", "sse terminate"}) + LUTs_destroyed(12, 7));
+    EXPECT_EQ(kx.destroy_color_processor(processor), 0);
+    EXPECT_EQ(events(), vector_modules_released + LUTs_destroyed(6));
+    EXPECT_EQ(kx.module_terminate(), 0);
+    EXPECT_EQ(events(), logger_closed) << "the LUT module was terminated once for its one initialize since";
+}
+
 // Without a LUT module: loading that is the host's to serialize.
 class lifecycle_without_LUT_module : public frame_test {
 protected:
@@ -100,6 +125,36 @@ TEST_F(lifecycle_DeathTest, process_may_end_without_terminate)
             std::exit(0);
         },
         testing::ExitedWithCode(0), "log closed");
+}
+
+// Ends after the libraries that tests load, as a host's static object may.
+struct late_caller {
+    ~late_caller()
+    {
+        if (processor != nullptr) {
+            std::_Exit(10 + kx->destroy_color_processor(processor));
+        }
+    }
+    const color_processing_exports* kx = nullptr;
+    kx_color_processor* processor = nullptr;
+};
+late_caller calls_late; // NOLINT(cert-err58-cpp): made before a library is loaded, which is the point
+
+TEST_F(lifecycle_DeathTest, calls_after_the_librarys_end_find_it_not_initialized)
+{
+#if defined(_WIN32)
+    constexpr int expected = 10; // there, libraries end after all objects of the program
+#else
+    constexpr int expected = 11;
+#endif
+    EXPECT_EXIT(
+        {
+            kx.module_initialize();
+            calls_late.kx = &kx;
+            calls_late.processor = kx.create_color_processor_test(0, 0, 0);
+            std::exit(0);
+        },
+        testing::ExitedWithCode(expected), "");
 }
 
 TEST_F(lifecycle, refused_log_is_freed_all_the_same)

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <set>
 #include <type_traits>
 #include <utility>
 
@@ -78,17 +77,14 @@ TEST_F(rejection, nothing_works_and_nothing_is_logged_unless_initialized)
     expect_silent_refusals();
 }
 
-TEST_F(rejection, null_processor_is_reported_once_under_the_name_and_line_of_the_export)
+TEST_F(rejection, null_processor_is_reported_once_under_the_name_of_the_export)
 {
     ASSERT_EQ(kx.module_initialize(), 0);
     events();
-    std::set<std::int32_t> lines_of_code;
     for (const auto& [reported_name, refuses] : exports_) {
         EXPECT_TRUE(refuses(nullptr, 2)) << reported_name;
         EXPECT_EQ(events(), lines{error_line(reported_name, null_processor_text)});
-        lines_of_code.insert(source_lines.begin(), source_lines.end());
     }
-    EXPECT_EQ(lines_of_code.size(), 12U) << "the four transforms share one";
     EXPECT_TRUE(image_.output_is_untouched());
     EXPECT_EQ(kx.module_terminate(), 0);
 }
@@ -152,7 +148,6 @@ protected:
 TEST_F(validation, of_two_faults_the_first_is_reported_and_stops_everything)
 {
     kx_color_processor* const processor = create(2);
-    std::set<std::int32_t> lines_of_code;
     for (const fault* first = std::begin(faults); first != std::end(faults); ++first) {
         for (const fault* second = first; second != std::end(faults); ++second) {
             SCOPED_TRACE(second->text);
@@ -160,12 +155,10 @@ TEST_F(validation, of_two_faults_the_first_is_reported_and_stops_everything)
             second->make(request);
             first->make(request);
             expect(false, processor, request, *first);
-            lines_of_code.insert(source_lines.front());
             request.pixel_count = 0;
             expect(false, processor, request, *first);
         }
     }
-    EXPECT_EQ(lines_of_code.size(), std::size(faults)) << "each check reports its own line";
 }
 
 TEST_F(validation, shift_distances_and_formats_reach_so_far)

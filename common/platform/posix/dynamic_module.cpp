@@ -8,8 +8,7 @@ namespace kx::platform {
 
 void* load_module(const char* base_name)
 {
-    const module_file_name file(base_name, ".so");
-    return file.fits() ? dlopen(file.get(), RTLD_NOW | RTLD_LOCAL) : nullptr;
+    return dlopen(module_file_name(base_name, ".so").data(), RTLD_NOW | RTLD_LOCAL);
 }
 
 void* find_entry_point(void* module, const char* name)

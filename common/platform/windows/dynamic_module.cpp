@@ -8,8 +8,7 @@ namespace kx::platform {
 
 void* load_module(const char* base_name)
 {
-    const module_file_name file(base_name, ".dll");
-    return file.fits() ? LoadLibraryA(file.get()) : nullptr;
+    return LoadLibraryA(module_file_name(base_name, ".dll").data());
 }
 
 void* find_entry_point(void* module, const char* name)
