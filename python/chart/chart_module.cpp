@@ -1,5 +1,6 @@
 // Calibration by a colour chart, the same code as kx_chart's. A module of its own, since it alone needs Little CMS and
 // Cairo.
+#include "black_level.h"
 #include "calibration.h"
 #include "report_picture.h"
 
@@ -97,20 +98,22 @@ reference_chart to_reference(const std::optional<std::string>& file,
     return reference;
 }
 
-// The profile's JSON and the two judgements.
-std::tuple<std::string, plain_judgement, plain_judgement> calibrate_array(
-    const images_of_16_bits& photograph, const std::array<std::array<double, 2>, 4>& corners, int bits,
-    const profile::channel_values& black_level, const std::optional<images_of_16_bits>& dark,
-    std::optional<std::uint16_t> saturation, bool white_preserving, const std::optional<std::string>& reference_file,
-    const std::optional<std::vector<named_lab>>& reference, const std::variant<std::string, std::vector<double>>& curve,
-    int output_depth, const std::string& description)
+// The profile's JSON, the two judgements, warnings and objections.
+std::tuple<std::string, plain_judgement, plain_judgement, std::vector<std::string>, std::vector<std::string>>
+calibrate_array(const images_of_16_bits& photograph, const std::array<std::array<double, 2>, 4>& corners, int bits,
+                const std::optional<profile::channel_values>& black_level, const std::optional<images_of_16_bits>& dark,
+                std::optional<std::uint16_t> saturation, bool white_preserving,
+                const std::optional<std::string>& reference_file,
+                const std::optional<std::vector<named_lab>>& reference,
+                const std::variant<std::string, std::vector<double>>& curve, int output_depth,
+                const std::string& description)
 {
     const images::image_16 picture = to_image(photograph);
     const images::image_16 dark_picture = dark ? to_image(*dark) : images::image_16();
     const calibration result = without_gil([&] {
         calibration_options options;
         options.bits = bits;
-        options.black_level = dark ? measure_black_level(dark_picture, bits) : black_level;
+        options.black_level = dark ? std::optional(measure_black_level(dark_picture, bits)) : black_level;
         options.saturation = saturation;
         options.fit = white_preserving ? matrix_fit::white_preserving : matrix_fit::least_squares;
         options.reference = to_reference(reference_file, reference);
@@ -122,7 +125,8 @@ std::tuple<std::string, plain_judgement, plain_judgement> calibrate_array(
         std::ranges::transform(corners, places.begin(), [](const auto& place) { return point{place[0], place[1]}; });
         return calibrate(picture, places, options);
     });
-    return {profile::to_json(result.profile), from_judgement(result.before), from_judgement(result.after)};
+    return {profile::to_json(result.profile), from_judgement(result.before), from_judgement(result.after),
+            result.warnings, result.objections};
 }
 
 py::array_t<std::uint8_t> draw(const plain_judgement& before, const plain_judgement& after)

@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import operator
 import os
+import warnings
 from collections.abc import Sequence
 from dataclasses import astuple, dataclass
 from typing import Any, Literal
@@ -87,7 +88,7 @@ def calibrate(
     corners: ArrayLike,
     *,
     bits: int,
-    black_level: ArrayLike = (0, 0, 0),
+    black_level: ArrayLike | None = None,
     dark: NDArray[np.uint16] | None = None,
     saturation: int | None = None,
     fit: Literal["white-preserving", "least-squares"] = "white-preserving",
@@ -97,6 +98,7 @@ def calibrate(
     description: str = "",
     layout: Literal["interleaved", "planar"] = "interleaved",
     order: Literal["rgb", "bgr"] | None = None,
+    force: bool = False,
 ) -> tuple[Profile, Differences]:
     """Make a camera's profile from a photograph of the chart, as ``kx_chart calibrate`` does.
 
@@ -109,8 +111,9 @@ def calibrate(
         green, black, white. `find_chart` finds them.
     bits : int
         What the camera delivers, 8 to 16: samples from 0 to ``2**bits - 1``.
-    black_level : three numbers
-        The samples that the camera delivers without light: red, green, blue.
+    black_level : three numbers, optional
+        The samples that the camera delivers without light: red, green, blue. Without it and `dark` it is estimated from
+        the grey patches; a UserWarning says so when they do not lie on one line.
     dark : numpy.ndarray of uint16, optional
         A picture taken with the lid on, to find the black level; shape and order as for `image`.
     saturation : int, optional
@@ -123,18 +126,20 @@ def calibrate(
         What the profile says besides.
     layout, order
         As for Processor.transform.
+    force : bool
+        Return also a profile that cannot be right, with a UserWarning that says why.
 
     Returns
     -------
     Profile
     Differences
-        Of each patch from its published colour, before and after. A mean above 6 means that the corners are wrong, or
-        the picture is not linear.
+        Of each patch from its published colour, before and after.
 
     Raises
     ------
     TypeError, ValueError
-        An argument is none of the above, or what the picture has at the corners determines no profile.
+        An argument is none of the above, what the picture has at the corners determines no profile, or no profile that
+        can be right: a mean difference above 6, or more than 12 over-exposed patches.
     ProfileError
         What the profile would say is no profile.
     ImportError
@@ -142,7 +147,7 @@ def calibrate(
     """
     if fit not in ("white-preserving", "least-squares"):
         raise ValueError(f"fit must be 'white-preserving' or 'least-squares', not {fit!r}")
-    if dark is not None and np.any(black_level):
+    if dark is not None and black_level is not None:
         raise ValueError("black_level cannot be given beside dark, which it is measured in")
     file, values = None, None
     if isinstance(reference, (str, os.PathLike)):
@@ -151,11 +156,11 @@ def calibrate(
         values = [(name, _numbers((l, a, b), "reference", (3,))) for name, l, a, b in reference]
         if len(values) != _PATCHES:
             raise ValueError(f"reference has {len(values)} patches; the chart has {_PATCHES}")
-    text, before, after = _native().calibrate(
+    text, before, after, doubts, objections = _native().calibrate(
         _picture(image, "image", layout, order),
         _numbers(corners, "corners", (4, 2)),
         _whole_number(bits, "bits", 8, 16),
-        _numbers(black_level, "black_level", (3,)),
+        None if black_level is None else _numbers(black_level, "black_level", (3,)),
         None if dark is None else _picture(dark, "dark", layout, order),
         None if saturation is None else _whole_number(saturation, "saturation", 1, 65535),
         fit == "white-preserving",
@@ -165,6 +170,10 @@ def calibrate(
         _whole_number(output_depth, "output_depth", 8, 16),
         description,
     )
+    if objections and not force:
+        raise ValueError(objections[0])
+    for doubt in doubts + objections:
+        warnings.warn(doubt, stacklevel=2)
     return Profile.from_json(text), Differences(_judgement(before), _judgement(after))
 
 

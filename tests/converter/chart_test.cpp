@@ -1,4 +1,5 @@
 // Calibration from photographs of the chart: what a simulated camera in perspective was built from must come out again.
+#include "black_level.h"
 #include "calibration.h"
 #include "camera.h"
 #include "report_picture.h"
@@ -64,7 +65,7 @@ TEST(calibration, finds_what_the_camera_was_built_from)
 {
     const simulated_camera camera = small_camera();
     calibration_options options = options_for(camera);
-    EXPECT_THAT(options.black_level, Pointwise(DoubleNear(0.05), camera.black_level));
+    EXPECT_THAT(*options.black_level, Pointwise(DoubleNear(0.05), camera.black_level));
     kx::images::image_16 photograph = photograph_chart(camera);
     for (const matrix_fit fit : {matrix_fit::white_preserving, matrix_fit::least_squares}) {
         options.fit = fit;
@@ -210,7 +211,7 @@ TEST_F(chart_program, calibrates_and_judges)
                                      "--reference reference.txt "
                                      + corners_);
     EXPECT_THAT(other.output, HasSubstr("blue               38.778"));
-    EXPECT_THAT(other.output, testing::ContainsRegex("largest [^\n]*\\(blue\\)\nother.json"));
+    EXPECT_THAT(other.output, testing::ContainsRegex("after [^\n]*\\(blue\\)\nblack level  *64.000  *64.000  *65.000\n"));
 
     // A grey picture is no picture of the chart.
     kx::images::image_8 grey{

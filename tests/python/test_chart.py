@@ -46,8 +46,18 @@ def test_as_kx_chart_does(calibrated_by_kx_chart, folder, photograph):
     assert np.array_equal(kc.report(differences), tifffile.imread(folder / "report.tif"))
 
 
+def test_what_cannot_be_a_profile(photograph):
+    upside_down = CORNERS[[2, 3, 0, 1]]
+    with pytest.raises(ValueError, match="are the corners right"):
+        kc.calibrate(photograph, upside_down, bits=12)
+    with pytest.warns(UserWarning, match="are the corners right"):
+        assert kc.calibrate(photograph, upside_down, bits=12, force=True)[1].after.mean > 6
+
+
 def test_options(calibrated_by_kx_chart, folder, photograph):
-    published = kc.calibrate(photograph, CORNERS, bits=12)[1].after.patches
+    profile, differences = kc.calibrate(photograph, CORNERS, bits=12)
+    assert np.abs(np.subtract(profile.black_level, (63.7, 64.2, 65.1))).max() < 0.3  # estimated
+    published = differences.after.patches
     reference = [(patch.name + " 2", *np.multiply(patch.reference, 0.95)) for patch in published]
     (folder / "reference.txt").write_text("".join("{} {} {} {}\n".format(*patch) for patch in reference))
     wanted, _ = calibrated_by_kx_chart("--black-level", 60, 61.5, 62, "--saturation", 3000, "--depth", 16,

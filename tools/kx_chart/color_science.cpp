@@ -1,7 +1,5 @@
 #include "color_science.h"
 
-#include <lcms2_plugin.h>
-
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
@@ -29,17 +27,22 @@ profile_handle build_linear_srgb_profile()
     return checked(profile_handle(cmsCreateRGBProfile(&white, &primaries, curves)));
 }
 
+double dot(const color& one, const color& other)
+{
+    return one[0] * other[0] + one[1] * other[1] + one[2] * other[2];
+}
+
+color cross(const color& one, const color& other)
+{
+    return {one[1] * other[2] - one[2] * other[1], one[2] * other[0] - one[0] * other[2],
+            one[0] * other[1] - one[1] * other[0]};
+}
+
 } // namespace
 
 color operator*(const color_matrix& matrix, const color& value)
 {
-    color product{};
-    for (std::size_t row = 0; row < 3; ++row) {
-        for (std::size_t column = 0; column < 3; ++column) {
-            product[row] += matrix[row][column] * value[column];
-        }
-    }
-    return product;
+    return {dot(matrix[0], value), dot(matrix[1], value), dot(matrix[2], value)};
 }
 
 color_matrix operator*(const color_matrix& left, const color_matrix& right)
@@ -55,17 +58,16 @@ color_matrix operator*(const color_matrix& left, const color_matrix& right)
 
 std::optional<color_matrix> inverse(const color_matrix& matrix)
 {
-    cmsMAT3 original{};
-    cmsMAT3 inverted{};
-    for (std::size_t place = 0; place < 9; ++place) {
-        original.v[place / 3].n[place % 3] = matrix[place / 3][place % 3];
-    }
-    if (!_cmsMAT3inverse(&original, &inverted)) {
+    const auto& [first, second, third] = matrix;
+    const color_matrix columns{cross(second, third), cross(third, first), cross(first, second)};
+    const double determinant = dot(first, columns[0]);
+    const double largest = std::sqrt(dot(first, first) * dot(second, second) * dot(third, third)); // it could be
+    if (!(std::abs(determinant) > 1e-9 * largest)) {                                               // NaN, too
         return std::nullopt;
     }
     color_matrix result{};
     for (std::size_t place = 0; place < 9; ++place) {
-        result[place / 3][place % 3] = inverted.v[place / 3].n[place % 3];
+        result[place / 3][place % 3] = columns[place % 3][place / 3] / determinant;
     }
     return result;
 }

@@ -28,7 +28,7 @@ using curve_handle = std::unique_ptr<cmsToneCurve, releaser<cmsFreeToneCurve>>;
 color operator*(const color_matrix& matrix, const color& value);
 color_matrix operator*(const color_matrix& left, const color_matrix& right);
 
-// Nothing for a matrix that has none.
+// Nothing for a matrix that has none, whatever the size of its elements.
 std::optional<color_matrix> inverse(const color_matrix& matrix);
 
 // Between L*a*b* under D50 and linear sRGB, whose white is D65 (Bradford adaptation), without clipping.

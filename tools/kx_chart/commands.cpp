@@ -1,5 +1,6 @@
 #include "commands.h"
 
+#include "black_level.h"
 #include "comparison.h"
 #include "picture_files.h"
 #include "report_picture.h"
@@ -28,6 +29,23 @@ auto name_file(const std::filesystem::path& file, Action action)
         throw;
     } catch (const std::runtime_error& error) {
         throw images::image_error(file, error.what());
+    }
+}
+
+void warn(const std::string& text)
+{
+    std::cerr << "kx_chart: warning: " << text << '\n';
+}
+
+void print(const profile::profile_values& values, const calibrate_command& command)
+{
+    const auto& black = values.black_level;
+    const auto& gains = values.white_balance;
+    std::printf("black level   %9.3f %9.3f %9.3f%s\nwhite balance %9.4f %9.4f %9.4f\n", black[0], black[1], black[2],
+                command.options.black_level ? "" : "  (estimated from the grey patches)", gains[0], gains[1], gains[2]);
+    for (std::size_t row = 0; row < values.matrix.size(); ++row) {
+        const auto& weights = values.matrix.at(row);
+        std::printf("%-13s %9.4f %9.4f %9.4f\n", row == 0 ? "matrix" : "", weights[0], weights[1], weights[2]);
     }
 }
 
@@ -60,33 +78,30 @@ void run(calibrate_command command)
         static_cast<void>(images::type_from_suffix(command.report));
     }
     if (!command.dark_frame.empty()) {
-        const images::image_16 dark = read_photograph(command.dark_frame);
+        const images::image_16 dark = read_photograph(command.dark_frame, command.options.bits);
         command.options.black_level =
             name_file(command.dark_frame, [&] { return measure_black_level(dark, command.options.bits); });
     }
-    const images::image_16 photograph = read_photograph(command.photograph);
+    const images::image_16 photograph = read_photograph(command.photograph, command.options.bits);
     const calibration result =
         name_file(command.photograph, [&] { return calibrate(photograph, command.corners, command.options); });
+    print(std::cout, result.after, &result.before);
+    print(result.profile.values(), command);
+    for (const std::string& warning : result.warnings) {
+        warn(warning);
+    }
+    for (const std::string& objection : result.objections) {
+        if (!command.force) {
+            throw images::image_error(command.photograph,
+                                      objection + " Nothing was written; --force writes the profile all the same.");
+        }
+        warn(objection);
+    }
     if (!command.report.empty()) {
         write_picture(command.report, draw_report(result.before, result.after));
     }
     profile::save_profile(result.profile, command.profile);
-
-    print(std::cout, result.after, &result.before);
-    const profile::profile_values& values = result.profile.values();
-    const auto& black = values.black_level;
-    const auto& gains = values.white_balance;
-    std::printf("%s:\n  black level   %9.3f %9.3f %9.3f\n  white balance %9.4f %9.4f %9.4f\n", command.profile.c_str(),
-                black[0], black[1], black[2], gains[0], gains[1], gains[2]);
-    for (std::size_t row = 0; row < values.matrix.size(); ++row) {
-        const auto& weights = values.matrix.at(row);
-        std::printf("  %-13s %9.4f %9.4f %9.4f\n", row == 0 ? "matrix" : "", weights[0], weights[1], weights[2]);
-    }
-    constexpr double bad_fit = 6.0;
-    if (result.after.mean > bad_fit) {
-        std::cerr << "kx_chart: warning: the colours fit badly. Are the corners right, and in the order dark skin, "
-                     "bluish green, black, white? Is the picture linear?\n";
-    }
+    std::printf("%s was written.\n", command.profile.c_str());
 }
 
 void run(const judge_command& command)
@@ -106,7 +121,7 @@ void run(const compare_command& command)
 {
     refuse_same_file(command.output, {command.photograph, command.picture});
     static_cast<void>(images::type_from_suffix(command.output));
-    const images::image_16 before = read_photograph(command.photograph);
+    const images::image_16 before = read_photograph(command.photograph, command.bits);
     const images::image_8 after = read_srgb_picture(command.picture);
     write_picture(command.output,
                   name_file(command.picture, [&] { return before_and_after(before, command.bits, after); }));

@@ -26,6 +26,7 @@ struct calibrate_command {
     std::filesystem::path report;
     chart_corners corners{};
     calibration_options options;
+    bool force = false; // writes also what must not be used
 };
 void run(calibrate_command command);
 

@@ -68,7 +68,8 @@ void add_calibrate(CLI::App& app)
     CLI::App* const sub = app.add_subcommand("calibrate", "Make a camera's profile from a photograph of the chart");
     const auto options = std::make_shared<parsed<calibrate_command>>();
     calibrate_command& command = options->command;
-    sub->add_option("PHOTOGRAPH", command.photograph, "16-bit RGB, TIFF or PNG, linear, as the camera delivers it")
+    sub->add_option("PHOTOGRAPH", command.photograph,
+                    "RGB of 16 or 8 bits, TIFF or PNG, linear, as the\ncamera delivers it")
         ->required();
     sub->add_option("PROFILE", command.profile, "Profile to write, JSON")->required();
     add_corners(*sub, options->corners);
@@ -76,7 +77,9 @@ void add_calibrate(CLI::App& app)
     CLI::Option* const dark =
         sub->add_option("--dark", command.dark_frame, "A picture taken without light, to find the black level")
             ->type_name("FILE");
-    sub->add_option("--black-level", options->black_level, "The black level of red, green and blue (default 0)")
+    sub->add_option("--black-level", options->black_level,
+                    "The black level of red, green and blue; without this and --dark it is\n"
+                    "estimated from the grey patches")
         ->type_name("R G B")
         ->expected(3)
         ->excludes(dark);
@@ -98,12 +101,15 @@ void add_calibrate(CLI::App& app)
     sub->add_option("--depth", command.options.output_depth, "The profile's output depth: 8 (default) or 16")
         ->type_name("BITS")
         ->check(CLI::IsMember({8, 16}).description(""));
+    sub->add_flag("--force", command.force, "Write the profile also when the colours do not fit");
     sub->add_option("--description", command.options.description, "The profile's description")->type_name("TEXT");
     sub->callback([options] {
         calibrate_command wanted = options->command;
         wanted.corners = to_corners(options->corners);
         wanted.options.tone_curve = kx::profile::tone_curve::named(options->tone_curve);
-        std::ranges::copy(options->black_level, wanted.options.black_level.begin());
+        if (const auto& black = options->black_level; !black.empty()) {
+            wanted.options.black_level = {black.at(0), black.at(1), black.at(2)};
+        }
         run(wanted);
     });
 }

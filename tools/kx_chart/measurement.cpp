@@ -92,6 +92,15 @@ patch_measurement measure_patch(std::size_t index, const images::image<Sample>& 
 
 } // namespace
 
+void check_samples(const images::image_16& picture, int bits)
+{
+    const auto largest = std::ranges::max_element(picture.samples);
+    if (largest != picture.samples.end() && *largest > largest_sample(bits)) {
+        throw std::runtime_error("a sample of " + std::to_string(*largest) + " is more than a camera of "
+                                 + std::to_string(bits) + " bits delivers");
+    }
+}
+
 std::array<patch_measurement, patch_count> measure_patches(const images::image_16& photograph,
                                                            const chart_position& position, std::uint16_t saturation)
 {

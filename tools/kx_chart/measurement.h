@@ -19,6 +19,15 @@ std::size_t sample_index(const images::image<Sample>& picture, std::size_t pixel
                                                                   : (2 - channel) * picture.pixel_count() + pixel;
 }
 
+// The largest sample that a camera of so many bits delivers.
+inline double largest_sample(int bits)
+{
+    return static_cast<double>((1 << bits) - 1);
+}
+
+// Throws std::runtime_error when a sample is larger.
+void check_samples(const images::image_16& picture, int bits);
+
 using patch_colors = std::array<color, patch_count>;
 
 struct patch_measurement {

@@ -8,8 +8,9 @@
 
 namespace kx::chart {
 
-// The first page of a 16-bit RGB file, and an 8-bit RGB PNG. Both throw images::image_error.
-images::image_16 read_photograph(const std::filesystem::path& file);
+// The first page of an RGB file, its samples as they are in the file, 8-bit ones from a camera of 8 bits; and an 8-bit
+// RGB PNG. Both throw images::image_error.
+images::image_16 read_photograph(const std::filesystem::path& file, int bits);
 images::image_8 read_srgb_picture(const std::filesystem::path& file);
 
 template <typename Sample>
