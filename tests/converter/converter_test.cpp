@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <csignal>
 #include <functional>
 
 #include <gmock/gmock.h>
@@ -209,9 +208,7 @@ TEST(Outputs, ReplaceWhatWasThereAndKeepItsPermissionsAndLinks)
     EXPECT_TRUE(fs::is_symlink(directory / "link.tif"));
     EXPECT_TRUE(read_image(directory / "old.tif") == image);
     EXPECT_EQ(fs::status(directory / "old.tif").permissions(), fs::perms(0640));
-    convert(directory, "in.tif", "new.tif", "umask 027;");
-    EXPECT_EQ(fs::status(directory / "new.tif").permissions(), fs::perms(0640));
-    EXPECT_EQ(directory.content().size(), 4U);
+    EXPECT_EQ(directory.content().size(), 3U);
 }
 
 // The program in a tree like the installed one, where companion modules can be missing.
@@ -275,17 +272,6 @@ TEST(Terminal, SeesProgressOfStacksOnly)
               1);
     const auto length = static_cast<std::size_t>(std::max<ssize_t>(0, read(master, text.data(), text.size())));
     EXPECT_THAT(std::string(text.data(), length), HasSubstr("*\r\nkx_convert: bad.tif: page 2: "));
-    // A stopped terminal holds the program up in the middle of its work; ended there, it leaves nothing behind.
-    const auto before = directory.content();
-    tcflow(terminal, TCOOFF);
-    for (const int signal : {SIGTERM, SIGUSR2, SIGSEGV, SIGRTMIN}) {
-        const std::string end_when_begun = "& for try in $(seq 500); do [ -e folder/.kx-* ] && kill -"
-                                           + std::to_string(signal)
-                                           + " $! && { wait $!; exit; }; sleep 0.01; done; kill -KILL $!";
-        EXPECT_EQ(run_program(KX_CONVERT_PROGRAM, directory, "stack.tif " + to_terminal + end_when_begun).exit_code,
-                  128 + signal);
-        EXPECT_TRUE(directory.content() == before) << signal;
-    }
     close(terminal);
     close(master);
 }

@@ -1,10 +1,11 @@
-// What libtiff reads from and writes to: a file, several times at once if need be, or memory.
+// What libtiff reads from and writes to: files, or memory.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <filesystem>
+#include "files/input_file.h"
+#include "files/output_file.h"
+
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace kx::images {
@@ -13,50 +14,47 @@ class byte_stream {
 public:
     virtual ~byte_stream() = default;
 
-    // The bytes read or written from a place on, fewer than `count` at the end of the stream or after an error.
+    // The bytes read from a place on, fewer than `count` at the end of the stream only. Throws files::file_error.
     virtual std::size_t read(std::uint64_t place, void* bytes, std::size_t count) = 0;
-    virtual std::size_t write(std::uint64_t place, const void* bytes, std::size_t count) = 0;
+    virtual void write(std::uint64_t place, const void* bytes, std::size_t count) = 0;
     virtual std::uint64_t size() = 0;
-
-    // The system's number of the last error, or 0.
-    [[nodiscard]] int error() const { return error_; }
-
-protected:
-    int error_ = 0;
 };
 
-// An open file, closed when its last owner is gone.
-class open_file {
+// One of any number of views of a file.
+class input_stream final : public byte_stream {
 public:
-    // `flags` as for open(2). Throws image_error, which calls the file `shown_name`.
-    open_file(const std::string& path, int flags, const std::filesystem::path& shown_name);
-    open_file(const open_file&) = delete;
-    open_file& operator=(const open_file&) = delete;
-    ~open_file();
+    explicit input_stream(std::shared_ptr<const files::input_file> file) : file_(std::move(file)) {}
 
-    [[nodiscard]] int descriptor() const { return descriptor_; }
+    std::size_t read(std::uint64_t place, void* bytes, std::size_t count) override
+    {
+        return file_->read(place, bytes, count);
+    }
+    void write(std::uint64_t, const void*, std::size_t) override {} // libtiff reads only
+    std::uint64_t size() override { return file_->size(); }
 
 private:
-    int descriptor_;
+    std::shared_ptr<const files::input_file> file_;
 };
 
-// One of any number of independent views of an open file: they share no position.
-class file_stream final : public byte_stream {
+class output_stream final : public byte_stream {
 public:
-    explicit file_stream(std::shared_ptr<const open_file> file) : file_(std::move(file)) {}
+    explicit output_stream(files::output_file& file) : file_(file) {}
 
-    std::size_t read(std::uint64_t place, void* bytes, std::size_t count) override;
-    std::size_t write(std::uint64_t place, const void* bytes, std::size_t count) override;
-    std::uint64_t size() override;
+    std::size_t read(std::uint64_t place, void* bytes, std::size_t count) override
+    {
+        return file_.read(place, bytes, count);
+    }
+    void write(std::uint64_t place, const void* bytes, std::size_t count) override { file_.write(place, bytes, count); }
+    std::uint64_t size() override { return file_.size(); }
 
 private:
-    std::shared_ptr<const open_file> file_;
+    files::output_file& file_;
 };
 
 class memory_stream final : public byte_stream {
 public:
     std::size_t read(std::uint64_t place, void* bytes, std::size_t count) override;
-    std::size_t write(std::uint64_t place, const void* bytes, std::size_t count) override;
+    void write(std::uint64_t place, const void* bytes, std::size_t count) override;
     std::uint64_t size() override { return bytes_.size(); }
 
     [[nodiscard]] const std::byte* data() const { return bytes_.data(); }

@@ -5,6 +5,7 @@
 // 257, so that white stays white, and a fourth sample that says nothing is left out.
 #pragma once
 
+#include "files/file_error.h"
 #include "metadata.h"
 
 #include <cstddef>
@@ -13,19 +14,15 @@
 #include <memory>
 #include <optional>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace kx::images {
 
-// What went wrong, with the file's name in front.
-class image_error : public std::runtime_error {
+// What went wrong with an image file.
+class image_error : public files::file_error {
 public:
-    image_error(const std::filesystem::path& file, const std::string& reason)
-        : std::runtime_error(file.string() + ": " + reason)
-    {
-    }
+    using file_error::file_error;
 };
 
 // How the samples of an image lie in memory.
@@ -109,6 +106,7 @@ struct write_options {
     std::uint32_t page_count = 1;                     // PNG takes one
     std::uint64_t expected_bytes = 0;                 // of samples; from 4 GB on a TIFF becomes a BigTIFF
     bool overwrite = true;                            // or else a file of this name is an error
+    bool sync = false;                                // wait in commit() until all of it is on the disk
 };
 
 enum class file_type { tiff, png };
@@ -122,23 +120,23 @@ public:
     virtual ~encoded_page() = default;
 };
 
-// An image file being written, under a temporary name in the same directory until commit().
+// An image file being written, without its name until commit(). Its functions throw files::file_error.
 class image_writer {
 public:
-    // Without commit() the temporary file is removed and a file of the final name stays as it was.
+    // Without commit() nothing stays, and a file of the final name is as it was.
     virtual ~image_writer() = default;
 
     // Compresses a page, with that many threads; several threads may do so at the same time. The page must stay as
-    // it is until it is appended. Throws image_error. PNG takes three channels, interleaved, with orientation 1: a
+    // it is until it is appended. PNG takes three channels, interleaved, with orientation 1: a
     // fourth sample would be its alpha, and the library's 0 would make the picture transparent.
     virtual std::unique_ptr<encoded_page> encode(const samples_view& page, unsigned threads) = 0;
 
-    // Appends the next page to the file. Throws image_error.
+    // Appends the next page to the file.
     virtual void append(encoded_page& page) = 0;
 
     void write_page(const samples_view& page) { append(*encode(page, 1)); }
 
-    // Completes the file and gives it its final name, in place of what had it before. Throws image_error.
+    // Completes the file and gives it its final name, in place of what had it before.
     virtual void commit() = 0;
 
     // The names of what the pages' metadata had and a file of this type cannot hold.
@@ -148,11 +146,7 @@ protected:
     std::set<std::string> left_out_;
 };
 
-// Creates an image file of the type that its suffix names. Throws image_error.
+// Creates an image file of the type that its suffix names. Throws files::file_error.
 std::unique_ptr<image_writer> create_image(const std::filesystem::path& file, const write_options& options = {});
-
-// For programs: whatever signal ends the process from now on, the temporary files of all open writers are removed
-// first.
-void remove_temporary_files_on_signals();
 
 } // namespace kx::images

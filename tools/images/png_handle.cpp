@@ -4,52 +4,49 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <utility>
 
 namespace kx::images {
 
-png_handle::png_handle(const std::string& path, direction way, std::filesystem::path shown_name)
-    : name_(std::move(shown_name)), way_(way), stream_(std::fopen(path.c_str(), way == direction::read ? "rb" : "wb"))
+png_handle::png_handle(const std::filesystem::path& input) : name_(input), input_(input, std::ios::binary)
 {
-    if (stream_ == nullptr) {
+    if (!input_) {
         throw image_error(name_, std::string("cannot be opened: ") + std::strerror(errno));
     }
-    png_ = way == direction::read ? png_create_read_struct_2(PNG_LIBPNG_VER_STRING, this, record_error, ignore_warning,
-                                                             nullptr, allocate, nullptr)
-                                  : png_create_write_struct(PNG_LIBPNG_VER_STRING, this, record_error, ignore_warning);
+    png_ =
+        png_create_read_struct_2(PNG_LIBPNG_VER_STRING, this, record_error, ignore_warning, nullptr, allocate, nullptr);
+    prepare();
+    png_set_read_fn(png_, this, read);
+}
+
+png_handle::png_handle(files::output_file& output)
+    : name_(output.name()), output_(&output),
+      png_(png_create_write_struct(PNG_LIBPNG_VER_STRING, this, record_error, ignore_warning))
+{
+    prepare();
+    png_set_write_fn(png_, this, write, nullptr);
+}
+
+void png_handle::prepare()
+{
     info_ = png_ != nullptr ? png_create_info_struct(png_) : nullptr;
     if (info_ == nullptr) {
-        std::fclose(stream_);
         throw std::bad_alloc();
     }
-    png_init_io(png_, stream_);
     png_set_user_limits(png_, PNG_UINT_31_MAX, PNG_UINT_31_MAX); // check_dimensions() has the limits that count
 }
 
 png_handle::~png_handle()
 {
-    if (way_ == direction::read) {
+    if (output_ == nullptr) {
         png_destroy_read_struct(&png_, &info_, nullptr);
     } else {
         png_destroy_write_struct(&png_, &info_);
-    }
-    if (stream_ != nullptr) {
-        std::fclose(stream_);
-    }
-}
-
-void png_handle::close()
-{
-    if (std::fclose(std::exchange(stream_, nullptr)) != 0) {
-        throw image_error(name_, std::string("cannot be written: ") + std::strerror(errno));
     }
 }
 
 void png_handle::fail(const char* failure) const
 {
-    const bool system = way_ == direction::write && system_error_ != 0;
-    throw image_error(name_, system ? std::string(failure) + ": " + std::strerror(system_error_)
-                                    : std::string(failure) + " (" + message_.data() + ")");
+    throw image_error(name_, system_error_.empty() ? std::string(failure) + " (" + message_ + ")" : system_error_);
 }
 
 // A damaged file may claim a chunk of gigabytes, which libpng would allocate before it reads on. No row is as long.
@@ -59,12 +56,32 @@ png_voidp png_handle::allocate(png_structp /*png*/, png_alloc_size_t size)
     return size <= most ? std::malloc(size) : nullptr;
 }
 
+// The jump may not leave a catch block, nor skip the end of an object.
 void png_handle::record_error(png_structp png, png_const_charp text)
 {
-    png_handle& self = *static_cast<png_handle*>(png_get_error_ptr(png));
-    self.system_error_ = std::ferror(self.stream_) != 0 ? errno : 0;
-    std::snprintf(self.message_.data(), self.message_.size(), "%s", text);
+    static_cast<png_handle*>(png_get_error_ptr(png))->message_ = text;
     png_longjmp(png, 1);
+}
+
+void png_handle::read(png_structp png, png_bytep bytes, std::size_t count)
+{
+    png_handle& self = *static_cast<png_handle*>(png_get_io_ptr(png));
+    if (!self.input_.read(reinterpret_cast<char*>(bytes), static_cast<std::streamsize>(count))) {
+        png_error(png, "the file ends too early");
+    }
+}
+
+void png_handle::write(png_structp png, png_bytep bytes, std::size_t count)
+{
+    png_handle& self = *static_cast<png_handle*>(png_get_io_ptr(png));
+    try {
+        self.output_->write(self.written_, bytes, count);
+        self.written_ += count;
+        return;
+    } catch (const files::file_error& error) {
+        self.system_error_ = error.reason();
+    }
+    png_error(png, "cannot be written");
 }
 
 void set_byte_order(png_structp png)

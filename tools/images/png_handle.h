@@ -1,11 +1,11 @@
-// libpng's handles with an open file.
+// libpng's handles, whose errors become exceptions.
 #pragma once
 
+#include "files/output_file.h"
 #include "image_file.h"
 
-#include <array>
 #include <csetjmp>
-#include <cstdio>
+#include <fstream>
 
 #include <png.h>
 
@@ -14,9 +14,8 @@ namespace kx::images {
 // libpng reports errors by a jump; call() turns them into exceptions.
 class png_handle {
 public:
-    enum class direction { read, write };
-
-    png_handle(const std::string& path, direction way, std::filesystem::path shown_name);
+    explicit png_handle(const std::filesystem::path& input);
+    explicit png_handle(files::output_file& output);
     png_handle(const png_handle&) = delete;
     png_handle& operator=(const png_handle&) = delete;
     ~png_handle();
@@ -28,27 +27,27 @@ public:
     template <typename Action>
     void call(const char* failure, Action action)
     {
-        system_error_ = 0;
         if (setjmp(png_jmpbuf(png_)) != 0) {
             fail(failure);
         }
         action();
     }
 
-    // Closes the file written; throws image_error if not everything reached it.
-    void close();
-
 private:
+    void prepare();
     [[noreturn]] void fail(const char* failure) const;
     static png_voidp allocate(png_structp png, png_alloc_size_t size);
     static void record_error(png_structp png, png_const_charp text);
     static void ignore_warning(png_structp, png_const_charp) {}
+    static void read(png_structp png, png_bytep bytes, std::size_t count);
+    static void write(png_structp png, png_bytep bytes, std::size_t count);
 
     std::filesystem::path name_;
-    direction way_;
-    std::array<char, 200> message_{};
-    int system_error_ = 0; // its number, if a write failed
-    std::FILE* stream_;
+    std::ifstream input_;
+    files::output_file* output_ = nullptr;
+    std::uint64_t written_ = 0;
+    std::string message_;
+    std::string system_error_; // why nothing more could be written
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
 };

@@ -58,7 +58,7 @@ png_reader::png_reader(const std::filesystem::path& file) : name_(file), handle_
 
 std::unique_ptr<png_handle> png_reader::open()
 {
-    auto handle = std::make_unique<png_handle>(name_.string(), png_handle::direction::read, name_);
+    auto handle = std::make_unique<png_handle>(name_);
     handle->call("cannot be read", [&handle] {
         png_set_keep_unknown_chunks(handle->png(), PNG_HANDLE_CHUNK_ALWAYS, nullptr, 0);
         png_read_info(handle->png(), handle->info());

@@ -1,5 +1,4 @@
 #include "image_formats.h"
-#include "pending_file.h"
 #include "png_handle.h"
 #include "png_metadata.h"
 
@@ -26,8 +25,8 @@ struct encoded_png final : encoded_page {
 class png_writer final : public image_writer {
 public:
     png_writer(const std::filesystem::path& file, const write_options& options)
-        : level_(options.level.value_or(default_level)), pending_(file, options.overwrite),
-          handle_(pending_.temporary_name(), png_handle::direction::write, file)
+        : level_(options.level.value_or(default_level)),
+          output_(file, {.replace = options.overwrite, .sync = options.sync}), handle_(output_)
     {
     }
 
@@ -39,17 +38,13 @@ public:
 
     void append(encoded_page& page) override { write(dynamic_cast<const encoded_png&>(page).page); }
 
-    void commit() override
-    {
-        handle_.close();
-        pending_.commit();
-    }
+    void commit() override { output_.commit(); }
 
 private:
     void write(const samples_view& page);
 
     int level_;
-    pending_file pending_;
+    files::output_file output_;
     png_handle handle_;
     bool page_written_ = false;
 };
@@ -63,7 +58,7 @@ void png_writer::write(const samples_view& page)
                                 : page.orientation != 1 ? "PNG has no orientation, and the image is not upright"
                                                         : nullptr;
     if (refusal != nullptr) {
-        throw image_error(pending_.final_name(), refusal);
+        throw image_error(output_.name(), refusal);
     }
     png_metadata about(*page.about, left_out_);
     handle_.call("cannot be written", [this, &page, &about] {

@@ -3,7 +3,6 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 #include <utility>
 
 namespace kx::images {
@@ -54,15 +53,15 @@ std::string tiff_file::take_messages()
 void tiff_file::close(const char* failure)
 {
     TIFFClose(std::exchange(tiff_, nullptr));
-    if (!messages_.empty()) {
+    if (!messages_.empty() || !system_error_.empty()) {
         fail(failure);
     }
 }
 
 void tiff_file::fail(const std::string& reason) const
 {
-    if (stream_->error() != 0) {
-        throw image_error(name_, reason + ": " + std::strerror(stream_->error()));
+    if (!system_error_.empty()) {
+        throw image_error(name_, system_error_);
     }
     throw image_error(name_, messages_.empty() ? reason : reason + " (" + messages_ + ")");
 }
@@ -83,20 +82,35 @@ int tiff_file::record_error(TIFF*, void* self, const char* module, const char* f
     return 1; // handled: libtiff must not print it as well
 }
 
+// Exceptions must not pass through libtiff, which is C.
+template <typename Action>
+tmsize_t tiff_file::transfer(Action action)
+{
+    try {
+        const std::size_t done = action();
+        position_ += done;
+        return static_cast<tmsize_t>(done);
+    } catch (const files::file_error& error) {
+        system_error_ = error.reason();
+    } catch (const std::exception& error) {
+        system_error_ = error.what();
+    }
+    return -1;
+}
+
 tmsize_t tiff_file::read(thandle_t self, void* bytes, tmsize_t count)
 {
     tiff_file& file = *static_cast<tiff_file*>(self);
-    const std::size_t done = file.stream_->read(file.position_, bytes, static_cast<std::size_t>(count));
-    file.position_ += done;
-    return static_cast<tmsize_t>(done);
+    return file.transfer([&] { return file.stream_->read(file.position_, bytes, static_cast<std::size_t>(count)); });
 }
 
 tmsize_t tiff_file::write(thandle_t self, void* bytes, tmsize_t count)
 {
     tiff_file& file = *static_cast<tiff_file*>(self);
-    const std::size_t done = file.stream_->write(file.position_, bytes, static_cast<std::size_t>(count));
-    file.position_ += done;
-    return static_cast<tmsize_t>(done);
+    return file.transfer([&] {
+        file.stream_->write(file.position_, bytes, static_cast<std::size_t>(count));
+        return static_cast<std::size_t>(count);
+    });
 }
 
 toff_t tiff_file::seek(thandle_t self, toff_t offset, int origin)

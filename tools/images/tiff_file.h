@@ -26,7 +26,7 @@ public:
     // Completes the file and throws image_error if libtiff has complained.
     void close(const char* failure);
 
-    // Throws image_error: the reason with the system's or libtiff's own messages.
+    // Throws image_error: the reason with libtiff's own messages, or the system's reason alone.
     [[noreturn]] void fail(const std::string& reason) const;
 
     // Sets a tag; throws image_error.
@@ -40,6 +40,8 @@ public:
 
 private:
     static int record_error(TIFF* tiff, void* self, const char* module, const char* format, va_list arguments);
+    template <typename Action>
+    tmsize_t transfer(Action action);
     static tmsize_t read(thandle_t self, void* bytes, tmsize_t count);
     static tmsize_t write(thandle_t self, void* bytes, tmsize_t count);
     static toff_t seek(thandle_t self, toff_t offset, int origin);
@@ -48,6 +50,7 @@ private:
     std::unique_ptr<byte_stream> stream_;
     std::uint64_t position_ = 0;
     std::string messages_;
+    std::string system_error_;
     TIFF* tiff_ = nullptr;
 };
 

@@ -4,8 +4,6 @@
 
 #include <mutex>
 
-#include <fcntl.h>
-
 namespace kx::images {
 
 namespace {
@@ -25,7 +23,7 @@ private:
     [[nodiscard]] std::unique_ptr<tiff_file> open() const;
 
     std::filesystem::path name_;
-    std::shared_ptr<const open_file> file_;
+    std::shared_ptr<const files::input_file> file_;
     std::vector<tiff_page> pages_;
     std::mutex guard_;
     std::vector<std::unique_ptr<tiff_file>> idle_; // a handle serves one thread at a time
@@ -33,7 +31,7 @@ private:
 
 // Goes through all pages first, so that a stack with a page of another kind is refused before any work.
 tiff_reader::tiff_reader(const std::filesystem::path& file)
-    : name_(file), file_(std::make_shared<open_file>(file.string(), O_RDONLY, file))
+    : name_(file), file_(std::make_shared<files::input_file>(file))
 {
     std::unique_ptr<tiff_file> handle = open();
     for (;;) {
@@ -53,7 +51,7 @@ tiff_reader::tiff_reader(const std::filesystem::path& file)
 
 std::unique_ptr<tiff_file> tiff_reader::open() const
 {
-    return std::make_unique<tiff_file>(std::make_unique<file_stream>(file_), "r", name_);
+    return std::make_unique<tiff_file>(std::make_unique<input_stream>(file_), "r", name_);
 }
 
 void tiff_reader::read_page(std::uint32_t number, image_16& page)

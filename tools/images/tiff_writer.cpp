@@ -1,12 +1,9 @@
 #include "image_formats.h"
-#include "pending_file.h"
 #include "tiff_file.h"
 #include "tiff_tags.h"
 
 #include <algorithm>
 #include <future>
-
-#include <fcntl.h>
 
 namespace kx::images {
 
@@ -146,8 +143,8 @@ struct encoded_tiff_page final : encoded_page {
 class tiff_writer final : public image_writer {
 public:
     tiff_writer(const std::filesystem::path& file, const write_options& options)
-        : options_(options), pending_(file, options.overwrite),
-          file_(std::make_unique<file_stream>(std::make_shared<open_file>(pending_.temporary_name(), O_RDWR, file)),
+        : options_(options), output_(file, {.replace = options.overwrite, .sync = options.sync}),
+          file_(std::make_unique<output_stream>(output_),
                 options.big_tiff || options.expected_bytes >= big_tiff_from ? "w8" : "w", file)
     {
     }
@@ -158,12 +155,12 @@ public:
     void commit() override
     {
         file_.close("cannot be written");
-        pending_.commit();
+        output_.commit();
     }
 
 private:
     write_options options_;
-    pending_file pending_;
+    files::output_file output_;
     tiff_file file_;
     std::uint32_t pages_written_ = 0;
 };
@@ -187,7 +184,7 @@ std::unique_ptr<encoded_page> tiff_writer::encode(const samples_view& page, unsi
         };
         const auto policy = share + 1 < shares ? std::launch::async : std::launch::deferred; // the last runs here
         running.push_back(std::async(policy, [this, &page, first = begin_of(share), end = begin_of(share + 1)] {
-            return compressed_strips(pending_.final_name(), page, options_, first, end);
+            return compressed_strips(output_.name(), page, options_, first, end);
         }));
     }
     running.back().wait();

@@ -1,8 +1,6 @@
 // kx_chart: makes a camera's profile from a photograph of a 24-patch colour chart, and judges pictures of the chart.
 #include "commands.h"
 
-#include "images/image_file.h"
-
 #include <CLI/CLI.hpp>
 
 #include <exception>
@@ -168,7 +166,6 @@ void add_frame(CLI::App& app)
 
 int main(int argc, char** argv)
 try {
-    kx::images::remove_temporary_files_on_signals();
     CLI::App app("Camera profiles from photographs of a 24-patch colour chart", "kx_chart");
     app.require_subcommand(1);
     add_calibrate(app);

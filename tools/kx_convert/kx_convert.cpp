@@ -3,8 +3,7 @@
 #include "batch.h"
 #include "command_line.h"
 
-#include "images/image_file.h"
-
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <new>
@@ -21,7 +20,9 @@ int report(const char* reason, int exit_code)
 
 int main(int count, char** arguments)
 {
-    kx::images::remove_temporary_files_on_signals();
+#ifdef SIGXFSZ
+    std::signal(SIGXFSZ, SIG_IGN); // a write beyond the file size limit then fails like any other
+#endif
     try {
         const auto parsed = kx::convert::parse_command_line(count, arguments);
         if (const int* exit_code = std::get_if<int>(&parsed)) {

@@ -1,7 +1,6 @@
 #include "camera_profile.h"
 
-#include "images/image_file.h"
-#include "images/pending_file.h"
+#include "files/output_file.h"
 
 #include <nlohmann/json.hpp>
 
@@ -206,16 +205,12 @@ camera_profile load_profile(const std::filesystem::path& file)
 void save_profile(const camera_profile& profile, const std::filesystem::path& file)
 {
     try {
-        images::pending_file pending(file);
-        std::ofstream stream(pending.temporary_name(), std::ios::binary);
-        stream << to_json(profile);
-        stream.close();
-        if (!stream) {
-            throw profile_error("", std::string("cannot be written: ") + std::strerror(errno), file.string());
-        }
-        pending.commit();
-    } catch (const images::image_error& error) { // which begins with the file's name
-        throw profile_error("", error.what());
+        const std::string text = to_json(profile);
+        files::output_file output(file);
+        output.write(0, text.data(), text.size());
+        output.commit();
+    } catch (const files::file_error& error) {
+        throw profile_error("", error.reason(), file.string());
     }
 }
 
