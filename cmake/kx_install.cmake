@@ -5,8 +5,16 @@ set(name ${PROJECT_NAME})
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/${name})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/${name}-config-version.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/${name}-config-version.cmake DESTINATION ${package_folder} COMPONENT development)
-install(EXPORT ${name} FILE ${name}-config.cmake NAMESPACE korvex::
-  DESTINATION ${package_folder} COMPONENT development)
+if(WIN32)
+  # Visual C++ links by an import library of its own.
+  install(EXPORT ${name} FILE ${name}-targets.cmake NAMESPACE korvex::
+    DESTINATION ${package_folder} COMPONENT development)
+  install(FILES ${CMAKE_CURRENT_LIST_DIR}/windows_config.cmake RENAME ${name}-config.cmake
+    DESTINATION ${package_folder} COMPONENT development)
+else()
+  install(EXPORT ${name} FILE ${name}-config.cmake NAMESPACE korvex::
+    DESTINATION ${package_folder} COMPONENT development)
+endif()
 
 # The way from the .pc file to the prefix is counted: the library's folder may be lib, lib64 or lib/TRIPLET.
 set(pc_folder ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig)

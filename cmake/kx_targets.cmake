@@ -9,45 +9,37 @@ endfunction()
 
 # kx_options: warnings, arithmetic and visibility. Linked by every target.
 add_library(kx_options INTERFACE)
-if(MSVC)
-  set(CMAKE_MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>") # nothing to ship beside the libraries
-  target_compile_options(kx_options INTERFACE /W4 /fp:precise /permissive- /utf-8
-    # Companion modules may throw through functions with C linkage.
-    /EHs /EHc-)
-  target_compile_definitions(kx_options INTERFACE _CRT_SECURE_NO_WARNINGS NOMINMAX)
-else()
+target_compile_options(kx_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion
+  # Every product and sum is rounded by itself: no fused multiply-add, not even from intrinsics.
+  -ffp-contract=off
+  # Reported source file names, assertions and debug information carry no build path.
+  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+  $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
+  -fvisibility=hidden)
+if(MINGW)
+  # Nothing to ship beside libraries and programs: the compiler's own runtime goes into each. And two builds are the
+  # same, whatever the time.
+  target_link_options(kx_options INTERFACE -static -Wl,--no-insert-timestamp)
+endif()
+if(KX_SANITIZERS)
   target_compile_options(kx_options INTERFACE
-    -Wall -Wextra -Wpedantic -Wconversion
-    # Every product and sum is rounded by itself: no fused multiply-add, not even from intrinsics.
-    -ffp-contract=off
-    # Reported source file names, assertions and debug information carry no build path.
-    -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
-    $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
-    -fvisibility=hidden)
-  if(MINGW)
-    # Nothing to ship beside libraries and programs: the compiler's own runtime goes into each. And two builds are the
-    # same, whatever the time.
-    target_link_options(kx_options INTERFACE -static -Wl,--no-insert-timestamp)
+    -fsanitize=${KX_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer
+    # With sanitizers g++ 12 finds uninitialized members in its own headers (std::regex).
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
+  target_link_options(kx_options INTERFACE -fsanitize=${KX_SANITIZERS})
+  if(KX_SANITIZERS MATCHES address AND CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    # Shared, as g++ has it: one for all of a process, whose program may be Python's.
+    kx_find_runtime(KX_ADDRESS_SANITIZER libclang_rt.asan-${CMAKE_SYSTEM_PROCESSOR}.so)
+    cmake_path(GET KX_ADDRESS_SANITIZER PARENT_PATH folder)
+    target_link_options(kx_options INTERFACE -shared-libasan -Wl,-rpath,${folder})
+    # It knows types by their addresses, and each library has its own of types that are hidden.
+    target_compile_options(kx_options INTERFACE -fno-sanitize=function)
+  elseif(KX_SANITIZERS MATCHES address)
+    kx_find_runtime(KX_ADDRESS_SANITIZER libasan.so)
   endif()
-  if(KX_SANITIZERS)
-    target_compile_options(kx_options INTERFACE
-      -fsanitize=${KX_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer
-      # With sanitizers g++ 12 finds uninitialized members in its own headers (std::regex).
-      $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
-    target_link_options(kx_options INTERFACE -fsanitize=${KX_SANITIZERS})
-    if(KX_SANITIZERS MATCHES address AND CMAKE_CXX_COMPILER_ID MATCHES Clang)
-      # Shared, as g++ has it: one for all of a process, whose program may be Python's.
-      kx_find_runtime(KX_ADDRESS_SANITIZER libclang_rt.asan-${CMAKE_SYSTEM_PROCESSOR}.so)
-      cmake_path(GET KX_ADDRESS_SANITIZER PARENT_PATH folder)
-      target_link_options(kx_options INTERFACE -shared-libasan -Wl,-rpath,${folder})
-      # It knows types by their addresses, and each library has its own of types that are hidden.
-      target_compile_options(kx_options INTERFACE -fno-sanitize=function)
-    elseif(KX_SANITIZERS MATCHES address)
-      kx_find_runtime(KX_ADDRESS_SANITIZER libasan.so)
-    endif()
-    if(KX_SANITIZERS MATCHES fuzzer)
-      target_compile_options(kx_options INTERFACE -fno-sanitize-coverage=trace-cmp)
-    endif()
+  if(KX_SANITIZERS MATCHES fuzzer)
+    target_compile_options(kx_options INTERFACE -fno-sanitize-coverage=trace-cmp)
   endif()
 endif()
 
@@ -63,9 +55,7 @@ endmacro()
 
 # For code whose speed nobody feels: compiled in two thirds of the time.
 function(kx_compile_quickly target)
-  if(NOT MSVC)
-    target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-O1>)
-  endif()
+  target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-O1>)
 endfunction()
 
 # Everything that is installed.

@@ -6,13 +6,6 @@
 
 #include <cstdint>
 
-// Has the compiler check a function's printf format against its arguments.
-#if defined(__GNUC__)
-#define KX_PRINTF_FORMAT(text, arguments) __attribute__((format(printf, text, arguments)))
-#else
-#define KX_PRINTF_FORMAT(text, arguments)
-#endif
-
 namespace kx {
 
 // Opens the channel when constructed and closes it when destroyed. Without a usable logger module the
@@ -24,10 +17,10 @@ public:
     logger_client(const logger_client&) = delete;
     logger_client& operator=(const logger_client&) = delete;
 
-    // Formats (printf conventions) and hands over one line. Takes no lock. Returns whether the logger module accepted
+    // Formats (printf conventions; up to 511 characters) and hands over one line. Takes no lock. Returns whether the logger module accepted
     // the line. When memory runs out on the way the line is dropped: no std::bad_alloc leaves.
-    KX_PRINTF_FORMAT(4, 5)
-    bool write(std::int32_t level, const call_site& site, const char* format, ...) const;
+    [[gnu::format(printf, 4, 5)]] bool write(std::int32_t level, const call_site& site, const char* format,
+                                             ...) const;
 
     // Writes an error line whose format begins with "%s ", which becomes the error mark.
     void write_error(const char* format, const call_site& site) const;

@@ -6,7 +6,7 @@
  *
  *   1. the enabled input LUTs, one for each channel;
  *   2. a 3x3 colour matrix, in single precision;
- *   3. rounding: plus 0.5, then truncation toward zero;
+ *   3. rounding: plus 0.5, added in double precision (0.49999997 gives 0), then truncation toward zero;
  *   4. a clamp, one range for each channel;
  *   5. the enabled output LUTs, one for each channel;
  *   6. a bit shift, one distance for each channel;
@@ -46,7 +46,8 @@
  * Live buffers. Whatever the buffers hold, overlap or do while a transform runs, nothing outside the
  * buffers and the LUTs is touched; an input that changes meanwhile gives pixels of either state.
  *
- * Rounding mode. Results hold for the processor's default rounding mode, to nearest.
+ * Floating-point environment. Results hold for the default one: rounding to nearest, without flush-to-zero
+ * or denormals-are-zero. Others change appended matrices, or pixels.
  */
 #ifndef KORVEX_KVI_COLOR_PROCESSING_H
 #define KORVEX_KVI_COLOR_PROCESSING_H
@@ -124,9 +125,10 @@ typedef struct kx_color_processor kx_color_processor;
 KX_COLOR_PROCESSING_API int32_t kx_color_processing_module_initialize(void);
 
 /*
- * Terminates the module: once for each initialize, after all processors are destroyed. The call that
- * matches the first initialize also closes the log. Returns KX_COLOR_SUCCESS, also when the module was
- * never initialized.
+ * Terminates the module: once for each initialize, after the caller's processors are destroyed. The last
+ * one, when there were as many as initializes, closes the log; from then on all other calls are refused.
+ * Until then other users of the module go on: their processors, and creating more, work as before.
+ * Returns KX_COLOR_SUCCESS, also when the module was never initialized.
  */
 KX_COLOR_PROCESSING_API int32_t kx_color_processing_module_terminate(void);
 

@@ -146,8 +146,7 @@ void call_at_the_end(const Call& call) noexcept
     }
 }
 
-// One use of the library's module. The first initializes the module, the last terminates it: a terminate too early
-// would take the LUTs away from processors that still live.
+// One use of the library's module. The first initializes the module, the last terminates it.
 class module_use {
 public:
     module_use(const function_table& functions, std::shared_ptr<void> file)
@@ -194,8 +193,8 @@ private:
 } // namespace detail
 
 // The library, initialized for as long as this object, a copy of it or a processor made with it lives. Several may
-// exist at once. (Every program and shared library that includes this header counts its own; see the C header about
-// other users of the library in the same process.)
+// exist at once. (Every program and shared library that includes this header counts its own; they do not disturb
+// each other.)
 class library {
 public:
     // The library that the program is linked with. Throws error when its LUT module is missing.

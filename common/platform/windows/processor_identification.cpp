@@ -13,11 +13,7 @@ cpuid_registers cpuid(std::uint32_t leaf, std::uint32_t subleaf)
             static_cast<std::uint32_t>(registers[2]), static_cast<std::uint32_t>(registers[3])};
 }
 
-#if defined(__GNUC__)
-__attribute__((target("xsave")))
-#endif
-std::uint64_t
-enabled_register_state()
+__attribute__((target("xsave"))) std::uint64_t enabled_register_state()
 {
     return _xgetbv(0);
 }
