@@ -10,12 +10,12 @@ namespace {
 
 // Keeps the state from being destroyed.
 union module_storage {
-    constexpr module_storage() : state() {}
+    module_storage() : state() {}
     ~module_storage() {} // NOLINT(modernize-use-equals-default): a defaulted one would be deleted
 
     module_state state;
 };
-constinit module_storage storage;
+module_storage storage;
 
 // Ends with the library, also when the host never terminated it.
 struct logger_guard {

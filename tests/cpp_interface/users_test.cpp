@@ -1,0 +1,46 @@
+// Several users of the library in one process, each in a shared library of its own with the C++ header compiled in.
+#include "support/shared_library.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct plug_in : kx_test::shared_library {
+    explicit plug_in(const char* path) : shared_library(path)
+    {
+        find("plug_in_start", start);
+        find("plug_in_create", create);
+        find("plug_in_convert", convert);
+        find("plug_in_end", end);
+    }
+
+    void (*start)() = nullptr;
+    void (*create)() = nullptr;
+    int (*convert)(int green) = nullptr;
+    void (*end)() = nullptr;
+};
+
+TEST(users, end_without_each_other)
+{
+    plug_in first(KX_FIRST_PLUG_IN);
+    plug_in second(KX_SECOND_PLUG_IN);
+    plug_in third(KX_THIRD_PLUG_IN);
+    for (const plug_in* each : {&first, &second, &third}) {
+        each->start();
+    }
+    first.create();
+    second.create();
+    first.end();
+    EXPECT_EQ(second.convert(7), 14);
+    third.create(); // where the first one's end has cleared what it needs
+    EXPECT_EQ(third.convert(5), 10);
+    second.end();
+    first.start();
+    first.create();
+    third.end();
+    third.close();
+    EXPECT_EQ(first.convert(6), 12);
+    first.end();
+}
+
+} // namespace
