@@ -4,35 +4,9 @@
 
 #include <cstdio>
 #include <exception>
-#include <thread>
 #include <vector>
 
 namespace kc = korvex::color;
-
-static void convert_in_bands(const kc::processor& processor, const kc::image_view<const std::uint16_t>& camera,
-                             const kc::image_view<std::uint8_t>& screen, const kc::transform_options& options)
-{
-    const std::size_t count = std::thread::hardware_concurrency() + 1; // which may be 0, for "unknown"
-    std::vector<std::exception_ptr> failures(count);
-    std::vector<std::thread> threads;
-    for (std::size_t band = 0; band < count; ++band) {
-        threads.emplace_back([&, band] {
-            try {
-                processor.transform(camera.band(band, count), screen.band(band, count), options);
-            } catch (...) {
-                failures[band] = std::current_exception(); // no exception may leave a thread
-            }
-        });
-    }
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    for (const std::exception_ptr& failure : failures) {
-        if (failure) {
-            std::rethrow_exception(failure);
-        }
-    }
-}
 
 int main()
 try {
@@ -55,7 +29,9 @@ try {
     const auto screen = [&](std::vector<std::uint8_t>& pixels) {
         return kc::image_view(pixels.data(), kc::pixel_layout::interleaved_rgb, width, height);
     };
-    convert_in_bands(processor, camera, screen(in_bands), options);
+    kc::for_each_band(camera, 0, [&, to = screen(in_bands)](std::size_t band, std::size_t count) {
+        processor.transform(camera.band(band, count), to.band(band, count), options);
+    });
     processor.transform(camera, screen(at_once), options);
 
     std::puts(in_bands == at_once ? "The bands give the same picture." : "The bands give another picture!");

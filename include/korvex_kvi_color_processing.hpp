@@ -17,7 +17,7 @@
  * that lie outside of it). Nothing has been written by then.
  *
  * Threads. Any number of threads may call the const functions of one processor (transform among them), as long as
- * nobody changes it meanwhile; image_view::band cuts an image into parts for them. Libraries and processors may be
+ * nobody changes it meanwhile; for_each_band gives each a part of an image. Libraries and processors may be
  * made and destroyed at any time, in any order and thread.
  *
  * Only pointers and numbers travel between this header and the library, so that both may come from different compilers.
@@ -26,11 +26,13 @@
 #define KORVEX_KVI_COLOR_PROCESSING_HPP
 
 #include "korvex_kvi_color_processing.h"
+#include "korvex_kvi_color_processing_functions.hpp"
 #include "korvex_kvi_color_processing_images.hpp"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -40,6 +42,7 @@
 #include <utility>
 
 namespace korvex::color {
+inline namespace KX_COLOR_VERSION_NAMESPACE {
 
 // A failure that the library reported.
 class error : public std::runtime_error {
@@ -77,60 +80,6 @@ public:
 
 private:
     std::int32_t code_;
-};
-
-// The library's functions, for hosts that load it at run time instead of linking it.
-struct function_table {
-#define KX_COLOR_FOR_EACH_FUNCTION(DO)                                                                                 \
-    DO(kx_color_processing_module_initialize)                                                                          \
-    DO(kx_color_processing_module_terminate)                                                                           \
-    DO(kx_color_create_color_processor)                                                                                \
-    DO(kx_color_create_color_processor_test)                                                                           \
-    DO(kx_color_destroy_color_processor)                                                                               \
-    DO(kx_color_append_matrix)                                                                                         \
-    DO(kx_color_clear_matrix)                                                                                          \
-    DO(kx_color_get_blue_input_LUT)                                                                                    \
-    DO(kx_color_get_green_input_LUT)                                                                                   \
-    DO(kx_color_get_red_input_LUT)                                                                                     \
-    DO(kx_color_enable_input_LUTs)                                                                                     \
-    DO(kx_color_get_blue_output_LUT)                                                                                   \
-    DO(kx_color_get_green_output_LUT)                                                                                  \
-    DO(kx_color_get_red_output_LUT)                                                                                    \
-    DO(kx_color_enable_output_LUTs)                                                                                    \
-    DO(kx_color_transform_48_to_48)                                                                                    \
-    DO(kx_color_transform_48_to_64)                                                                                    \
-    DO(kx_color_transform_48_to_24)                                                                                    \
-    DO(kx_color_transform_48_to_32)
-
-#define KX_COLOR_MEMBER(name) decltype(&::name) name = nullptr; // NOLINT(bugprone-macro-parentheses)
-    KX_COLOR_FOR_EACH_FUNCTION(KX_COLOR_MEMBER)
-#undef KX_COLOR_MEMBER
-
-    // Those of the library that the program is linked with.
-    static function_table linked()
-    {
-        function_table table;
-#define KX_COLOR_ASSIGN(name) table.name = &::name;
-        KX_COLOR_FOR_EACH_FUNCTION(KX_COLOR_ASSIGN)
-#undef KX_COLOR_ASSIGN
-        return table;
-    }
-
-    // Those that find(name), returning void*, finds: dlsym or GetProcAddress. Throws std::runtime_error if one is NULL.
-    template <typename Find>
-    static function_table found_by(const Find& find)
-    {
-        function_table table;
-#define KX_COLOR_FIND(name)                                                                                            \
-    table.name = reinterpret_cast<decltype(table.name)>(find(#name));                                                  \
-    if (table.name == nullptr) {                                                                                       \
-        throw std::runtime_error("the color processing library has no function " #name);                               \
-    }
-        KX_COLOR_FOR_EACH_FUNCTION(KX_COLOR_FIND)
-#undef KX_COLOR_FIND
-        return table;
-    }
-#undef KX_COLOR_FOR_EACH_FUNCTION
 };
 
 namespace detail {
@@ -225,6 +174,12 @@ struct per_channel {
     // NOLINTNEXTLINE(google-explicit-constructor)
     constexpr per_channel(T all) : blue(all), green(all), red(all) {}
     constexpr per_channel(T for_blue, T for_green, T for_red) : blue(for_blue), green(for_green), red(for_red) {}
+    // One range for all three: {0, 4095}.
+    template <typename Range = T>
+    constexpr per_channel(decltype(Range::minimum) minimum, decltype(Range::maximum) maximum)
+        : per_channel(Range{minimum, maximum})
+    {
+    }
 
     constexpr T& operator[](channel which) { return of(*this, which); }
     constexpr const T& operator[](channel which) const { return of(*this, which); }
@@ -250,6 +205,15 @@ struct transform_options {
     per_channel<clamp_range> clamp;
     per_channel<std::int32_t> shift; // -15..15, positive to the left
     bool check_samples = false;      // refuse images with samples beyond an enabled input LUT; takes a pass of its own
+    bool check_overlap = true;       // refuse images that may overlap, for hosts that do not know that theirs are apart
+};
+
+// A sample of an image: where it is, and its value.
+struct image_sample {
+    std::size_t x;
+    std::size_t y;
+    color::channel channel;
+    std::uint16_t value;
 };
 
 // One LUT of a processor, in the library's memory: it lives as long as the processor.
@@ -348,11 +312,12 @@ public:
 
     // Converts input, of 3 channels, into output, which has as many rows and columns but does not overlap it.
     //
-    // Contiguous images take one call of the library, images with pitched rows one call a row. What the library's
-    // buffers cannot express, such as bands and rectangles of planar images, goes through a small buffer piece by
-    // piece, and so do narrow rows, for the sake of speed.
+    // Contiguous images take one call of the library, images with pitched or mirrored rows one call a row. What the
+    // library's formats cannot express, such as parts of planar images, planes that begin with red, or every second
+    // column, goes through a small buffer piece by piece, and so do narrow rows, for the sake of speed.
     //
-    // Throws std::invalid_argument for images that do not fit together, error for options out of range.
+    // Throws std::invalid_argument for images that do not fit together, error for options out of range. Images that
+    // interleave in memory (rows with rows, columns with columns) count as overlapping where that cannot be told apart.
     void transform(const image_view<const std::uint16_t>& input, const image_view<std::uint16_t>& output,
                    const transform_options& options = {}) const
     {
@@ -371,40 +336,44 @@ public:
     // Throws std::invalid_argument if a sample of the image lies beyond its channel's enabled input LUT.
     void check_samples(const image_view<const std::uint16_t>& input) const
     {
+        if (const auto beyond = first_sample_beyond(input)) {
+            throw std::invalid_argument(
+                std::string("a ") + per_channel<const char*>("blue", "green", "red")[beyond->channel] + " sample of "
+                + std::to_string(beyond->value) + " in row " + std::to_string(beyond->y)
+                + " lies beyond the input LUT, whose last entry is " + std::to_string(input_LUT_entries() - 1));
+        }
+    }
+
+    // The first row's first sample beyond its channel's enabled input LUT: blue before green and red.
+    [[nodiscard]] std::optional<image_sample> first_sample_beyond(const image_view<const std::uint16_t>& input) const
+    {
         static_cast<void>(functions()); // throws for a processor that was moved from
-        const std::uint32_t entries = std::uint32_t{1} << options_.input_LUT_bit_depth;
+        const std::size_t entries = input_LUT_entries();
         const auto& [blue, green, red] = input_LUTs_enabled_;
-        if (entries > 65535 || !(blue || green || red)) {
-            return;
+        if (entries > 65535 || !(blue || green || red) || input.empty()) {
+            return {};
         }
-        const bool reversed = input.layout() == pixel_layout::interleaved_rgb;
-        // That any of the samples in these rows has: most images, and most rows, need no closer look.
-        const auto bits_in = [&input](std::size_t first_row, std::size_t rows) {
-            std::uint32_t bits = 0;
-            for (std::size_t plane = 0; plane < input.planes(); ++plane) {
-                bits |= detail::bits_of(input.row(first_row, plane), rows * input.width() * input.step());
-            }
-            return bits;
+        // Most images, and most rows, need no closer look.
+        const auto is_within = [entries](const image_view<const std::uint16_t>& part) {
+            const auto samples = part.contiguous();
+            return samples && detail::bits_of(samples->data, part.width() * part.height() * 3) < entries;
         };
-        if (input.has_contiguous_rows() && bits_in(0, input.height()) < entries) {
-            return;
-        }
-        for (std::size_t y = 0; y < input.height(); ++y) {
-            const std::uint32_t bits = bits_in(y, 1);
-            for (std::size_t c = 0; bits >= entries && c < 3; ++c) {
+        for (std::size_t y = 0; y < input.height() && !(y == 0 && is_within(input)); ++y) {
+            for (std::size_t c = 0; c < 3 && !(c == 0 && is_within(input.rows(y, 1))); ++c) {
                 const auto which = static_cast<channel>(c);
-                const std::uint16_t* const first =
-                    input.is_planar() ? input.row(y, c) : input.row(y) + (reversed ? 2 - c : c);
-                for (std::size_t x = 0; input_LUTs_enabled_[which] && x < input.width(); ++x) {
-                    if (const std::uint16_t sample = first[x * input.step()]; sample >= entries) {
-                        throw std::invalid_argument(
-                            std::string("a ") + per_channel<const char*>("blue", "green", "red")[which] + " sample of "
-                            + std::to_string(sample) + " in row " + std::to_string(y)
-                            + " lies beyond the input LUT, whose last entry is " + std::to_string(entries - 1));
+                if (!input_LUTs_enabled_[which]) {
+                    continue;
+                }
+                for (std::size_t x = 0; x < input.width(); ++x) {
+                    std::uint16_t sample;
+                    std::memcpy(&sample, input.at(x, y, c), sizeof(sample)); // aligned or not
+                    if (sample >= entries) {
+                        return image_sample{x, y, which, sample};
                     }
                 }
             }
         }
+        return {};
     }
 
     // The processor's handle for calls of the C functions; the LUTs' switches are set through this object alone.
@@ -428,6 +397,8 @@ private:
         }
     }
 
+    [[nodiscard]] std::size_t input_LUT_entries() const { return std::size_t{1} << options_.input_LUT_bit_depth; }
+
     [[nodiscard]] const function_table& functions() const
     {
         if (handle_ == nullptr) {
@@ -449,7 +420,12 @@ private:
     void convert(Function* function, const image_view<const std::uint16_t>& input, const image_view<Sample>& output,
                  const transform_options& options) const
     {
-        detail::require_convertible(input, output);
+        detail::require(input.channels() == 3, "the input image has a fourth channel");
+        detail::require(input.width() == output.width() && input.height() == output.height(),
+                        "input and output image differ in size");
+        if (options.check_overlap) {
+            detail::require_apart(input, output);
+        }
         if (options.check_samples) {
             check_samples(input);
         }
@@ -459,11 +435,11 @@ private:
                 clamp[each].maximum = static_cast<std::uint16_t>((1U << options_.output_LUT_bit_depth) - 1);
             }
         }
-        const auto call = [&](const std::uint16_t* from, Sample* to, std::int32_t pixel_count) {
-            check(function(handle_.get(), from, static_cast<std::int32_t>(input.layout()), clamp.blue.minimum,
+        const auto call = [&](const auto& from, const auto& to, std::int32_t pixel_count) {
+            check(function(handle_.get(), from.data, static_cast<std::int32_t>(from.layout), clamp.blue.minimum,
                            clamp.blue.maximum, clamp.green.minimum, clamp.green.maximum, clamp.red.minimum,
-                           clamp.red.maximum, options.shift.blue, options.shift.green, options.shift.red, to,
-                           static_cast<std::int32_t>(output.layout()), pixel_count));
+                           clamp.red.maximum, options.shift.blue, options.shift.green, options.shift.red, to.data,
+                           static_cast<std::int32_t>(to.layout), pixel_count));
         };
         detail::convert_in_pieces(input, output, call);
     }
@@ -474,6 +450,7 @@ private:
     per_channel<bool> output_LUTs_enabled_;
 };
 
+} // namespace KX_COLOR_VERSION_NAMESPACE
 } // namespace korvex::color
 
 #endif // KORVEX_KVI_COLOR_PROCESSING_HPP

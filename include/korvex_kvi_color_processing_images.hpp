@@ -1,27 +1,52 @@
 /*
- * Images in the host's memory, as korvex_kvi_color_processing.hpp takes them: views with layout and pitch, their parts,
- * and how any two of them reach a library that takes contiguous buffers.
+ * Images in the host's memory, as korvex_kvi_color_processing.hpp takes them: views of any strides, their parts, and
+ * how any two of them reach a library that takes contiguous buffers.
  */
 #ifndef KORVEX_KVI_COLOR_PROCESSING_IMAGES_HPP
 #define KORVEX_KVI_COLOR_PROCESSING_IMAGES_HPP
 
 #include "korvex_kvi_color_processing.h"
 
-#include <algorithm> // std::min stands in parentheses: <windows.h> may define a macro of its name
+#include <algorithm> // std::min and std::max stand in parentheses: <windows.h> may define macros of these names
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <exception>
+#include <numeric>
+#include <optional>
 #include <stdexcept>
+#include <thread>
 #include <type_traits>
 #include <vector>
 
+// The namespace of this header's version. Parts of a program that were compiled with headers of different versions have
+// different classes, and do not take each other's.
+#define KX_COLOR_JOINED(major, minor, patch) v##major##_##minor##_##patch
+#define KX_COLOR_JOIN(major, minor, patch) KX_COLOR_JOINED(major, minor, patch)
+#define KX_COLOR_VERSION_NAMESPACE                                                                                     \
+    KX_COLOR_JOIN(KX_COLOR_PROCESSING_VERSION_MAJOR, KX_COLOR_PROCESSING_VERSION_MINOR,                                \
+                  KX_COLOR_PROCESSING_VERSION_PATCH)
+
 namespace korvex::color {
+inline namespace KX_COLOR_VERSION_NAMESPACE {
 
 // How the samples of an image lie in memory.
 enum class pixel_layout : std::int32_t {
     planar_bgr = KX_COLOR_PLANAR_BGR,           // planes: blue, green, red (, fourth)
     interleaved_bgr = KX_COLOR_INTERLEAVED_BGR, // side by side: blue, green, red (, fourth)
     interleaved_rgb = KX_COLOR_INTERLEAVED_RGB  // side by side: red, green, blue (, fourth)
+};
+
+// Which channel comes first, where strides say how far it is to the next. A fourth is the last in both.
+enum class channel_order { bgr, rgb };
+
+// Distances in bytes, of any sign: to the same channel's sample in the next row and in the next column, and to the next
+// channel's sample of the same pixel.
+struct image_strides {
+    std::ptrdiff_t row;
+    std::ptrdiff_t column;
+    std::ptrdiff_t channel;
 };
 
 namespace detail {
@@ -33,91 +58,181 @@ inline void require(bool condition, const char* otherwise)
     }
 }
 
+inline constexpr std::size_t most_bytes = PTRDIFF_MAX / 8; // of an image: sums of a few such sizes do not overflow
+
+inline std::size_t distance(std::ptrdiff_t stride)
+{
+    return stride < 0 ? 0 - static_cast<std::size_t>(stride) : static_cast<std::size_t>(stride);
+}
+
+// Throws when the product is larger than any image.
+inline std::size_t checked_product(std::size_t one, std::size_t other)
+{
+    require(other == 0 || one <= most_bytes / other, "the image is too large");
+    return one * other;
+}
+
+// A dimension of an image.
+struct extent {
+    std::size_t distance; // in bytes
+    std::size_t count;
+};
+
+// Whether each dimension steps over all that the smaller ones reach, so that no two samples share memory.
+inline bool are_apart(std::array<extent, 3> dimensions, std::size_t sample_bytes)
+{
+    std::sort(dimensions.begin(), dimensions.end(),
+              [](const extent& one, const extent& other) { return one.distance < other.distance; });
+    std::size_t reach = sample_bytes;
+    for (const extent& each : dimensions) {
+        if (each.count > 1 && each.distance < reach) {
+            return false;
+        }
+        reach += each.count > 1 ? each.distance * (each.count - 1) : 0;
+    }
+    return true;
+}
+
+// Where the samples of one channel are: rows and columns counted from the lowest address.
+struct sample_grid {
+    std::uintptr_t lowest;
+    extent rows;
+    extent columns;
+    std::size_t sample_bytes;
+
+    [[nodiscard]] std::size_t row_bytes() const { return columns.distance * (columns.count - 1) + sample_bytes; }
+    [[nodiscard]] std::uintptr_t end() const { return lowest + rows.distance * (rows.count - 1) + row_bytes(); }
+};
+
+// False when no sample of one lies where a sample of the other does. True when some may: what is told apart are images
+// that lie one behind the other, and images whose rows or samples alternate.
+inline bool may_overlap(const sample_grid& one, const sample_grid& other)
+{
+    if (one.end() <= other.lowest || other.end() <= one.lowest) {
+        return false;
+    }
+    // When all of their distances are multiples of a period, each has its place in it.
+    const auto alternate = [&](std::size_t period, std::size_t bytes, std::size_t other_bytes) {
+        if (period == 0) {
+            return false;
+        }
+        const std::size_t after = other.lowest >= one.lowest ? (other.lowest - one.lowest) % period
+                                                             : period - (one.lowest - other.lowest) % period;
+        return after >= bytes && after + other_bytes <= period;
+    };
+    const auto period_of = [](const extent& dimension) { return dimension.count > 1 ? dimension.distance : 0; };
+    const std::size_t rows = std::gcd(period_of(one.rows), period_of(other.rows));
+    const std::size_t samples = std::gcd(rows, std::gcd(period_of(one.columns), period_of(other.columns)));
+    return !alternate(rows, one.row_bytes(), other.row_bytes())
+           && !alternate(samples, one.sample_bytes, other.sample_bytes);
+}
+
 } // namespace detail
 
-// An image, or a part of one. Sample is std::uint16_t or std::uint8_t, const for images that are only read. A view owns
-// nothing and is copied like a pointer.
+// An image, or a part of one, at any strides: bottom up, planes in any order and place, every second column. Sample is
+// std::uint16_t or std::uint8_t, const for images that are only read; it may lie at any address. A view owns nothing
+// and is copied like a pointer.
+//
+// Constructors throw std::invalid_argument for what cannot be an image: more bytes than memory has, pixels without
+// data, and, unless it is only read from strides or planes, samples that share memory.
 template <typename Sample>
 class image_view {
     using byte = std::conditional_t<std::is_const_v<Sample>, const unsigned char, unsigned char>;
-    using plain_sample = std::remove_const_t<Sample>;
-    static_assert(std::is_same_v<plain_sample, std::uint16_t> || std::is_same_v<plain_sample, std::uint8_t>,
+    static_assert(std::is_same_v<std::remove_const_t<Sample>,
+                                 std::uint16_t> || std::is_same_v<std::remove_const_t<Sample>, std::uint8_t>,
                   "samples have 16 or 8 bits");
+    static constexpr auto sample_bytes = static_cast<std::ptrdiff_t>(sizeof(Sample));
 
 public:
     image_view() = default; // no pixels
 
-    // An image of width x height pixels with 3 or 4 channels.
-    //   pitch        bytes from a row (of a plane) to the next; 0: rows follow one another without a gap.
+    // An image of width x height pixels with 3 or 4 channels in one of the library's layouts.
+    //   data         the top row's first sample.
+    //   pitch        bytes from a row (of a plane) to the next, negative when it lies above it in memory; 0: rows
+    //   follow
+    //                one another without a gap.
     //   plane_pitch  planar: bytes from a plane to the next; 0: planes follow one another without a gap. Planes may
     //                also alternate row by row.
-    // Throws std::invalid_argument when rows or planes overlap, when there are pixels but data is null, or when data or
-    // a pitch is no multiple of the sample's size.
     image_view(Sample* data, pixel_layout layout, std::size_t width, std::size_t height, int channels = 3,
-               std::size_t pitch = 0, std::size_t plane_pitch = 0)
-        : data_(data), width_(width), height_(height), channels_(static_cast<std::size_t>(channels)), layout_(layout)
+               std::ptrdiff_t pitch = 0, std::ptrdiff_t plane_pitch = 0)
+        : image_view(data, layout == pixel_layout::interleaved_rgb ? channel_order::rgb : channel_order::bgr, width,
+                     height, channels, strides_of(layout, width, height, channels, pitch, plane_pitch))
     {
-        using detail::require;
-        constexpr std::size_t most = PTRDIFF_MAX / 8; // keeps the sums of sizes below from overflowing
-        require(layout == pixel_layout::planar_bgr || layout == pixel_layout::interleaved_bgr
-                    || layout == pixel_layout::interleaved_rgb,
-                "an image's layout is one of three");
-        require(channels == 3 || channels == 4, "an image has 3 or 4 channels");
-        require(width <= most / sizeof(Sample) / channels_, "the image is too large");
-        pitch_ = pitch != 0 ? pitch : row_bytes();
-        require(pitch_ >= row_bytes(), "the image's pitch is smaller than a row");
-        require(height == 0 || pitch_ <= most / height, "the image is too large");
-        plane_pitch_ = plane_pitch != 0 ? plane_pitch : pitch_ * height;
-        require(plane_pitch_ <= most, "the image is too large");
-        const bool one_by_one = plane_pitch_ >= plane_bytes();
-        const bool row_by_row = plane_pitch_ >= row_bytes() && pitch_ >= plane_pitch_ * (planes() - 1) + row_bytes();
-        require(planes() == 1 || one_by_one || row_by_row, "the image's planes overlap");
-        require(reinterpret_cast<std::uintptr_t>(data) % alignof(Sample) == 0 && pitch_ % sizeof(Sample) == 0
-                    && plane_pitch_ % sizeof(Sample) == 0,
-                "the image's data or pitch is not aligned to its samples");
-        require(data != nullptr || empty(), "the image's data is null");
+        require_apart(strides_of(layout, width, height, channels, pitch, plane_pitch));
+    }
+
+    // An image at any strides. `data` is the first channel's sample of the top left pixel.
+    image_view(Sample* data, channel_order order, std::size_t width, std::size_t height, int channels,
+               const image_strides& strides)
+        : image_view(width, height, channels, strides)
+    {
+        detail::require(data != nullptr || empty(), "the image's data is null");
+        for (std::size_t channel = 0; channel < channels_ && data != nullptr; ++channel) {
+            const std::size_t place = order == channel_order::rgb && channel < 3 ? 2 - channel : channel;
+            first_[channel] = reinterpret_cast<byte*>(data) + static_cast<std::ptrdiff_t>(place) * strides.channel;
+        }
+        if (!std::is_const_v<Sample>) {
+            require_apart(strides);
+        }
+    }
+
+    // An image of three planes, wherever they are, with the same pitch.
+    image_view(Sample* blue, Sample* green, Sample* red, std::size_t width, std::size_t height,
+               std::ptrdiff_t pitch = 0)
+        : image_view(width, height, 3, strides_of(pixel_layout::planar_bgr, width, height, 1, pitch, 0))
+    {
+        Sample* const planes[] = {blue, green, red};
+        for (std::size_t channel = 0; channel < channels_; ++channel) {
+            detail::require(planes[channel] != nullptr || empty(), "the image's data is null");
+            first_[channel] = reinterpret_cast<byte*>(planes[channel]);
+        }
+        if (!std::is_const_v<Sample> && !empty()) {
+            require_apart({row_, column_, 0}, 1);
+            detail::require(!may_overlap(grid(0), grid(1)) && !may_overlap(grid(0), grid(2))
+                                && !may_overlap(grid(1), grid(2)),
+                            "the image's planes overlap");
+        }
     }
 
     // Whatever may be written may also be read.
     template <typename Other, typename = std::enable_if_t<std::is_same_v<const Other, Sample>>>
     image_view(const image_view<Other>& other) // NOLINT(google-explicit-constructor)
-        : image_view(other.data(), other.layout(), other.width(), other.height(), other.channels(), other.pitch(),
-                     other.plane_pitch())
+        : width_(other.width_), height_(other.height_), channels_(other.channels_), row_(other.row_),
+          column_(other.column_)
     {
+        std::copy(other.first_.begin(), other.first_.end(), first_.begin());
     }
 
-    [[nodiscard]] Sample* data() const { return data_; }
-    [[nodiscard]] pixel_layout layout() const { return layout_; }
     [[nodiscard]] std::size_t width() const { return width_; }
     [[nodiscard]] std::size_t height() const { return height_; }
     [[nodiscard]] int channels() const { return static_cast<int>(channels_); }
-    [[nodiscard]] std::size_t pitch() const { return pitch_; }
-    [[nodiscard]] std::size_t plane_pitch() const { return plane_pitch_; }
-
     [[nodiscard]] bool empty() const { return width_ == 0 || height_ == 0; }
-    [[nodiscard]] bool is_planar() const { return layout_ == pixel_layout::planar_bgr; }
-    [[nodiscard]] std::size_t planes() const { return is_planar() ? channels_ : 1; }
 
-    // From a sample to the same channel's next one in the row, in samples.
-    [[nodiscard]] std::size_t step() const { return is_planar() ? 1 : channels_; }
+    // Bytes from a sample to the same channel's in the next row, and in the next column.
+    [[nodiscard]] std::ptrdiff_t row_stride() const { return row_; }
+    [[nodiscard]] std::ptrdiff_t column_stride() const { return column_; }
 
-    // The bytes of a row (of a plane) without what pads them up to the pitch.
-    [[nodiscard]] std::size_t row_bytes() const { return width_ * step() * sizeof(Sample); }
-
-    // From the first of the view's bytes to the last.
-    [[nodiscard]] std::size_t extent() const { return empty() ? 0 : (planes() - 1) * plane_pitch_ + plane_bytes(); }
-
-    // Whether rows follow one another without a gap; whether all samples do.
-    [[nodiscard]] bool has_contiguous_rows() const { return height_ <= 1 || pitch_ == row_bytes(); }
-    [[nodiscard]] bool is_contiguous() const
+    // The address of a sample. Channels count blue, green, red, fourth in every order.
+    [[nodiscard]] Sample* at(std::size_t x, std::size_t y, std::size_t channel) const
     {
-        return has_contiguous_rows() && (planes() == 1 || plane_pitch_ == row_bytes() * height_);
+        return reinterpret_cast<Sample*>(first_[channel] + offset(x, y));
     }
 
-    // The first sample of a row (of a plane).
-    [[nodiscard]] Sample* row(std::size_t y, std::size_t plane = 0) const
+    struct contiguous_samples {
+        Sample* data;
+        pixel_layout layout;
+    };
+    // The samples as the library takes them, if they lie one after another in one of its layouts, and aligned.
+    [[nodiscard]] std::optional<contiguous_samples> contiguous() const
     {
-        return reinterpret_cast<Sample*>(reinterpret_cast<byte*>(data_) + plane * plane_pitch_ + y * pitch_);
+        for (const auto layout :
+             {pixel_layout::interleaved_bgr, pixel_layout::interleaved_rgb, pixel_layout::planar_bgr}) {
+            byte* const data = first_[layout == pixel_layout::interleaved_rgb ? 2 : 0];
+            if (reinterpret_cast<std::uintptr_t>(data) % alignof(Sample) == 0 && has_contiguous(layout)) {
+                return contiguous_samples{reinterpret_cast<Sample*>(data), layout};
+            }
+        }
+        return {};
     }
 
     // A part of the image, in the same memory. Throws std::out_of_range unless it lies within the image.
@@ -129,8 +244,8 @@ public:
         image_view part = *this;
         part.width_ = width;
         part.height_ = height;
-        if (!part.empty()) {
-            part.data_ = row(y) + x * step();
+        for (std::size_t channel = 0; channel < channels_ && !part.empty(); ++channel) {
+            part.first_[channel] += offset(x, y);
         }
         return part;
     }
@@ -139,51 +254,116 @@ public:
         return rectangle(0, first, width_, count);
     }
 
-    // The image cut into `count` bands of nearly as many rows each: band number `index`. Where there are fewer rows
-    // than bands, some are empty. Throws std::out_of_range unless index < count.
+    // The image cut into `count` bands of nearly as many pixels each: band number `index`. Bands are of rows; an image
+    // with fewer rows than that, which is wider than high, is cut into bands of columns. Some are empty where there are
+    // fewer of these as well. Throws std::out_of_range unless index < count.
     [[nodiscard]] image_view band(std::size_t index, std::size_t count) const
     {
         if (index >= count) {
             throw std::out_of_range("there is no band of this number");
         }
-        const auto start = [&](std::size_t i) { return height_ / count * i + (std::min)(i, height_ % count); };
-        return rows(start(index), start(index + 1) - start(index));
+        const bool of_rows = height_ >= count || height_ >= width_;
+        const std::size_t all = of_rows ? height_ : width_;
+        const auto start = [&](std::size_t i) { return all / count * i + (std::min)(i, all % count); };
+        const std::size_t size = start(index + 1) - start(index);
+        return of_rows ? rows(start(index), size) : rectangle(start(index), 0, size, height_);
+    }
+
+    // For the tests for overlaps: one channel's samples.
+    [[nodiscard]] detail::sample_grid grid(std::size_t channel) const
+    {
+        const auto reach = [](std::ptrdiff_t stride, std::size_t count) {
+            return stride < 0 ? static_cast<std::uintptr_t>(stride) * (count - 1) : 0; // modulo 2^64
+        };
+        return {reinterpret_cast<std::uintptr_t>(first_[channel]) + reach(row_, height_) + reach(column_, width_),
+                {detail::distance(row_), height_},
+                {detail::distance(column_), width_},
+                sizeof(Sample)};
     }
 
 private:
-    [[nodiscard]] std::size_t plane_bytes() const { return height_ == 0 ? 0 : (height_ - 1) * pitch_ + row_bytes(); }
+    template <typename>
+    friend class image_view;
 
-    Sample* data_ = nullptr;
+    image_view(std::size_t width, std::size_t height, int channels, const image_strides& strides)
+        : width_(width), height_(height), channels_(static_cast<std::size_t>(channels)), row_(strides.row),
+          column_(strides.column)
+    {
+        detail::require(channels == 3 || channels == 4, "an image has 3 or 4 channels");
+        (void)detail::checked_product(detail::checked_product(width, height), channels_ * sizeof(Sample));
+        (void)detail::checked_product(detail::distance(strides.row), height);
+        (void)detail::checked_product(detail::distance(strides.column), width);
+        (void)detail::checked_product(detail::distance(strides.channel), channels_);
+    }
+
+    static image_strides strides_of(pixel_layout layout, std::size_t width, std::size_t height, int channels,
+                                    std::ptrdiff_t pitch, std::ptrdiff_t plane_pitch)
+    {
+        const bool planar = layout == pixel_layout::planar_bgr;
+        detail::require(planar || layout == pixel_layout::interleaved_bgr || layout == pixel_layout::interleaved_rgb,
+                        "an image's layout is one of three");
+        const std::ptrdiff_t column = planar ? sample_bytes : channels * sample_bytes;
+        const std::size_t row_bytes = detail::checked_product(width, detail::distance(column));
+        const std::ptrdiff_t row = pitch != 0 ? pitch : static_cast<std::ptrdiff_t>(row_bytes);
+        const std::size_t plane_bytes = detail::checked_product(detail::distance(row), height);
+        const std::ptrdiff_t plane = plane_pitch != 0 ? plane_pitch : static_cast<std::ptrdiff_t>(plane_bytes);
+        return {row, column, planar ? plane : sample_bytes};
+    }
+
+    void require_apart(const image_strides& strides, std::size_t channels) const
+    {
+        detail::require(empty()
+                            || detail::are_apart({{{detail::distance(strides.row), height_},
+                                                   {detail::distance(strides.column), width_},
+                                                   {detail::distance(strides.channel), channels}}},
+                                                 sizeof(Sample)),
+                        "the image's rows, columns or channels overlap");
+    }
+    void require_apart(const image_strides& strides) const { require_apart(strides, channels_); }
+
+    [[nodiscard]] std::ptrdiff_t offset(std::size_t x, std::size_t y) const
+    {
+        return static_cast<std::ptrdiff_t>(y) * row_ + static_cast<std::ptrdiff_t>(x) * column_;
+    }
+
+    [[nodiscard]] bool has_contiguous(pixel_layout layout) const
+    {
+        const bool planar = layout == pixel_layout::planar_bgr;
+        const auto width = static_cast<std::ptrdiff_t>(width_);
+        const auto height = static_cast<std::ptrdiff_t>(height_);
+        const std::ptrdiff_t column = planar ? sample_bytes : channels() * sample_bytes;
+        const std::ptrdiff_t channel = planar ? width * height * sample_bytes : sample_bytes;
+        if ((width > 1 && column_ != column) || (height > 1 && row_ != width * column)) {
+            return false;
+        }
+        const auto at_place = [&](std::size_t which, std::ptrdiff_t place) {
+            const std::size_t first = layout == pixel_layout::interleaved_rgb ? 2 : 0;
+            return reinterpret_cast<std::uintptr_t>(first_[which]) - reinterpret_cast<std::uintptr_t>(first_[first])
+                   == static_cast<std::uintptr_t>(place * channel);
+        };
+        return at_place(1, 1) && at_place(layout == pixel_layout::interleaved_rgb ? 0 : 2, 2)
+               && (channels_ == 3 || at_place(3, 3));
+    }
+
+    std::array<byte*, 4> first_{}; // each channel's sample of the top left pixel: blue, green, red, fourth
     std::size_t width_ = 0;
     std::size_t height_ = 0;
-    std::size_t pitch_ = 0;
-    std::size_t plane_pitch_ = 0;
     std::size_t channels_ = 3;
-    pixel_layout layout_ = pixel_layout::interleaved_bgr;
+    std::ptrdiff_t row_ = 0;
+    std::ptrdiff_t column_ = 0;
 };
 
 namespace detail {
 
-// Throws std::invalid_argument unless input can be converted into output.
+// Throws std::invalid_argument when a sample of one may lie where one of the other does.
 template <typename Sample>
-void require_convertible(const image_view<const std::uint16_t>& input, const image_view<Sample>& output)
+void require_apart(const image_view<const std::uint16_t>& input, const image_view<Sample>& output)
 {
-    require(input.channels() == 3, "the input image has a fourth channel");
-    require(input.width() == output.width() && input.height() == output.height(),
-            "input and output image differ in size");
-    const auto from = reinterpret_cast<std::uintptr_t>(input.data());
-    const auto to = reinterpret_cast<std::uintptr_t>(output.data());
-    const bool crossing = from < to + output.extent() && to < from + input.extent();
-    bool side_by_side = false; // two rectangles of one image
-    const std::size_t pitch = input.pitch();
-    const auto rows_lie_on_a_grid = [pitch](const auto& image) {
-        return image.pitch() == pitch && (image.planes() == 1 || image.plane_pitch() % pitch == 0);
-    };
-    if (crossing && pitch > 0 && rows_lie_on_a_grid(input) && rows_lie_on_a_grid(output)) {
-        const std::size_t distance = to >= from ? (to - from) % pitch : pitch - (from - to) % pitch;
-        side_by_side = distance >= input.row_bytes() && distance + output.row_bytes() <= pitch;
+    for (std::size_t from = 0; from < 3 && !input.empty(); ++from) {
+        for (std::size_t to = 0; to < static_cast<std::size_t>(output.channels()); ++to) {
+            require(!may_overlap(input.grid(from), output.grid(to)), "input and output image overlap");
+        }
     }
-    require(!crossing || side_by_side, "input and output image overlap");
 }
 
 // The bits that any of the samples has.
@@ -205,24 +385,50 @@ inline std::uint16_t bits_of(const std::uint16_t* samples, std::size_t count)
 template <typename Sample>
 void copy_samples(const image_view<const Sample>& from, const image_view<Sample>& to)
 {
-    for (std::size_t plane = 0; plane < from.planes(); ++plane) {
-        for (std::size_t y = 0; y < from.height(); ++y) {
-            std::memcpy(to.row(y, plane), from.row(y, plane), from.row_bytes());
+    const std::size_t width = from.width();
+    const auto channels = static_cast<std::size_t>(from.channels());
+    const auto source_row = from.rows(0, 1).contiguous();
+    const auto target_row = to.rows(0, 1).contiguous();
+    const bool same = source_row && target_row && source_row->layout == target_row->layout;
+    const std::size_t first = same && source_row->layout == pixel_layout::interleaved_rgb ? 2 : 0;
+    const bool side_by_side = from.column_stride() == sizeof(Sample) && to.column_stride() == sizeof(Sample);
+    for (std::size_t y = 0; y < from.height(); ++y) {
+        if (same) { // all channels at once
+            std::memcpy(to.at(0, y, first), from.at(0, y, first), width * channels * sizeof(Sample));
+            continue;
+        }
+        for (std::size_t channel = 0; channel < channels; ++channel) {
+            const auto* source = reinterpret_cast<const unsigned char*>(from.at(0, y, channel));
+            auto* target = reinterpret_cast<unsigned char*>(to.at(0, y, channel));
+            if (side_by_side) {
+                std::memcpy(target, source, width * sizeof(Sample));
+                continue;
+            }
+            for (std::size_t x = 0; x < width; ++x) { // aligned or not
+                std::memcpy(target + static_cast<std::ptrdiff_t>(x) * to.column_stride(),
+                            source + static_cast<std::ptrdiff_t>(x) * from.column_stride(), sizeof(Sample));
+            }
         }
     }
 }
 
-// An image like the view, but contiguous, in the buffer.
+// An image of the view's size, contiguous, in the buffer: in the layout that is copied fastest.
 template <typename Sample, typename Buffered = std::remove_const_t<Sample>>
-image_view<Buffered> contiguous_in(const image_view<Sample>& view, std::vector<Buffered>& buffer)
+image_view<Buffered> contiguous_in(std::vector<Buffered>& buffer, const image_view<Sample>& view)
 {
+    const auto row = view.rows(0, 1).contiguous();
+    const bool side_by_side = distance(view.column_stride()) == sizeof(Sample);
     buffer.resize(view.width() * view.height() * static_cast<std::size_t>(view.channels()));
-    return {buffer.data(), view.layout(), view.width(), view.height(), view.channels()};
+    return {buffer.data(),
+            row            ? row->layout
+            : side_by_side ? pixel_layout::planar_bgr
+                           : pixel_layout::interleaved_bgr,
+            view.width(), view.height(), view.channels()};
 }
 
-// Calls convert(from, to, pixel count) with contiguous pieces of two images of one size until all is converted: with
-// the images as a whole where that is possible, otherwise row by row. What one call could not take as it lies (parts of
-// planar images), and rows for which a call takes longer than copying, go through buffers that stay in the cache.
+// Calls convert(input's contiguous samples, output's, pixel count) with pieces of two images of one size until all is
+// converted: with the images as a whole where that is possible, otherwise row by row. What one call could not take as
+// it lies, and rows for which a call takes longer than copying, go through buffers that stay in the cache.
 template <typename Sample, typename Convert>
 void convert_in_pieces(const image_view<const std::uint16_t>& input, const image_view<Sample>& output,
                        const Convert& convert)
@@ -236,39 +442,111 @@ void convert_in_pieces(const image_view<const std::uint16_t>& input, const image
     if (input.empty()) {
         return;
     }
-    const bool contiguous_rows = input.has_contiguous_rows() && output.has_contiguous_rows();
-    std::size_t columns = width;
-    std::size_t rows = height;
-    if (!input.is_contiguous() || !output.is_contiguous() || height > most_pixels / width) {
-        const bool buffered = input.is_planar() || output.is_planar() || (!contiguous_rows && width < short_row);
-        const std::size_t limit = buffered ? buffered_pixels : most_pixels;
-        columns = (std::min)(width, limit);
-        rows = contiguous_rows || buffered ? limit / columns : 1;
-    }
+    // Whether a call takes it; a plane that is cut is none.
+    const auto fits = [](const auto& image) {
+        const auto samples = image.contiguous();
+        return samples
+               && (samples->layout != pixel_layout::planar_bgr || image.height() <= most_pixels / image.width());
+    };
+    const auto has_rows_that_fit = [&](const auto& image) {
+        return fits(image.rows(0, 1))
+               && image.row_stride() % static_cast<std::ptrdiff_t>(sizeof(*image.at(0, 0, 0))) == 0;
+    };
+    const bool whole = fits(input) && fits(output);
+    const bool by_rows = width >= short_row && has_rows_that_fit(input) && has_rows_that_fit(output);
+    const std::size_t limit = whole || by_rows ? most_pixels : buffered_pixels;
+    const std::size_t columns = (std::min)(width, limit);
+    const std::size_t rows = by_rows && !whole ? 1 : limit / columns;
+
     std::vector<std::uint16_t> input_buffer;
     std::vector<Sample> output_buffer;
     for (std::size_t y = 0; y < height; y += rows) {
         for (std::size_t x = 0; x < width; x += columns) {
             const std::size_t w = (std::min)(columns, width - x);
             const std::size_t h = (std::min)(rows, height - y);
-            image_view<const std::uint16_t> from = input.rectangle(x, y, w, h);
-            if (!from.is_contiguous()) {
-                const auto copy = contiguous_in(from, input_buffer);
-                copy_samples(from, copy);
-                from = copy;
+            const image_view<const std::uint16_t> source = input.rectangle(x, y, w, h);
+            auto from = source.contiguous();
+            if (!from) {
+                const auto copy = contiguous_in(input_buffer, source);
+                copy_samples(source, copy);
+                from = image_view<const std::uint16_t>(copy).contiguous();
             }
             const image_view<Sample> target = output.rectangle(x, y, w, h);
-            const image_view<Sample> to = target.is_contiguous() ? target : contiguous_in(target, output_buffer);
-            convert(from.data(), to.data(), static_cast<std::int32_t>(w * h));
-            if (to.data() != target.data()) {
-                copy_samples(image_view<const Sample>(to), target);
+            const auto to = target.contiguous();
+            const image_view<Sample> result = to ? target : contiguous_in(output_buffer, target);
+            convert(*from, to ? *to : *result.contiguous(), static_cast<std::int32_t>(w * h));
+            if (!to) {
+                copy_samples(image_view<const Sample>(result), target);
             }
         }
     }
 }
 
+// Calls work(index) for each index below count, each on a thread of its own but for the first, which is the caller's.
+// When all have ended it throws what the one of the lowest index has thrown.
+template <typename Work>
+void run_on_threads(std::size_t count, const Work& work)
+{
+    std::vector<std::exception_ptr> failures(count);
+    const auto run = [&](std::size_t index) {
+        try {
+            work(index);
+        } catch (...) {
+            failures[index] = std::current_exception(); // no exception may leave a thread
+        }
+    };
+    std::vector<std::thread> threads;
+    threads.reserve(count);
+    std::size_t started = 1;
+    try {
+        for (; started < count; ++started) {
+            threads.emplace_back(run, started);
+        }
+    } catch (const std::exception&) { // the system has no more threads
+    }
+    run(0);
+    for (std::size_t index = started; index < count; ++index) {
+        run(index);
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    for (const std::exception_ptr& failure : failures) {
+        if (failure) {
+            std::rethrow_exception(failure);
+        }
+    }
+}
+
+// How many threads are worth their start for so many pixels, of the most that are wanted (0: as many as there are
+// cores).
+inline std::size_t useful_threads(std::size_t pixels, std::size_t most)
+{
+    constexpr std::size_t fewest_pixels = 16384; // starting a thread takes as long as converting some thousand
+    const std::size_t wanted = most != 0 ? most : std::thread::hardware_concurrency();
+    return (std::max)((std::min)(wanted, pixels / fewest_pixels), std::size_t{1});
+}
+
 } // namespace detail
 
+// Calls work(index, count) for each of the `count` bands of an image (see image_view::band) at the same time, and
+// returns when all have ended:
+//
+//     kc::for_each_band(camera, 0, [&](std::size_t index, std::size_t count) {
+//         processor.transform(camera.band(index, count), screen.band(index, count), options);
+//     });
+//
+//   threads  the most threads, the caller's among them; 0 for as many as there are cores. Small images get fewer.
+//
+// When calls throw, it throws what the one of the lowest index has thrown, once all have ended.
+template <typename Sample, typename Work>
+void for_each_band(const image_view<Sample>& image, std::size_t threads, const Work& work)
+{
+    const std::size_t count = detail::useful_threads(image.width() * image.height(), threads);
+    detail::run_on_threads(count, [&](std::size_t index) { work(index, count); });
+}
+
+} // namespace KX_COLOR_VERSION_NAMESPACE
 } // namespace korvex::color
 
 #endif // KORVEX_KVI_COLOR_PROCESSING_IMAGES_HPP

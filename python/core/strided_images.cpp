@@ -43,13 +43,9 @@ bool fits_a_view(const sample_places& places, std::ptrdiff_t height, std::ptrdif
 template <typename Sample>
 kc::image_view<Sample> view_of(const sample_places& places, std::byte* data, std::ptrdiff_t width, std::ptrdiff_t rows)
 {
-    return {reinterpret_cast<Sample*>(data),
-            places.layout,
-            static_cast<std::size_t>(width),
-            static_cast<std::size_t>(rows),
-            places.channels,
-            static_cast<std::size_t>(places.row),
-            is_planar(places) ? static_cast<std::size_t>(places.channel) : 0};
+    return {reinterpret_cast<Sample*>(data),       places.layout,   static_cast<std::size_t>(width),
+            static_cast<std::size_t>(rows),        places.channels, places.row,
+            is_planar(places) ? places.channel : 0};
 }
 
 // The same kind of image, contiguous, in the buffer.

@@ -2,11 +2,15 @@
 #include "korvex_kvi_color_processing.hpp"
 #include "support/shared_library.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
+#include <cstdio>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <optional>
+#include <string>
 
 namespace {
 
@@ -47,6 +51,23 @@ TEST(loading, a_library_that_lacks_a_function_is_refused)
     } catch (const std::runtime_error& refusal) {
         EXPECT_NE(std::string(refusal.what()).find("kx_color_transform_48_to_32"), std::string::npos);
     }
+}
+
+// A host would call functions that the library does not have as it knows them.
+TEST(loading, a_library_of_another_version_is_refused)
+{
+    std::ifstream original(KX_LIBRARY, std::ios::binary);
+    std::string bytes{std::istreambuf_iterator<char>(original), std::istreambuf_iterator<char>()};
+    const std::string mark = "@(#)korvex_kvi_color_processing ";
+    const std::size_t place = bytes.find(mark + KX_COLOR_PROCESSING_VERSION);
+    ASSERT_NE(place, std::string::npos);
+    bytes[place + mark.size()] = '2';
+    const std::string name = testing::TempDir() + "version_2.so";
+    std::ofstream(name, std::ios::binary) << bytes;
+    const kx_test::shared_library file(name.c_str());
+    EXPECT_THAT([&] { kc::function_table::found_by([&](const char* name) { return file.address_of(name); }); },
+                testing::ThrowsMessage<std::runtime_error>(testing::HasSubstr("has the version 2.")));
+    std::remove(name.c_str());
 }
 
 } // namespace

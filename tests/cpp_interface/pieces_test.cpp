@@ -40,17 +40,26 @@ protected:
     std::vector<std::uint8_t> output = std::vector<std::uint8_t>(60'000);
 };
 
+// Also those of an image that lies bottom up.
 TEST_F(pieces_test, long_rows_take_a_call_each_where_they_are)
 {
-    const kc::image_view from(input.data(), kc::pixel_layout::interleaved_bgr, 2'000, 5, 3, 12'010);
+    const kc::image_view from(input.data() + 4 * 6'005, kc::pixel_layout::interleaved_bgr, 2'000, 5, 3, -12'010);
     const kc::image_view to(output.data(), kc::pixel_layout::interleaved_bgr, 2'000, 5);
     processor.transform(from, to);
     ASSERT_EQ(calls.size(), 5U);
     for (std::size_t y = 0; y < 5; ++y) {
-        EXPECT_EQ(calls[y].from, from.row(y));
-        EXPECT_EQ(calls[y].to, to.row(y));
+        EXPECT_EQ(calls[y].from, input.data() + 6'005 * (4 - y));
+        EXPECT_EQ(calls[y].to, output.data() + 6'000 * y);
         EXPECT_EQ(calls[y].pixels, 2'000);
     }
+}
+
+// However long a row is.
+TEST_F(pieces_test, buffers_stay_small)
+{
+    const kc::image_view from(input.data(), kc::channel_order::bgr, 9'000, 1, 3, {0, 12, 4});
+    processor.transform(from, kc::image_view(output.data(), kc::pixel_layout::interleaved_bgr, 9'000, 1));
+    EXPECT_EQ(calls.size(), 3U);
 }
 
 // Millions of calls would take longer than copying.

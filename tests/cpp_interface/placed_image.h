@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdlib>
 #include <ostream>
 #include <vector>
 
@@ -12,9 +13,11 @@ namespace kx_test {
 
 namespace kc = korvex::color;
 
-enum class place { alone, pitched, in_a_larger_image, planes_row_by_row };
+enum class place { alone, bottom_up, in_a_larger_image, planes_row_by_row, three_planes, scattered };
 
-inline constexpr place places[] = {place::alone, place::pitched, place::in_a_larger_image, place::planes_row_by_row};
+inline constexpr place places[] = {
+    place::alone,        place::bottom_up, place::in_a_larger_image, place::planes_row_by_row,
+    place::three_planes, place::scattered};
 inline constexpr kc::pixel_layout layouts[] = {kc::pixel_layout::planar_bgr, kc::pixel_layout::interleaved_bgr,
                                                kc::pixel_layout::interleaved_rgb};
 
@@ -35,56 +38,80 @@ inline std::ostream& operator<<(std::ostream& stream, const image_kind& kind)
 template <typename Sample>
 class placed_image {
 public:
-    explicit placed_image(const image_kind& kind)
-        : kind_(kind), planar_(kind.layout == kc::pixel_layout::planar_bgr), step_(planar_ ? 1 : kind.channels)
+    explicit placed_image(const image_kind& kind) : kind_(kind)
     {
-        std::size_t rows = kind.height;
-        pitch_ = kind.width * step_;
-        if (kind.where == place::pitched) {
-            pitch_ += 5;
-        } else if (kind.where == place::in_a_larger_image) {
-            first_column_ = 3;
-            first_row_ = 2;
+        const bool planar = kind.layout == kc::pixel_layout::planar_bgr;
+        const auto width = static_cast<std::ptrdiff_t>(kind.width);
+        const auto height = static_cast<std::ptrdiff_t>(kind.height);
+        const auto channels = static_cast<std::ptrdiff_t>(kind.channels);
+        column_ = planar ? 1 : channels;
+        row_ = width * column_;
+        std::ptrdiff_t rows = height;
+        if (kind.where == place::in_a_larger_image) {
+            row_ += 7 * column_;
             rows += 4;
-            pitch_ += 7 * step_;
+            origin_ = 2 * row_ + 3 * column_;
+        } else if (kind.where == place::bottom_up) {
+            row_ = -row_ - 5;
+            origin_ = (1 - height) * row_;
         }
-        plane_pitch_ = pitch_ * rows;
-        if (kind.where == place::planes_row_by_row && planar_) {
-            plane_pitch_ = kind.width + 1;
-            pitch_ = plane_pitch_ * kind.channels;
+        channel_ = planar ? std::max(row_, -row_) * rows : 1;
+        if (kind.where == place::planes_row_by_row && planar) {
+            channel_ = width + 1;
+            row_ = channel_ * channels;
+        } else if (kind.where == place::three_planes && kind.channels == 3) { // of which red comes first
+            column_ = 1;
+            row_ = width + 2;
+            channel_ = -row_ * height - 3;
+            origin_ = -2 * channel_;
+        } else if (kind.where == place::scattered) { // mirrored, and every second column
+            channel_ = planar ? -2 * width * height : -1;
+            column_ = planar ? -2 : -2 * channels;
+            row_ = width * -column_;
+            origin_ = row_ + column_ / 2 - (channels - 1) * channel_;
         }
-        memory_.assign(pitch_ * rows * kind.channels, untouched);
+        memory_.assign(static_cast<std::size_t>(height * width * channels * 2 + std::abs(row_) * (height + 6) * 4),
+                       untouched);
     }
 
     [[nodiscard]] kc::image_view<Sample> view()
     {
-        const auto make = [&](std::size_t w, std::size_t h, std::size_t pitch = 0, std::size_t plane_pitch = 0) {
-            return kc::image_view<Sample>(memory_.data(), kind_.layout, w, h, static_cast<int>(kind_.channels),
-                                          pitch * sizeof(Sample), plane_pitch * sizeof(Sample));
-        };
-        const std::size_t width = kind_.width;
-        const std::size_t height = kind_.height;
-        switch (kind_.where) {
-        case place::pitched:
-            return make(width, height, pitch_);
-        case place::in_a_larger_image:
-            return make(width + 7, height + 4).rectangle(3, 2, width, height);
-        case place::planes_row_by_row:
-            return make(width, height, pitch_, plane_pitch_);
-        default:
-            return make(width, height);
+        const auto bytes = [](std::ptrdiff_t samples) { return samples * static_cast<std::ptrdiff_t>(sizeof(Sample)); };
+        const auto channels = static_cast<int>(kind_.channels);
+        if (kind_.where == place::in_a_larger_image) {
+            return kc::image_view<Sample>(memory_.data(), kind_.layout, kind_.width + 7, kind_.height + 4, channels)
+                .rectangle(3, 2, kind_.width, kind_.height);
         }
+        if (kind_.where == place::three_planes && kind_.channels == 3) {
+            return {&at(0, 0, 0), &at(0, 0, 1), &at(0, 0, 2), kind_.width, kind_.height, bytes(row_)};
+        }
+        if (kind_.where == place::scattered) {
+            const bool rgb = kind_.layout == kc::pixel_layout::interleaved_rgb;
+            return {&at(0, 0, rgb ? 2 : 0),
+                    rgb ? kc::channel_order::rgb : kc::channel_order::bgr,
+                    kind_.width,
+                    kind_.height,
+                    channels,
+                    {bytes(row_), bytes(column_), bytes(channel_)}};
+        }
+        const bool row_by_row = kind_.where == place::planes_row_by_row;
+        return {memory_.data() + origin_,
+                kind_.layout,
+                kind_.width,
+                kind_.height,
+                channels,
+                kind_.where == place::alone ? 0 : bytes(row_),
+                row_by_row ? bytes(channel_) : 0};
     }
 
     // Channels count blue, green, red, fourth in every layout.
     Sample& at(std::size_t x, std::size_t y, std::size_t channel)
     {
-        const std::size_t row = (y + first_row_) * pitch_ + (x + first_column_) * step_;
-        if (planar_) {
-            return memory_[channel * plane_pitch_ + row];
-        }
-        const bool swapped = kind_.layout == kc::pixel_layout::interleaved_rgb && channel < 3;
-        return memory_[row + (swapped ? 2 - channel : channel)];
+        const bool swapped = kind_.layout == kc::pixel_layout::interleaved_rgb && channel < 3
+                             && !(kind_.where == place::three_planes && kind_.channels == 3);
+        return memory_.at(static_cast<std::size_t>(
+            origin_ + static_cast<std::ptrdiff_t>(y) * row_ + static_cast<std::ptrdiff_t>(x) * column_
+            + static_cast<std::ptrdiff_t>(swapped ? 2 - channel : channel) * channel_));
     }
 
     // Calls visit(sample, its number in an image of interleaved bgr pixels).
@@ -121,12 +148,10 @@ private:
     static constexpr auto untouched = static_cast<Sample>(0xA5A5);
 
     image_kind kind_;
-    bool planar_;
-    std::size_t step_;
-    std::size_t pitch_; // in samples, like the others
-    std::size_t plane_pitch_;
-    std::size_t first_row_ = 0;
-    std::size_t first_column_ = 0;
+    std::ptrdiff_t origin_ = 0; // in samples, as the distances that follow
+    std::ptrdiff_t row_ = 0;
+    std::ptrdiff_t column_ = 0;
+    std::ptrdiff_t channel_ = 0;
     std::vector<Sample> memory_;
 };
 

@@ -1,12 +1,14 @@
 // Images of every layout at every place give the pixels that one call of the C function gives for plain buffers.
 #include "cpp_interface/placed_image.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <random>
-#include <thread>
+#include <string>
 #include <vector>
 
 namespace kx_test {
@@ -94,48 +96,81 @@ TEST_F(views_test, any_image_becomes_any_other)
     }
 }
 
+// Also of one row, and of images that are too small for threads.
 TEST_F(views_test, bands_on_threads_share_one_processor)
 {
-    const std::size_t width = 301;
-    const std::size_t height = 11;
-    const std::vector<std::uint16_t> pixels = noise(width * height * 3);
-    const std::vector<std::uint8_t> expected = expected_of<std::uint8_t>(pixels, 4);
-    for (const kc::pixel_layout layout : layouts) {
-        for (const std::size_t count : {1U, 3U, 4U, 16U}) { // also more bands than rows
-            placed_image<std::uint16_t> input({layout, place::in_a_larger_image, width, height, 3});
-            input.for_each_sample([&](std::uint16_t& sample, std::size_t n) { sample = pixels[n]; });
-            placed_image<std::uint8_t> output({layout, place::alone, width, height, 4});
-            const kc::image_view<const std::uint16_t> from = input.view();
-            const kc::image_view<std::uint8_t> to = output.view();
-            std::vector<std::thread> threads;
-            for (std::size_t band = 0; band < count; ++band) {
-                threads.emplace_back(
-                    [&, band] { processor.transform(from.band(band, count), to.band(band, count), options); });
-            }
-            for (std::thread& thread : threads) {
-                thread.join();
-            }
-            EXPECT_TRUE(output.holds_just(expected)) << count << " bands";
-        }
+    for (const auto& [width, height] : {std::pair{301, 311}, std::pair{90'000, 1}, std::pair{3, 3}}) {
+        const image_kind kind{kc::pixel_layout::planar_bgr, place::in_a_larger_image, static_cast<std::size_t>(width),
+                              static_cast<std::size_t>(height), 3};
+        const std::vector<std::uint16_t> pixels = noise(kind.width * kind.height * 3);
+        placed_image<std::uint16_t> input(kind);
+        input.for_each_sample([&](std::uint16_t& sample, std::size_t n) { sample = pixels[n]; });
+        placed_image<std::uint8_t> output({kind.layout, place::alone, kind.width, kind.height, 4});
+        const kc::image_view<const std::uint16_t> from = input.view();
+        const kc::image_view<std::uint8_t> to = output.view();
+        std::atomic<std::size_t> most{0};
+        kc::for_each_band(from, 5, [&](std::size_t band, std::size_t count) {
+            most = count;
+            processor.transform(from.band(band, count), to.band(band, count), options);
+        });
+        EXPECT_TRUE(output.holds_just(expected_of<std::uint8_t>(pixels, 4))) << width;
+        EXPECT_EQ(most, width > 3 ? 5U : 1U);
     }
+}
+
+TEST_F(views_test, what_bands_throw_comes_when_all_have_ended)
+{
+    std::vector<std::uint16_t> samples(3'000'000);
+    const kc::image_view image(samples.data(), kc::pixel_layout::interleaved_bgr, 1'000, 1'000);
+    std::atomic<int> ended{0};
+    const auto convert = [&] {
+        kc::for_each_band(image, 4, [&](std::size_t band, std::size_t /*count*/) {
+            ++ended;
+            if (band > 1) {
+                throw std::runtime_error(std::to_string(band));
+            }
+        });
+    };
+    EXPECT_THAT(convert, testing::ThrowsMessage<std::runtime_error>("2"));
+    EXPECT_EQ(ended, 4);
 }
 
 TEST_F(views_test, bands_make_up_the_image)
 {
     std::uint16_t samples[33];
-    const kc::image_view image(samples, kc::pixel_layout::interleaved_bgr, 1, 11);
-    for (const std::size_t count : {1U, 3U, 4U, 16U}) { // also more bands than rows
-        std::size_t row = 0;
-        for (std::size_t band = 0; band < count; ++band) {
-            const auto part = image.band(band, count);
-            if (part.height() > 0) {
-                EXPECT_EQ(part.data(), image.row(row));
+    const struct {
+        std::size_t width;
+        std::size_t height;
+    } sizes[] = {{1, 11}, {11, 1}};
+    for (const auto& [width, height] : sizes) {
+        const kc::image_view image(samples, kc::pixel_layout::interleaved_bgr, width, height);
+        for (const std::size_t count : {1U, 3U, 4U, 16U}) { // also more bands than rows
+            std::size_t done = 0;
+            for (std::size_t band = 0; band < count; ++band) {
+                const auto part = image.band(band, count);
+                if (!part.empty()) {
+                    EXPECT_EQ(part.at(0, 0, 0), samples + 3 * done);
+                }
+                const std::size_t pixels = part.width() * part.height();
+                EXPECT_LE(pixels - 11 / count, 1U) << "bands differ by one row at most";
+                done += pixels;
             }
-            EXPECT_LE(part.height() - 11 / count, 1U) << "bands differ by one row at most";
-            row += part.height();
+            EXPECT_EQ(done, 11U);
         }
-        EXPECT_EQ(row, 11U);
     }
+}
+
+// Frames behind a header of odd length.
+TEST_F(views_test, samples_at_odd_addresses)
+{
+    const std::vector<std::uint16_t> pixels = noise(37 * 200 * 3);
+    std::vector<unsigned char> memory(pixels.size() * 2 + 1);
+    std::memcpy(memory.data() + 1, pixels.data(), pixels.size() * 2);
+    std::vector<std::uint16_t> result(pixels.size());
+    processor.transform(kc::image_view(reinterpret_cast<const std::uint16_t*>(memory.data() + 1),
+                                       kc::pixel_layout::interleaved_bgr, 37, 200),
+                        kc::image_view(result.data(), kc::pixel_layout::interleaved_bgr, 37, 200), options);
+    EXPECT_EQ(result, expected_of<std::uint16_t>(pixels, 3));
 }
 
 } // namespace
