@@ -487,6 +487,10 @@ void convert_in_pieces(const image_view<const std::uint16_t>& input, const image
 template <typename Work>
 void run_on_threads(std::size_t count, const Work& work)
 {
+    if (count == 1) {
+        work(std::size_t{0});
+        return;
+    }
     std::vector<std::exception_ptr> failures(count);
     const auto run = [&](std::size_t index) {
         try {
