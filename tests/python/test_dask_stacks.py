@@ -1,8 +1,8 @@
-"""The example examples/dask_stacks.py: whole recordings, killed workers, killed runs, and what it refuses."""
+"""The example examples/dask_stacks.py: whole recordings, killed workers and runs, stacks that grow or change."""
 
+import json
 import os
 import pathlib
-import signal
 import subprocess
 import sys
 import time
@@ -17,8 +17,24 @@ import zarr
 import korvex_color as kc
 
 EXAMPLE = pathlib.Path(__file__).parents[2] / "examples/dask_stacks.py"
+sys.path.insert(0, str(EXAMPLE.parent))
+import dask_stacks
+
 PROFILE = kc.Profile(bits=12, black_level=(64, 63, 65), matrix=np.eye(3) * 1.1, tone_curve="srgb", output_depth=8)
-STACK = np.random.default_rng(7).integers(0, 4096, (600, 40, 60, 3), dtype=np.uint16)
+STACK = np.random.default_rng(7).integers(0, 4096, (200, 10, 12, 3), dtype=np.uint16)
+
+
+@pytest.fixture(scope="module")
+def cluster(tmp_path_factory):
+    os.environ["PYTHONPATH"] = os.pathsep.join([str(EXAMPLE.parent), os.environ["PYTHONPATH"]])
+    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None,
+                                  local_directory=tmp_path_factory.mktemp("dask")) as cluster:
+        yield cluster
+
+
+@pytest.fixture(params=["zarr", "tiff"])
+def kind(request):
+    return request.param
 
 
 @pytest.fixture
@@ -29,140 +45,193 @@ def recording(tmp_path):
     return folder
 
 
+@pytest.fixture
+def command(recording, kind):
+    """The example's, which makes parts of one page."""
+    beside = recording.parent
+    return [*map(str, [EXAMPLE, recording, beside / kind, "--profile", beside / "camera.json", "--format", kind,
+                       "--part-size", "0"])]
+
+
+@pytest.fixture
+def run(cluster, command, monkeypatch, capsys):
+    """The example in this process, on the cluster; `meanwhile` is called when the first part has been converted."""
+    def run(meanwhile=lambda: None):
+        def completed(futures):
+            for number, future in enumerate(distributed.as_completed(futures)):
+                if number == 0:
+                    meanwhile()
+                yield future
+
+        monkeypatch.setattr(dask_stacks, "as_completed", completed)
+        monkeypatch.setattr(sys, "argv", [*command, "--scheduler", cluster.scheduler_address])
+        try:
+            return dask_stacks.main(), capsys.readouterr().err
+        except SystemExit as refused:
+            return refused.code, capsys.readouterr().err
+
+    return run
+
+
 def save(file, pages, **options):
     tifffile.imwrite(file, pages, photometric="rgb", **options)
 
 
-def start(recording, kind, *options):
-    """The example, which writes to the folder `kind` beside the recording, a page at a time."""
-    beside = recording.parent
-    command = [sys.executable, EXAMPLE, recording, beside / kind, "--profile", beside / "camera.json", "--format", kind,
-               "--part-size", "0", *options]
-    return subprocess.Popen([*map(str, command)], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
-                            cwd=beside, env={**os.environ, "DASK_TEMPORARY_DIRECTORY": str(beside)})
+def save_by_pages(file, pages, **options):
+    with tifffile.TiffWriter(file) as writer:
+        for page in pages:
+            writer.write(page, photometric="rgb", contiguous=False, **options)
 
 
-def finish(*arguments):
-    process = start(*arguments)
-    out, errors = process.communicate(timeout=300)
-    return process.returncode, out, errors
+def pictures(folder, name):
+    if folder.name == "tiff":
+        return tifffile.imread(folder / f"{name}.tif")
+    return np.moveaxis(zarr.open(str(folder), "r")[f"{name}.zarr/0"][:], 1, -1)
 
 
-def pictures(folder, kind, name):
-    return zarr.open(str(folder), "r")[name][:] if kind == "zarr" else tifffile.imread(folder / f"{name}.tif")
-
-
-def finished_parts(folder):
+def parts(folder):
     """When each of the finished parts was put down."""
     return {file: file.stat().st_mtime_ns for file in folder.rglob(".progress/**/*") if file.name.isdigit()}
 
 
-def workers_of(process):
-    found = [child for child in psutil.Process(process.pid).children(recursive=True)
-             if "spawn_main" in " ".join(child.cmdline())]
-    assert len(found) == 2
-    return found
+def begun(folder):
+    return [path.name for path in folder.rglob("*.incomplete")]
 
 
 def stopped_after(process, folder, count):
     """The workers, stopped when `count` more parts are finished."""
-    count += len(finished_parts(folder))
-    while len(finished_parts(folder)) < count:
+    count += len(parts(folder))
+    while len(parts(folder)) < count:
         assert process.poll() is None, process.communicate()
         time.sleep(0.005)
-    workers = workers_of(process)
+    workers = [child for child in psutil.Process(process.pid).children(recursive=True)
+               if "spawn_main" in " ".join(child.cmdline())]
+    assert len(workers) == 2
     for worker in workers:
         worker.suspend()
-    assert len(finished_parts(folder)) < len(STACK) - 40, "It was over too soon to be killed in the middle."
+    assert len(parts(folder)) < len(STACK) - 20, "It was over too soon to be killed in the middle."
     return workers
 
 
-@pytest.mark.parametrize("kind", ["zarr", "tiff"])
-def test_kills(recording, kind):
+def test_kills(recording, command, run, kind):
     save(recording / "day 1/a.tif", STACK)
     folder = recording.parent / kind
-    process = start(recording, kind)
+    process = subprocess.Popen([sys.executable, *command], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                               env={**os.environ, "DASK_TEMPORARY_DIRECTORY": str(recording.parent)})
     killed, other = stopped_after(process, folder, 10)
-    before = finished_parts(folder)
+    before = parts(folder)
     killed.kill()
     other.resume()
-
-    workers = stopped_after(process, folder, 30)
-    process.send_signal(signal.SIGKILL)
-    process.wait()
+    workers = stopped_after(process, folder, 20)
+    process.kill()
     for worker in workers:
         worker.resume()
-    _, left = psutil.wait_procs(workers, timeout=60)
-    assert not left
-    between = finished_parts(folder)
-    assert before.items() <= between.items() and len(between) < len(STACK)
-    assert not (folder / "day 1/a.tif").exists()
+    assert b"Dashboard: http://" in process.communicate()[0]
+    assert not psutil.wait_procs(workers, timeout=60)[1]
+    between = parts(folder)
+    assert before.items() <= between.items() and len(between) < len(STACK) and len(begun(folder)) == 1
 
-    code, out, errors = finish(recording, kind)
-    assert code == 0, errors
-    assert "Dashboard: http://" in out
-    parts = finished_parts(folder)
-    assert between.items() <= parts.items() and len(parts) == len(STACK)
-    assert np.array_equal(pictures(folder, kind, "day 1/a"), PROFILE.apply(STACK))
-    assert not [*folder.rglob("*.partial"), *folder.rglob("*.incomplete"), *folder.rglob("*.new")]
-    if kind == "tiff":  # as if it had been killed before this last step
-        (folder / "day 1/a.tif").rename(folder / "day 1/a.tif.incomplete")
-    assert finish(recording, kind) == (0, "", "")  # without a cluster
-    assert len(pictures(folder, kind, "day 1/a")) == len(STACK)
+    assert run() == (0, "")
+    assert between.items() <= parts(folder).items() and len(parts(folder)) == len(STACK)
+    assert np.array_equal(pictures(folder, "day 1/a"), PROFILE.apply(STACK))
+    assert not [*folder.rglob("*.partial"), *begun(folder), *folder.rglob("*.new")]
+    [made] = folder.glob("day 1/a.*")
+    made.rename(f"{made}.incomplete")  # as if it had been killed before this last step
+    assert run() == (0, "") and made.exists()
 
 
-@pytest.mark.parametrize("kind", ["zarr", "tiff"])
-def test_stacks_of_all_kinds(recording, kind, tmp_path):
-    some = STACK[:5]
+def test_stacks_of_all_kinds(recording, run, kind):
+    some = STACK[:6]
     save(recording / "flat.tif", some, resolution=(300, 200), resolutionunit="CENTIMETER")
     save(recording / "day 1/packed.tif", some, compression="zlib")
     save(recording / "day 1/planes.tiff", np.moveaxis(some, -1, 1), planarconfig="separate")
     save(recording / "big.endian.tif", some, byteorder=">")
     save(recording / "one.tif", some[0])
-    save(recording / "once.tif", some.reshape(5, 1, *some.shape[1:]), truncate=True)  # with one directory
-    good = ["flat", "day 1/packed", "day 1/planes", "big.endian", "one", "once"]
-    save(recording / "too_bright.tif", np.where(np.arange(5)[:, None, None, None] == 3, np.uint16(4096), some))
+    save(recording / "once.tif", some, truncate=True)  # with one directory
+    save(recording / "deep.tif", some.reshape(3, 2, *some.shape[1:]), ome=True,
+         metadata={"axes": "ZTYXS", "PhysicalSizeX": 2, "PhysicalSizeXUnit": "mm", "PhysicalSizeY": 0.5,
+                   "PhysicalSizeZ": 4, "TimeIncrement": 250, "TimeIncrementUnit": "ms"})
+    save_by_pages(recording / "apart.tif", some)
+    save(recording / "bright.tif", np.where(np.arange(6)[:, None, None, None] % 4 == 3, np.uint16(4096), some))
     tifffile.imwrite(recording / "grey.tif", some[..., 0])
     (recording / "broken.tif").write_bytes((recording / "flat.tif").read_bytes()[:100])
     save(recording / "one.tiff", some[0])
-    with distributed.LocalCluster(n_workers=1, threads_per_worker=2, dashboard_address=None,
-                                  local_directory=tmp_path) as cluster:
-        code, _, errors = finish(recording, kind, "--scheduler", cluster.scheduler_address)
-        assert (code, len(errors.splitlines())) == (1, 4), errors
-        for name in good:
-            wanted = PROFILE.apply(some[:1] if name == "one" else some)
-            assert np.array_equal(pictures(recording.parent / kind, kind, name).reshape(wanted.shape), wanted), name
-    for problem in ["too_bright.tif: the part from page 3: frame", "grey.tif: its pages are not all",
-                    "broken.tif: ", "one.tiff: another stack has the same name"]:
+    code, errors = run()
+    assert (code, len(errors.splitlines())) == (1, 4), errors
+    for problem in ["bright.tif: pages 3 to 3: frame", "grey.tif: its pages are not RGB", "broken.tif: ",
+                    "one.tiff: another stack has the same name"]:
         assert f"{recording}/{problem}" in errors
-    bright = [part for part in finished_parts(recording.parent / kind) if part.parent.name == "too_bright.tif"]
-    assert sorted(part.name for part in bright) == ["0", "1", "2", "4"]
-    if kind == "tiff":
-        assert not (recording.parent / kind / "too_bright.tif").exists()
-        with tifffile.TiffFile(recording.parent / kind / "flat.tif") as file:
-            assert (file.pages[0].resolution, file.pages[0].resolutionunit) == ((300, 200), 3)
-
-
-@pytest.mark.parametrize("kind", ["zarr", "tiff"])
-def test_what_is_refused(recording, kind):
     folder = recording.parent / kind
-    (recording / "a.tif.incomplete").touch()
-    code, _, errors = finish(recording, kind)
-    assert code == 2 and "has no TIFF stacks" in errors
-    save(recording / "a.TIF", STACK[:3])
-    process = subprocess.run([sys.executable, EXAMPLE, recording, recording / "pictures", "--profile",
-                              recording.parent / "camera.json"], capture_output=True, text=True)
-    assert process.returncode == 2 and "outside the recording" in process.stderr
+    for name in ["flat", "day 1/packed", "day 1/planes", "big.endian", "one", "once", "deep", "apart"]:
+        wanted, made = PROFILE.apply(some[:1] if name == "one" else some), pictures(folder, name)
+        if (name, kind) == ("deep", "zarr"):
+            made = np.moveaxis(made, 1, 0)  # time comes first there
+        assert np.array_equal(made.reshape(wanted.shape), wanted), name
+    assert begun(folder) == ["bright.tif.incomplete" if kind == "tiff" else "bright.zarr.incomplete"]
+    assert {part.name for part in parts(folder) if part.parent.name == "bright.tif"} == {*"01245"}
+    if kind == "tiff":
+        for name, resolution in {"flat": (300, 200), "deep": (5, 20000)}.items():
+            with tifffile.TiffFile(folder / f"{name}.tif") as file:
+                assert (file.pages[0].resolution, file.pages[0].resolutionunit) == (resolution, 3)
+        return
+    [failed] = zarr.open(str(folder), "r")["bright.zarr.incomplete"].attrs["failed_pages"]
+    assert (failed["first"], failed["last"]) == (3, 3) and "beyond" in failed["reason"]
+    for name, axes, scale in [("flat", "tcyx", [1, 1, 50, 1e4 / 300]), ("deep", "tczyx", [0.25, 1, 4, 0.5, 2000])]:
+        [image] = json.loads((folder / f"{name}.zarr/.zattrs").read_text())["multiscales"]
+        assert "".join(axis["name"] for axis in image["axes"]) == axes
+        assert image["datasets"][0]["coordinateTransformations"] == [{"type": "scale", "scale": pytest.approx(scale)}]
+    assert [axis.get("unit") for axis in image["axes"]] == ["second", None, *["micrometer"] * 3]
 
-    assert finish(recording, kind)[0] == 0
-    before = pictures(folder, kind, "a")
+
+@pytest.mark.parametrize("write, options", [(save, {}), (save_by_pages, {"metadata": None})])
+def test_growing_stacks(recording, run, kind, write, options):
+    file, folder, done = recording / "a.tif", recording.parent / kind, {}
+    write(file, STACK[:6], **options)
+    content = file.read_bytes()
+    file.write_bytes(content[:1500])  # always in the middle of a page
+    for length in [2200, 3000]:
+        code, errors = run(lambda: file.write_bytes(content[:length]))
+        assert code == 3 and "still grows, or was cut short" in errors
+        assert len(begun(folder)) == 1 and done.items() < parts(folder).items()
+        done = parts(folder)
+    for pages in [6, 9] if write is save_by_pages else [6]:  # a stack that was complete goes on, too
+        write(file, STACK[:pages], **options)
+        assert run() == (0, "")
+        assert done.items() < parts(folder).items() and len(parts(folder)) == pages
+        assert np.array_equal(pictures(folder, "a"), PROFILE.apply(STACK[:pages])) and not begun(folder)
+
+
+@pytest.mark.parametrize("change, says", [
+    (lambda file, _: os.truncate(file, 3000), "a.tif: "),
+    (lambda file, _: save(file, STACK[6:12]), "it was changed while"),  # of the same size
+    (lambda file, _: save(file, STACK[50:90]), "it was changed while"),
+    (lambda file, _: file.unlink(), "No such file"),
+    (lambda _, folder: next(iter(parts(folder))).unlink(), "the records of some parts are gone: run this again")])
+def test_what_changes_meanwhile(recording, run, kind, change, says):
+    file, folder = recording / "a.tif", recording.parent / kind
+    save(file, STACK[:6])
+    code, errors = run(lambda: change(file, folder))
+    assert code == 1 and says in errors and len(begun(folder)) == 1
+    code, errors = run()
+    assert code == (0 if "again" in says else 2 if not file.exists() else 1)
+    assert len(begun(folder)) == (code != 0)
+
+
+def test_what_is_refused(recording, command, run, kind):
+    folder = recording.parent / kind
+    assert run()[0] == 2  # there are no stacks
+    save(recording / "a.TIF", STACK[:3])
+    command[2] = str(recording / "pictures")
+    code, errors = run()
+    assert code == 2 and "outside the recording" in errors
+    command[2] = str(folder)
+    assert run()[0] == 0
+    before = pictures(folder, "a")
+    os.utime(recording / "a.TIF")
+    assert "it has changed since it was begun" in run()[1]
     PROFILE.replace(bits=14).save(recording.parent / "camera.json")
-    code, _, errors = finish(recording, kind)
-    assert code == 1 and "it or the profile has changed" in errors
+    assert "the profile has changed since it was begun" in run()[1]
     (folder / ".progress").rename(recording.parent / "elsewhere")
-    code, _, errors = finish(recording, kind)
+    code, errors = run()
     assert code == 1 and "does not come from here" in errors
-    assert np.array_equal(pictures(folder, kind, "a"), before)
-    (recording.parent / "camera.json").write_text("{}")
-    code, _, errors = finish(recording, kind)
-    assert code == 2 and "camera.json" in errors
+    assert np.array_equal(pictures(folder, "a"), before)
