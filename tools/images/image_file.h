@@ -1,8 +1,8 @@
 // Image files as the color processing library wants them: 16-bit RGB in, 16- or 8-bit samples out.
 //
 // Reads TIFF (any libtiff compression, strips or tiles, contiguous or separate planes, several pages) and
-// PNG; writes TIFF and PNG. 16-bit samples in memory are the samples in the file; 8-bit samples are read times
-// 257, so that white stays white, and a fourth sample that says nothing is left out.
+// PNG; writes TIFF and PNG. Samples in memory are the samples in the file, and a fourth sample that says nothing is left
+// out.
 #pragma once
 
 #include "files/file_error.h"
@@ -39,7 +39,7 @@ struct image {
     unsigned channels = 3; // 3, or 4 in images to be written
     arrangement layout = arrangement::interleaved_rgb;
     std::uint16_t orientation = 1; // as in TIFF: 1 is the first row on top, the first column left
-    bool was_8_bit = false;        // in the file that was read
+    bool was_8_bit = false;        // in the file that was read: samples from 0 to 255
     std::vector<Sample> samples;
     metadata about;
 

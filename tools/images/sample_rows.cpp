@@ -31,7 +31,7 @@ void sample_rows::take(std::size_t rows)
     }
 }
 
-// The full range of 8 bits becomes the full range of 16.
+// A fourth sample is judged by the full range of 16 bits.
 template <typename Sample>
 void sample_rows::widen(const Sample* from, std::size_t rows)
 {
@@ -46,7 +46,7 @@ void sample_rows::widen(const Sample* from, std::size_t rows)
     page_.samples.resize(std::max(page_.samples.size(), used_ + rows * page_.width * kept));
     for (; from < end; from += components_) {
         for (std::size_t component = 0; component < kept; ++component) {
-            page_.samples[used_++] = wide(from[component]);
+            page_.samples[used_++] = from[component];
         }
         if (components_ == 4) {
             fourth_.add(wide(from[3]));

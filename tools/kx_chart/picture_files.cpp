@@ -2,7 +2,6 @@
 
 #include <png.h>
 
-#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -11,13 +10,8 @@ namespace kx::chart {
 images::image_16 read_photograph(const std::filesystem::path& file, int bits)
 {
     images::image_16 picture = images::open_image(file)->read_page();
-    if (picture.was_8_bit) {
-        if (bits != 8) {
-            throw images::image_error(file, "has samples of 8 bits, not of " + std::to_string(bits));
-        }
-        constexpr std::uint16_t widened = 257; // the reader's factor
-        std::ranges::transform(picture.samples, picture.samples.begin(),
-                               [](std::uint16_t sample) { return static_cast<std::uint16_t>(sample / widened); });
+    if (picture.was_8_bit && bits != 8) {
+        throw images::image_error(file, "has samples of 8 bits, not of " + std::to_string(bits));
     }
     return picture;
 }

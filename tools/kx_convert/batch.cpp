@@ -29,11 +29,11 @@ outcome convert_one(const conversion_run& run, const file_task& task, unsigned t
 
 bool convert_all(const settings& wanted)
 {
-    const transform_plan plan = make_plan(wanted);
+    const korvex::color::library library;
+    color_conversions conversions(library, wanted, make_camera(wanted));
     const std::vector<file_task> tasks = list_tasks(wanted);
     console messages(wanted.quiet);
-    const color_module module;
-    const conversion_run run{wanted, plan, module, messages, tasks.size() == 1};
+    const conversion_run run{wanted, library, conversions, messages, tasks.size() == 1};
     if (tasks.size() == 1) {
         convert_file(run, tasks.front(), wanted.threads);
         return true;

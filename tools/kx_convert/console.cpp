@@ -1,56 +1,59 @@
 #include "console.h"
 
-#include <iostream>
+#include "system.h"
 
-#include <unistd.h>
+#include <iostream>
 
 namespace kx::convert {
 
-// A bar in a log file helps nobody.
+// A count that changes in a log file helps nobody.
 void console::begin_progress(unsigned long steps)
 {
-    if (steps > 1 && !quiet_ && isatty(STDERR_FILENO) != 0) {
-        bar_ = std::make_unique<boost::timer::progress_display>(steps, std::cerr);
-    }
+    steps_ = steps > 1 && !quiet_ && standard_error_is_terminal() ? steps : 0;
+    done_ = 0;
 }
 
 void console::step()
 {
     const std::lock_guard lock(guard_);
-    if (bar_ != nullptr && ++*bar_ == bar_->expected_count()) {
-        bar_.reset(); // it has ended its line itself
+    if (steps_ > 0) {
+        std::cerr << '\r' << ++done_ << " of " << steps_ << std::flush;
+        if (done_ == steps_) {
+            end_progress();
+        }
     }
 }
 
 void console::end_progress()
 {
-    if (bar_ != nullptr) {
+    if (steps_ > 0 && done_ > 0) {
         std::cerr << '\n';
-        bar_.reset();
     }
+    steps_ = 0;
+}
+
+void console::say(std::ostream& stream, const std::string& text)
+{
+    const std::lock_guard lock(guard_);
+    end_progress();
+    stream << text << std::flush;
 }
 
 void console::warn(const std::string& text)
 {
     if (!quiet_) {
-        const std::lock_guard lock(guard_);
-        end_progress();
-        std::cerr << "kx_convert: warning: " << text << '\n';
+        say(std::cerr, "kx_convert: warning: " + text + '\n');
     }
 }
 
 void console::error(const std::string& text)
 {
-    const std::lock_guard lock(guard_);
-    end_progress();
-    std::cerr << "kx_convert: " << text << '\n';
+    say(std::cerr, "kx_convert: " + text + '\n');
 }
 
 void console::inform(const std::string& text)
 {
-    const std::lock_guard lock(guard_);
-    end_progress();
-    std::cout << text << std::flush;
+    say(std::cout, text);
 }
 
 } // namespace kx::convert

@@ -1,9 +1,7 @@
 // What the program says while it works: progress, warnings, errors, information.
 #pragma once
 
-#include <boost/timer/progress_display.hpp>
-
-#include <memory>
+#include <iosfwd>
 #include <mutex>
 #include <string>
 
@@ -18,7 +16,7 @@ public:
     console& operator=(const console&) = delete;
     ~console() { end_progress(); } // what others print begins on a line of its own, too
 
-    // Shows a bar that so many steps complete, if anybody watches and there is something to wait for.
+    // Counts so many steps, if anybody watches and there is something to wait for.
     void begin_progress(unsigned long steps);
     void step();
 
@@ -27,12 +25,13 @@ public:
     void inform(const std::string& text); // on standard output
 
 private:
-    // A message begins on a line of its own; the bar ends there.
-    void end_progress();
+    void say(std::ostream& stream, const std::string& text);
+    void end_progress(); // a message begins on a line of its own
 
     bool quiet_;
     std::mutex guard_;
-    std::unique_ptr<boost::timer::progress_display> bar_;
+    unsigned long steps_ = 0; // 0: none are shown
+    unsigned long done_ = 0;
 };
 
 } // namespace kx::convert

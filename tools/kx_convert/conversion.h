@@ -1,18 +1,17 @@
 // One file's conversion.
 #pragma once
 
-#include "color_library.h"
+#include "color_conversion.h"
 #include "console.h"
 #include "file_tasks.h"
-#include "transform_plan.h"
 
 namespace kx::convert {
 
 // What all files' conversions share.
 struct conversion_run {
     const settings& wanted;
-    const transform_plan& plan;
-    const color_module& module;
+    const korvex::color::library& library;
+    color_conversions& conversions;
     console& messages;
     bool steps_are_pages; // of the progress; otherwise files
 };

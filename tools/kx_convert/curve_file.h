@@ -1,8 +1,7 @@
 // Curves from files: .cube (1D), .spi1d, and plain numbers from 0 to 1.
 #pragma once
 
-#include "settings.h"
-
+#include <filesystem>
 #include <optional>
 #include <vector>
 
@@ -18,9 +17,9 @@ struct sampled_curve {
     [[nodiscard]] double operator()(double x) const;
 };
 
-// The curve of one channel (in the library's order) in the file that the option names, or nothing if the file is none
-// of these kinds: its name ends neither in .cube nor .spi1d, and no number in it has a decimal point. Files of one
-// column serve all channels. Throws option_error.
-std::optional<sampled_curve> read_curve_file(const given<std::string>& source, std::size_t channel);
+// The curve of one channel (0 red, 1 green, 2 blue) in a file, or nothing if the file is none of these kinds: its name
+// ends neither in .cube nor .spi1d, and no number in it has a decimal point. Files of one column serve all channels.
+// Throws std::runtime_error, which names the file.
+std::optional<sampled_curve> read_curve_file(const std::filesystem::path& file, std::size_t channel);
 
 } // namespace kx::convert

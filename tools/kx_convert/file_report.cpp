@@ -1,7 +1,5 @@
 #include "file_report.h"
 
-#include <boost/algorithm/string/join.hpp>
-
 #include <locale>
 #include <sstream>
 
@@ -18,6 +16,15 @@ std::string percent(double share)
     text.precision(3);
     text << 100 * share << " %";
     return text.str();
+}
+
+std::string joined(const std::set<std::string>& names)
+{
+    std::string text;
+    for (const std::string& name : names) {
+        text += (text.empty() ? "" : ", ") + name;
+    }
+    return text;
 }
 
 } // namespace
@@ -49,16 +56,12 @@ void carry_metadata(images::metadata& about, const transform_plan& plan, const i
     }
 }
 
-file_report::file_report(file_task task, const transform_plan& plan, unsigned depth)
-    : task_(std::move(task)), plan_(plan), depth_(depth)
-{
-}
-
-void file_report::add_page(const clipping& clipped, unsigned used_bits, const images::metadata& about)
+void file_report::add_page(const page_facts& facts, const images::metadata& about)
 {
     ++pages_;
-    clipped_.add(clipped);
-    used_bits_ |= used_bits;
+    sum_.clipped.add(facts.clipped);
+    sum_.used_bits |= facts.used_bits;
+    sum_.library_seconds += facts.library_seconds;
     left_out_.insert(about.left_out.begin(), about.left_out.end());
     oddities_.insert(oddities_.end(), about.warnings.begin(), about.warnings.end());
 }
@@ -75,29 +78,28 @@ void file_report::warn(console& messages) const
         messages.warn(input + oddity);
     }
     if (!left_out_.empty()) {
-        messages.warn(input + "not carried over: " + boost::algorithm::join(left_out_, ", "));
+        messages.warn(input + "not carried over: " + joined(left_out_));
     }
     const unsigned sixteenth = 1U << (depth_ - 4);
-    if (used_bits_ < sixteenth) {
+    if (sum_.used_bits < sixteenth) {
         messages.warn(input + "no output sample is above " + std::to_string(sixteenth - 1) + " of "
                       + std::to_string((1U << depth_) - 1)
                       + ": --input-bits scales what a camera with fewer bits delivers");
     }
-    const auto pixels = static_cast<double>(clipped_.pixels);
+    const auto pixels = static_cast<double>(sum_.clipped.pixels);
     for (std::size_t channel = 0; channel < channel_names.size(); ++channel) {
-        const auto check = [&](std::uint64_t count, const char* end, int limit) {
+        const auto check = [&](std::uint64_t count, const char* where) {
             if (const double share = static_cast<double>(count) / pixels; share > many) {
-                messages.warn(input + percent(share) + " of the " + channel_names[channel]
-                              + " samples are clipped: they lie " + end + " " + std::to_string(limit));
+                messages.warn(input + percent(share) + " of the " + channel_names.at(channel)
+                              + " samples are clipped: " + where);
             }
         };
-        check(clipped_.below[channel], "below", plan_.clamps[channel].minimum);
-        check(clipped_.above[channel], "above", plan_.clamps[channel].maximum);
+        check(sum_.clipped.below.at(channel), "the matrix takes them below the clamp's minimum");
+        check(sum_.clipped.above.at(channel), "the matrix takes them above the clamp's maximum");
     }
 }
 
-std::string file_report::info(const std::string& vector_level, std::uint64_t pixels, double library_seconds,
-                              double whole_seconds) const
+std::string file_report::info(std::uint64_t pixels, double whole_seconds) const
 {
     const double megapixels = static_cast<double>(pixels) / 1e6;
     std::ostringstream text; // with the classic locale, so that scripts can read it
@@ -107,15 +109,15 @@ std::string file_report::info(const std::string& vector_level, std::uint64_t pix
     const auto times = [&](const char* what, double taken) {
         text << what << taken * 1e3 << " ms, " << megapixels / taken << " Mpixel/s\n";
     };
-    text << "file: " << task_.output.string() << "\nvector level: " << vector_level << "\ntransformed: " << pages_
-         << (pages_ == 1 ? " page, " : " pages, ") << megapixels << " megapixels";
-    times(" in ", library_seconds);
+    text << "file: " << task_.output.string() << "\ntransformed: " << pages_ << (pages_ == 1 ? " page, " : " pages, ")
+         << megapixels << " megapixels";
+    times(" in ", sum_.library_seconds);
     times("with reading and writing: ", whole_seconds);
     const auto counts = [&text](const char* end, const per_channel<std::uint64_t>& of) {
-        text << end << " blue " << of[0] << ", green " << of[1] << ", red " << of[2];
+        text << end << " red " << of[0] << ", green " << of[1] << ", blue " << of[2];
     };
-    counts("clipped samples: below", clipped_.below);
-    counts("; above", clipped_.above);
+    counts("clipped samples: below", sum_.clipped.below);
+    counts("; above", sum_.clipped.above);
     text << '\n';
     return text.str();
 }

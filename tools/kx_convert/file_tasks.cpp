@@ -60,7 +60,7 @@ std::vector<file_task> list_tasks(const settings& wanted)
         }
     }
     const bool is_folder = fs::is_directory(wanted.output, ignored);
-    if (!is_folder && !wanted.output_is_folder && !from_folder && inputs.size() == 1) {
+    if (!is_folder && wanted.output.has_filename() && !from_folder && inputs.size() == 1) {
         return {{inputs.front(), wanted.output}};
     }
 

@@ -1,40 +1,21 @@
 #include "lookup_table.h"
 
+#include "camera.h"
 #include "curve_file.h"
 #include "text_numbers.h"
 
-#include "profile/profile_error.h"
-#include "profile/tone_curve.h"
-
-#include <cmath>
-#include <functional>
+#include "profile/library_settings.h"
 
 namespace kx::convert {
 
 namespace {
 
-// Maps 0..1 to 0..1.
-using curve = std::function<double(double)>;
-
-curve curve_named(const given<std::string>& source)
+std::vector<std::uint32_t> read_table(const std::filesystem::path& file, std::size_t entries)
 {
-    try {
-        return profile::tone_curve::named(source.value);
-    } catch (const profile::profile_error& error) {
-        const std::string& name = source.value;
-        if (name.starts_with("gamma:") || name.starts_with("inverse:")) {
-            throw option_error(source.option, error.reason());
-        }
-        return nullptr; // a file
-    }
-}
-
-std::vector<std::uint32_t> read_table(const given<std::string>& source, std::size_t entries)
-{
-    const auto refuse = [&source](const std::string& reason) -> void {
-        throw option_error(source.option, source.value + reason);
+    const auto refuse = [&file](const std::string& reason) -> void {
+        throw std::runtime_error(file.string() + reason);
     };
-    const std::vector<text_line> lines = read_words(source.option, source.value);
+    const std::vector<text_line> lines = read_words(file);
     if (lines.size() != entries) {
         refuse(" has " + std::to_string(lines.size()) + " entries, but the table takes " + std::to_string(entries)
                + " (see the option for the table's bits)");
@@ -64,24 +45,16 @@ std::vector<std::uint32_t> read_table(const given<std::string>& source, std::siz
 
 } // namespace
 
-std::vector<std::uint32_t> make_lookup_table(const given<std::string>& source, std::size_t channel, int bits,
+std::vector<std::uint32_t> make_lookup_table(const std::string& source, std::size_t channel, int bits,
                                              std::uint32_t full_scale)
 {
-    const std::size_t entries = std::size_t{1} << bits;
-    curve shape = curve_named(source);
-    if (shape == nullptr) {
-        const auto from_file = read_curve_file(source, channel);
-        if (!from_file) {
-            return read_table(source, entries);
-        }
-        shape = *from_file;
+    if (const auto curve = find_curve(source)) {
+        return profile::make_LUT(*curve, bits, full_scale);
     }
-    std::vector<std::uint32_t> table(entries);
-    for (std::size_t index = 0; index < entries; ++index) {
-        const double x = entries == 1 ? 0.0 : static_cast<double>(index) / static_cast<double>(entries - 1);
-        table[index] = static_cast<std::uint32_t>(std::lround(shape(x) * full_scale));
+    if (const auto curve = read_curve_file(source, channel)) {
+        return profile::make_LUT(*curve, bits, full_scale);
     }
-    return table;
+    return read_table(source, std::size_t{1} << bits);
 }
 
 } // namespace kx::convert

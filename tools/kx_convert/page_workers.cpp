@@ -5,10 +5,11 @@
 #include <exception>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 namespace kx::convert {
 
-void run_in_order(std::uint32_t count, const std::vector<std::unique_ptr<page_worker>>& workers)
+void run_in_order(std::uint32_t count, unsigned workers, const page_step& prepare, const page_step& finish)
 {
     std::atomic<std::uint32_t> next = 0;
     std::mutex guard;
@@ -16,11 +17,11 @@ void run_in_order(std::uint32_t count, const std::vector<std::unique_ptr<page_wo
     std::uint32_t turn = 0;
     std::exception_ptr failure;
 
-    const auto run = [&](page_worker& worker) {
+    const auto run = [&](unsigned worker) {
         for (std::uint32_t page = next++; page < count; page = next++) {
             std::exception_ptr mine;
             try {
-                worker.prepare(page);
+                prepare(page, worker);
             } catch (...) {
                 mine = std::current_exception();
             }
@@ -32,7 +33,7 @@ void run_in_order(std::uint32_t count, const std::vector<std::unique_ptr<page_wo
             lock.unlock(); // nobody else has the turn
             try {
                 if (mine == nullptr) {
-                    worker.finish(page);
+                    finish(page, worker);
                 }
             } catch (...) {
                 mine = std::current_exception();
@@ -48,10 +49,10 @@ void run_in_order(std::uint32_t count, const std::vector<std::unique_ptr<page_wo
     };
     {
         std::vector<std::jthread> threads;
-        for (std::size_t number = 1; number < workers.size(); ++number) {
-            threads.emplace_back([&run, &worker = *workers[number]] { run(worker); });
+        for (unsigned worker = 1; worker < workers; ++worker) {
+            threads.emplace_back(run, worker);
         }
-        run(*workers.front());
+        run(0);
     }
     if (failure != nullptr) {
         std::rethrow_exception(failure);

@@ -1,7 +1,9 @@
 // What a conversion did to the range of the samples: how many clip, and whether much of the range stays empty.
 #pragma once
 
-#include "transform_plan.h"
+#include "settings.h"
+
+#include "profile/library_settings.h"
 
 namespace kx::convert {
 
@@ -13,19 +15,9 @@ struct clipping {
     void add(const clipping& other);
 };
 
-// Counts the results of input LUTs and matrix that the clamps will change.
-class clipping_counter {
-public:
-    explicit clipping_counter(const transform_plan& plan);
-
-    // Examines the rows 0, step, 2 x step, ... of an image.
-    [[nodiscard]] clipping count(const images::image_16& input, std::uint32_t step) const;
-
-private:
-    const transform_plan& plan_;
-    matrix product_;
-    bool can_clip_;
-};
+// Counts the results of input LUTs and matrix that the clamps will change, in the rows 0, step, 2 x step, ... of an
+// image.
+clipping count_clipping(const profile::library_settings& library, const images::image_16& input, std::uint32_t step);
 
 // The bits that any of the samples has set.
 template <typename Sample>

@@ -5,34 +5,33 @@
 #include "profile/camera_profile.h"
 #include "profile/white_balance.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 namespace kx::convert {
 
-// One value for each channel, in the library's order: blue, green, red.
+using profile::per_channel;
+
+inline constexpr per_channel<const char*> channel_names{"red", "green", "blue"};
+
+// A value for all channels, and a channel's own, which comes before it.
 template <typename Value>
-using per_channel = std::array<Value, 3>;
+struct channel_option {
+    std::optional<Value> all{};
+    per_channel<std::optional<Value>> own{};
 
-inline constexpr per_channel<const char*> channel_names{"blue", "green", "red"};
-
-using matrix = std::array<float, 9>;
-
-struct clamp_range {
-    std::uint16_t minimum;
-    std::uint16_t maximum;
-};
-
-// A value with the option that gave it, for messages.
-template <typename Value>
-struct given {
-    std::string option;
-    Value value;
+    const std::optional<Value>& operator[](std::size_t channel) const
+    {
+        return own.at(channel) ? own.at(channel) : all;
+    }
 };
 
 // Pages counted from 1, both included.
@@ -46,33 +45,34 @@ inline constexpr std::uint32_t open_end = 0xFFFFFFFF;
 struct settings {
     std::vector<std::filesystem::path> inputs; // files and folders
     std::filesystem::path output;
-    bool output_is_folder = false;                  // it need not exist
     std::optional<images::file_type> output_format; // by default the output's or else the input's suffix decides
     std::vector<page_range> pages;                  // none: all
     bool overwrite = true;
     bool stop_at_error = false;
 
-    // The camera's profile, with what overrides its members put in. Without one the options below say it all.
-    std::optional<profile::camera_profile> camera;
-    std::optional<profile::pixel_area> balance_area; // that the camera's white balance comes from, in each file
+    // The camera's profile, and what comes before its members.
+    std::filesystem::path profile; // none: one that changes nothing
+    std::optional<int> bits;
+    std::optional<profile::channel_values> black_level;
+    std::optional<profile::channel_values> white_balance;
+    std::optional<profile::pixel_area> balance_area; // that the white balance comes from, in each file
+    std::optional<profile::color_matrix> matrix;     // the product of all that were given
+    channel_option<std::string> output_LUTs;         // one name of a curve for all channels is the profile's curve
+    std::optional<int> depth;
 
-    std::optional<int> input_bits; // delivered by the camera
-    std::vector<matrix> matrices;  // in the order in which they are appended
-    per_channel<std::optional<given<std::string>>> input_tables;
-    per_channel<std::optional<given<std::string>>> output_tables;
-    std::optional<int> input_table_bits;
-    std::optional<int> output_table_bits;
-    per_channel<std::optional<given<clamp_range>>> clamps;
-    per_channel<std::optional<given<int>>> shifts;
+    // What no profile says.
+    channel_option<std::string> input_LUTs; // in place of a channel's black level and balance
+    std::optional<int> output_LUT_bits;
+    channel_option<std::pair<int, int>> clamps;
+    channel_option<int> shifts;
 
-    unsigned depth = 16;
     unsigned channels = 3;
     bool planar = false;
     std::optional<images::compression> tiff_compression;
     std::optional<int> level; // of compression
     bool big_tiff = false;
 
-    unsigned threads = 1;
+    unsigned threads = std::max(1U, std::thread::hardware_concurrency());
     std::optional<std::int32_t> vector_level; // none: the library chooses
     bool info = false;
     bool quiet = false;

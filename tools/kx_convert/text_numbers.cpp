@@ -1,21 +1,20 @@
 #include "text_numbers.h"
 
-#include "settings.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 
 namespace kx::convert {
 
-std::vector<text_line> read_words(const std::string& option, const std::filesystem::path& file)
+std::vector<text_line> read_words(const std::filesystem::path& file)
 {
     errno = 0;
     std::ifstream stream(file);
     if (!stream) {
-        throw option_error(option, file.string() + " cannot be opened: " + std::strerror(errno));
+        throw std::runtime_error(file.string() + " cannot be opened: " + std::strerror(errno));
     }
     std::vector<text_line> lines;
     std::string text;
@@ -35,7 +34,7 @@ std::vector<text_line> read_words(const std::string& option, const std::filesyst
         }
     }
     if (stream.bad()) { // a directory, for one, opens but cannot be read
-        throw option_error(option, file.string() + " cannot be read: " + std::strerror(errno));
+        throw std::runtime_error(file.string() + " cannot be read: " + std::strerror(errno));
     }
     return lines;
 }

@@ -31,7 +31,7 @@ struct text_line {
 };
 
 // The lines of a text file that hold anything: words separated by blanks or commas, comments from # on left out.
-// Throws option_error, which names `option` and the file.
-std::vector<text_line> read_words(const std::string& option, const std::filesystem::path& file);
+// Throws std::runtime_error, which names the file.
+std::vector<text_line> read_words(const std::filesystem::path& file);
 
 } // namespace kx::convert

@@ -12,7 +12,10 @@
 namespace kx::profile {
 
 // One value for each channel: red, green, blue.
-using channel_values = std::array<double, 3>;
+template <typename Value>
+using per_channel = std::array<Value, 3>;
+
+using channel_values = per_channel<double>;
 
 // Row by row; rows are output, columns input red, green, blue.
 using color_matrix = std::array<std::array<double, 3>, 3>;

@@ -33,17 +33,17 @@ bool is_identity(const std::vector<std::uint32_t>& entries)
     return entries == same;
 }
 
-std::vector<std::uint32_t> make_output_LUT(const tone_curve& curve, int bit_depth, double largest)
+} // namespace
+
+std::vector<std::uint32_t> make_LUT(const std::function<double(double)>& curve, int bit_depth, double largest)
 {
     std::vector<std::uint32_t> entries(std::size_t{1} << bit_depth);
     for (std::size_t index = 0; index < entries.size(); ++index) {
-        const double light = static_cast<double>(index) / last_entry(bit_depth);
-        entries[index] = static_cast<std::uint32_t>(std::lround(largest * curve(light)));
+        const double value = curve(static_cast<double>(index) / last_entry(bit_depth));
+        entries[index] = static_cast<std::uint32_t>(std::lround(largest * value));
     }
     return entries;
 }
-
-} // namespace
 
 int default_output_LUT_bit_depth(const camera_profile& profile)
 {
@@ -57,7 +57,7 @@ library_settings make_settings(const camera_profile& profile, std::optional<int>
     settings.output_depth = values.output_depth;
 
     for (std::size_t channel = 0; channel < 3; ++channel) {
-        auto& entries = settings.input_LUTs.at(2 - channel); // the profile's order is red, green, blue
+        auto& entries = settings.input_LUTs.at(channel);
         entries = make_input_LUT(values.bits, values.black_level.at(channel), values.white_balance.at(channel));
         if (is_identity(entries)) {
             entries.clear();
@@ -71,9 +71,9 @@ library_settings make_settings(const camera_profile& profile, std::optional<int>
     if (output_LUT_bit_depth || !values.tone_curve.is_linear()) {
         result_bits = output_LUT_bit_depth.value_or(default_output_LUT_bit_depth(profile));
         settings.output_LUT_bit_depth = result_bits;
-        settings.output_LUTs.fill(make_output_LUT(values.tone_curve, result_bits, last_entry(values.output_depth)));
+        settings.output_LUTs.fill(make_LUT(values.tone_curve, result_bits, last_entry(values.output_depth)));
     }
-    settings.clamp_max = static_cast<std::uint16_t>(last_entry(result_bits));
+    settings.clamps.fill({0, static_cast<std::uint16_t>(last_entry(result_bits))});
     for (std::size_t place = 0; place < settings.matrix.size(); ++place) {
         settings.matrix.at(place) =
             static_cast<float>(values.matrix.at(place / 3).at(place % 3) * last_entry(result_bits) / full_scale);

@@ -1,4 +1,5 @@
-// Settings into a color processor, through the library's C++ interface.
+// Settings into a color processor, through the library's C++ interface. Here alone red, green, blue becomes the
+// library's blue, green, red.
 #pragma once
 
 #include "library_settings.h"
@@ -10,23 +11,25 @@
 
 namespace kx::profile {
 
+// The library's names of the channels in a profile's order.
+inline constexpr per_channel<korvex::color::channel> library_channels{
+    korvex::color::channel::red, korvex::color::channel::green, korvex::color::channel::blue};
+
 // A processor with the settings' LUTs and matrix. Throws korvex::color::error.
 inline korvex::color::processor make_processor(const korvex::color::library& library, const library_settings& settings,
                                                std::optional<std::int32_t> vector_level = {})
 {
-    using korvex::color::channel;
     korvex::color::processor processor(library,
                                        {settings.input_LUT_bit_depth, settings.output_LUT_bit_depth, vector_level});
     processor.append_matrix(settings.matrix);
     korvex::color::per_channel<bool> inputs;
     korvex::color::per_channel<bool> outputs;
-    for (const channel which : {channel::blue, channel::green, channel::red}) {
-        const auto& input = settings.input_LUTs.at(static_cast<std::size_t>(which));
-        const auto& output = settings.output_LUTs.at(static_cast<std::size_t>(which));
-        std::ranges::copy(input, processor.input_LUT(which).begin());
-        std::ranges::copy(output, processor.output_LUT(which).begin());
-        inputs[which] = !input.empty();
-        outputs[which] = !output.empty();
+    for (std::size_t place = 0; place < library_channels.size(); ++place) {
+        const korvex::color::channel which = library_channels.at(place);
+        std::ranges::copy(settings.input_LUTs.at(place), processor.input_LUT(which).begin());
+        std::ranges::copy(settings.output_LUTs.at(place), processor.output_LUT(which).begin());
+        inputs[which] = !settings.input_LUTs.at(place).empty();
+        outputs[which] = !settings.output_LUTs.at(place).empty();
     }
     processor.enable_input_LUTs(inputs);
     processor.enable_output_LUTs(outputs);
@@ -36,7 +39,14 @@ inline korvex::color::processor make_processor(const korvex::color::library& lib
 // What a transform with that processor takes besides. Samples are checked against the input LUTs.
 inline korvex::color::transform_options transform_options_of(const library_settings& settings)
 {
-    return {korvex::color::clamp_range{settings.clamp_min, settings.clamp_max}, settings.shift, true};
+    korvex::color::transform_options options;
+    for (std::size_t place = 0; place < library_channels.size(); ++place) {
+        const clamp_range& range = settings.clamps.at(place);
+        options.clamp[library_channels.at(place)] = {range.minimum, range.maximum};
+        options.shift[library_channels.at(place)] = settings.shifts.at(place);
+    }
+    options.check_samples = true;
+    return options;
 }
 
 } // namespace kx::profile

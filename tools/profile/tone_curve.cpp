@@ -46,9 +46,11 @@ tone_curve tone_curve::named(const std::string& name)
 {
     tone_curve curve;
     curve.name_ = name;
+    std::ranges::transform(curve.name_, curve.name_.begin(),
+                           [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
     constexpr std::string_view inverse_mark = "inverse:";
     constexpr std::string_view gamma_mark = "gamma:";
-    std::string_view kind = name;
+    std::string_view kind = curve.name_;
     const bool inverse = kind.starts_with(inverse_mark);
     if (inverse) {
         kind.remove_prefix(inverse_mark.size());

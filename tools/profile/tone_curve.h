@@ -13,8 +13,8 @@ class tone_curve {
 public:
     tone_curve() = default; // linear
 
-    // "linear", "srgb", "rec709", "gamma:G" (the exponent 1/G, G from 0.01 to 100), or "inverse:" and one of these.
-    // Throws profile_error.
+    // "linear", "srgb", "rec709", "gamma:G" (the exponent 1/G, G from 0.01 to 100), or "inverse:" and one of these,
+    // in any case of letters. Throws profile_error.
     static tone_curve named(const std::string& name);
 
     // Values at equal steps from 0 to 1, 2 to 65536 of them, from 0 to 1 each; straight lines between them. Throws
