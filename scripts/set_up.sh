@@ -35,15 +35,38 @@ need_packages() {
     }
 }
 
+# watched LOG COMMAND...: the command's output goes to the log. On a terminal one line shows how far it has come, where
+# the output says that as builds and tests do.
+watched() {
+    local log=$1 width line
+    shift
+    if [[ ! -t 1 ]]; then
+        "$@" >"$log" 2>&1
+        return
+    fi
+    width=$(tput cols 2>/dev/null || echo 80)
+    "$@" 2>&1 | tee "$log" | {
+        while IFS= read -r line; do
+            if [[ $line =~ ^\[[0-9]+/[0-9]+\]|^\ *[0-9]+/[0-9]+\ Test ]]; then
+                printf '\r\e[K%s' "${line:0:width-1}"
+            fi
+        done
+        printf '\r\e[K'
+    }
+}
+
+configure_and_build() {
+    local preset=$1
+    shift
+    cmake --preset "$preset" && cmake --build --preset "$preset" ${*:+--target "$@"}
+}
+
 # build PRESET [TARGET...]: configures and builds; shows the log only when that fails.
 build() {
     local preset=$1 log=build/$1.log
-    shift
     mkdir -p build
-    echo "Building $preset${*:+: $*}"
-    {
-        cmake --preset "$preset" && cmake --build --preset "$preset" ${*:+--target "$@"}
-    } >"$log" 2>&1 || {
+    echo "Building $1${2:+: ${*:2}}"
+    watched "$log" configure_and_build "$@" || {
         grep -E -A5 'error|FAILED|CMake Error' "$log" | head -n 60 >&2 || tail -n 40 "$log" >&2
         echo "Building $preset failed; the whole log is in $log." >&2
         exit 1
