@@ -1,18 +1,15 @@
 #!/bin/sh
 # Looks into built modules. Usage:
-#   binary_checks.sh exports (COUNT MAP MODULE)...  a module exports the functions of its version script and nothing
-#                                               else, as many as there shall be
 #   binary_checks.sh linkage MODULE...          they need nothing but the C and C++ runtime, for Windows nothing but
 #                                               what every Windows has; .so files find each other beside themselves,
 #                                               after LD_LIBRARY_PATH
-#   binary_checks.sh build_path PATH MODULE...  no trace of where they were built
 #   binary_checks.sh instructions sse|avx2|avx512 FILE...
 #                                               of modules and object files: no fused multiply-add and no wider
 #                                               instructions; AVX2 or AVX-512 instructions where they may be. An object
 #                                               file shares no code with others, which may not have its instructions
 #   binary_checks.sh aligned_moves MODULE...    no aligned access by wide registers, which a stack that is aligned
 #                                               to 16 bytes cannot take
-# The tools may be named in NM, READELF and OBJDUMP.
+# What they export kx_verify checks. The tools may be named in NM, READELF and OBJDUMP.
 set -u
 LC_ALL=C
 export LC_ALL
@@ -22,26 +19,6 @@ failures=0
 fail() {
     echo "$*" >&2
     failures=$((failures + 1))
-}
-
-check_exports() {
-    while [ $# -ge 3 ]; do
-        count=$1 map=$2 module=$3
-        shift 3
-        wanted=$(grep -o -E '\<k(x|vi)_[A-Za-z0-9_]+' "$map" | sort)
-        [ "$(echo "$wanted" | wc -l)" -eq "$count" ] || fail "$map does not name $count functions"
-        case $module in
-        *.dll)
-            found=$("$OBJDUMP" -p "$module" | sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t\[ *[0-9]*\] //p' |
-                sort)
-            ;;
-        *) # T is a function
-            found=$("$NM" -D --defined-only "$module" | awk '{ print ($2 == "T" ? "" : $2 " ") $3 }' | sort)
-            ;;
-        esac
-        [ "$found" = "$wanted" ] || fail "$module exports:
-$found"
-    done
 }
 
 check_imports() {
@@ -73,15 +50,6 @@ check_linkage() {
             *) fail "$module needs $name" ;;
             esac
         done
-    done
-}
-
-check_build_path() {
-    path=$1
-    shift
-    for module in "$@"; do
-        [ -s "$module" ] || fail "$module cannot be read"
-        grep -q -a -F -e "$path" "$module" && fail "$module contains $path"
     done
 }
 

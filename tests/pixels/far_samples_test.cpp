@@ -61,22 +61,20 @@ class far_samples : public pixel_test {};
 TEST_F(far_samples, are_reached)
 {
     random_source random(8);
-    const test_processor processor(16, 0, random);
+    const test_processor processor(16, 16, random);
     const repeated_memory input(6 * std::size_t{period}, planar_pixels / period);
     auto* const samples = reinterpret_cast<std::uint16_t*>(input.begin());
     std::generate_n(samples, 3 * period, [&random] { return static_cast<std::uint16_t>(random()); });
 
-    // Together they load from all layouts and store three and four samples a pixel, and look samples up.
+    // Together they load from all layouts and store three and four samples a pixel, and look samples up: in the LUT,
+    // and in a table of two LUTs.
     static constexpr struct {
         int output_bits;
         std::int32_t input_layout, output_layout;
-        bool fourth_sample, input_LUT;
-    } conversions[] = {{16, 1, 2, true, false},
-                       {16, 2, 1, false, false},
-                       {8, 1, 2, false, true},
-                       {8, 0, 1, true, false},
-                       {8, 2, 0, true, false}};
-    for (const auto& [output_bits, input_layout, output_layout, fourth_sample, input_LUT] : conversions) {
+        bool fourth_sample, input_LUT, output_LUT;
+    } conversions[] = {{16, 1, 2, true, false, false}, {16, 2, 1, false, false, false}, {8, 1, 2, false, true, false},
+                       {16, 1, 1, false, true, true},  {8, 0, 1, true, false, false},   {8, 2, 0, true, false, false}};
+    for (const auto& [output_bits, input_layout, output_layout, fourth_sample, input_LUT, output_LUT] : conversions) {
         const std::int32_t pixels = input_layout == 0 ? planar_pixels : interleaved_pixels;
         pixel_case made;
         made.choices.output_bits = output_bits;
@@ -84,6 +82,7 @@ TEST_F(far_samples, are_reached)
         made.choices.output_layout = output_layout;
         made.choices.fourth_sample = fourth_sample;
         made.choices.input_LUT.fill(input_LUT);
+        made.choices.output_LUT.fill(output_LUT);
         made.pixel_count = pixels;
         processor.configure(made);
         const repeated_memory output(period * static_cast<std::size_t>(made.choices.bytes_per_pixel()),
@@ -102,9 +101,11 @@ TEST_F(far_samples, are_reached)
                 const auto to =
                     reference_sample_index(output_layout, pixels, step, pixel, channel) % (std::int64_t{step} * period);
                 const int found = output_bits == 8 ? int{bytes[to]} : int{words[to]};
-                const auto value = input_LUT
-                                       ? processor.LUTs().input.at(static_cast<std::size_t>(channel))[samples[from]]
-                                       : samples[from];
+                const auto looked_up = [channel](bool enabled, const auto& LUTs, std::uint32_t value) {
+                    return enabled ? LUTs.at(static_cast<std::size_t>(channel))[value % (1U << 16)] : value;
+                };
+                const std::uint32_t value = looked_up(output_LUT, processor.LUTs().output,
+                                                      looked_up(input_LUT, processor.LUTs().input, samples[from]));
                 ASSERT_EQ(found, static_cast<int>(value % (1U << output_bits)))
                     << describe(made) << "\n  pixel " << pixel;
             }

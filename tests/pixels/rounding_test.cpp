@@ -38,18 +38,6 @@ TEST_P(rounding_shortcut, equals_the_rule_after_the_clamp)
 
 INSTANTIATE_TEST_SUITE_P(shard, rounding_shortcut, testing::Range(std::uint64_t{0}, shard_count));
 
-TEST(reference_rounded, follows_the_rule)
-{
-    EXPECT_EQ(reference_rounded(99.49997F), 99);
-    EXPECT_EQ(reference_rounded(99.5F), 100);
-    EXPECT_EQ(reference_rounded(-3.2F), -2);
-    EXPECT_EQ(reference_rounded(0x1.fffffep30F), 2147483520);
-    for (const float beyond : {0x1p31F, -0x1.000002p31F, 3e38F, -3e38F, std::bit_cast<float>(0x7F800000U),
-                               std::bit_cast<float>(0xFF800000U), std::bit_cast<float>(0x7FC00000U)}) {
-        EXPECT_EQ(reference_rounded(beyond), INT32_MIN) << beyond;
-    }
-}
-
 } // namespace
 
 } // namespace kx_test
