@@ -46,7 +46,7 @@ lines LUTs_destroyed(std::int32_t last, std::int32_t first = 1);
 
 class frame_test : public testing::Test {
 protected:
-    explicit frame_test(const std::vector<gap>& gaps = {}) : folder(gaps) { standins::reset(); }
+    explicit frame_test(const gap& missing = {}) : folder(missing) { standins::reset(); }
 
     // What happened since the last call. Log lines come without their source line, which is checked to be
     // positive, and without the time that a timing line gives, whose form is checked.

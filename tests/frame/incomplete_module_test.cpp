@@ -7,7 +7,7 @@ namespace {
 
 class incomplete_module : public frame_test, public testing::WithParamInterface<gap> {
 protected:
-    incomplete_module() : frame_test({GetParam()}) {}
+    incomplete_module() : frame_test(GetParam()) {}
 
     // Whether the library finds so much of the module that it comes to look for this entry point.
     [[nodiscard]] bool lacks(const std::string& entry_point) const { return GetParam().entry_point == entry_point; }
@@ -34,22 +34,16 @@ TEST_P(incomplete_logger_module, is_done_without)
     EXPECT_EQ(events(),
               when(found, "logger loaded") + when(obtained, log_obtained[0]) + lines{"LUT loaded"} + LUT_initialized);
 
-    EXPECT_EQ(kx.clear_matrix(nullptr), 2);
-    EXPECT_EQ(events(), when(ready, error_line("kx_color_clear_matrix", null_processor_text)));
     EXPECT_EQ(kx.create_color_processor(8, 17), nullptr);
     recorder.create_LUT = {2, standins::bad_alloc};
     EXPECT_EQ(kx.create_color_processor(8, 8), nullptr);
-    EXPECT_EQ(recorder.LUT_count(), 0);
 
     kx_color_processor* const processor = kx.create_color_processor(8, 8);
     ASSERT_NE(processor, nullptr);
     events();
     small_image image(3);
-    const transform_export& tested = transform_exports[0];
-    EXPECT_EQ(tested.call(kx, processor, image.request()), 0);
-    EXPECT_EQ(image.output(tested, 8), image.input(2, 2));
-    EXPECT_EQ(events().back() == timing_line(tested), ready);
-
+    EXPECT_EQ(transform_exports[0].call(kx, processor, image.request()), 0);
+    EXPECT_EQ(events().back() == timing_line(transform_exports[0]), ready);
     EXPECT_EQ(kx.destroy_color_processor(processor), 0);
     events();
     EXPECT_EQ(kx.module_terminate(), 0);
@@ -69,21 +63,12 @@ TEST_P(incomplete_LUT_module, is_reported_and_undoes_nothing)
     EXPECT_EQ(events(), lines{}) << "the logger stayed";
 
     // The exports consider the module initialized.
-    EXPECT_EQ(kx.enable_input_LUTs(nullptr, 1, 1, 1), 2);
-    EXPECT_EQ(events(), lines{error_line("kx_color_enable_input_LUTs", null_processor_text)});
-    EXPECT_EQ(kx.create_color_processor_test(-1, 0, 0), nullptr);
-    EXPECT_EQ(events(), lines{error_line(creation_function_name, "A negative bit depth is invalid!")});
+    EXPECT_EQ(kx.clear_matrix(nullptr), 2);
+    EXPECT_EQ(events(), lines{error_line("kx_color_clear_matrix", null_processor_text)});
 
-    // The entry points found before the missing one work: all that a processor needs, if it is the last.
-    kx_color_processor* const processor = kx.create_color_processor_test(0, 0, 0);
-    if (lacks("kx_LUT_module_terminate")) {
-        ASSERT_NE(processor, nullptr);
-        EXPECT_EQ(kx.get_blue_input_LUT(processor), recorder.LUT_data(1));
-        EXPECT_EQ(kx.destroy_color_processor(processor), 0);
-        EXPECT_EQ(recorder.LUT_count(), 0);
-        events();
-    } else {
-        EXPECT_EQ(processor, nullptr);
+    // The last entry point is none that a processor needs.
+    if (!lacks("kx_LUT_module_terminate")) {
+        EXPECT_EQ(kx.create_color_processor_test(0, 0, 0), nullptr);
         EXPECT_EQ(events(), lines{"log 0 korvex_kvi_color_processing.cpp " + creation_function_name
                                   + ": An unknown error occurred when trying to create a color correction instance!"});
     }
@@ -100,7 +85,7 @@ INSTANTIATE_TEST_SUITE_P(without, incomplete_LUT_module, all_of({"LUT"}), name_o
 
 class incomplete_vector_module : public initialized_test, public testing::WithParamInterface<gap> {
 protected:
-    incomplete_vector_module() : initialized_test({GetParam()}) {}
+    incomplete_vector_module() : initialized_test(GetParam()) {}
 };
 
 TEST_P(incomplete_vector_module, is_passed_over)

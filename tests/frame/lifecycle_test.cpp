@@ -97,7 +97,7 @@ TEST_F(lifecycle, anothers_terminate_leaves_processors_and_creation_whole)
 // Without a LUT module: loading that is the host's to serialize.
 class lifecycle_without_LUT_module : public frame_test {
 protected:
-    lifecycle_without_LUT_module() : frame_test({{"LUT", ""}}) {}
+    lifecycle_without_LUT_module() : frame_test({"LUT", ""}) {}
 };
 
 TEST_F(lifecycle_without_LUT_module, hosts_that_initialize_at_once_get_one_logger)

@@ -72,7 +72,7 @@ std::vector<gap> every_gap(const std::vector<std::string>& modules)
     return gaps;
 }
 
-module_folder::module_folder(const std::vector<gap>& gaps)
+module_folder::module_folder(const gap& missing)
 {
     const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
     std::string name = std::string(test.test_suite_name()) + "." + test.name();
@@ -90,12 +90,10 @@ module_folder::module_folder(const std::vector<gap>& gaps)
     link(KX_LIBRARY_FILE);
     for (const auto& [module, companion] : companions()) {
         const path file = path(KX_STANDINS_FOLDER) / "modules" / companion.file_name;
-        const auto missing = std::find_if(gaps.begin(), gaps.end(),
-                                          [&module = module](const gap& wanted) { return wanted.module == module; });
-        if (missing == gaps.end()) {
+        if (module != missing.module) {
             link(file);
-        } else if (!missing->entry_point.empty()) {
-            copy_without(file, path_ / companion.file_name, missing->entry_point);
+        } else if (!missing.entry_point.empty()) {
+            copy_without(file, path_ / companion.file_name, missing.entry_point);
         }
     }
     current_path(path_);

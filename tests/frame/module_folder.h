@@ -3,7 +3,6 @@
 #pragma once
 
 #include <filesystem>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -11,7 +10,7 @@ namespace kx_test {
 
 // What the library shall not find: a companion module, or an entry point of it.
 struct gap {
-    std::string module;      // "logger", "LUT", "sse" or "avx2"
+    std::string module;      // "logger", "LUT", "sse" or "avx2"; empty: nothing is missing
     std::string entry_point; // empty: the whole module
 
     // Which stands for the gap in the names of tests.
@@ -21,11 +20,6 @@ struct gap {
     }
 };
 
-inline std::ostream& operator<<(std::ostream& stream, const gap& missing)
-{
-    return stream << missing.name();
-}
-
 // Each module of these and each of its entry points in turn, the latter in the order in which the library looks for
 // them.
 std::vector<gap> every_gap(const std::vector<std::string>& modules);
@@ -34,7 +28,7 @@ class module_folder {
 public:
     // Becomes the current folder. Throws std::filesystem::filesystem_error, and std::logic_error when a stand-in never
     // had the entry point that is to be missing.
-    explicit module_folder(const std::vector<gap>& gaps);
+    explicit module_folder(const gap& missing);
     ~module_folder();
     module_folder(const module_folder&) = delete;
     module_folder& operator=(const module_folder&) = delete;

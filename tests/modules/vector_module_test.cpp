@@ -18,6 +18,7 @@ using kx::platform::cpuid_registers;
 using testing::Each;
 
 constexpr std::int32_t pixels = 100;
+constexpr std::uint32_t osxsave = 1U << 27;
 
 struct loaded_module {
     explicit loaded_module(const kx::vector_module_names& names)
@@ -95,58 +96,52 @@ TEST(avx2_module, runs_512_bits_where_the_machine_has_them)
     module.terminate();
 }
 
-// What a machine reports.
+// What a machine reports: registers ecx of leaf 1, ebx and ecx of leaf 7.
 struct machine {
-    std::uint32_t highest_leaf, leaf_1_ecx, leaf_7_ebx, leaf_7_ecx;
+    std::uint32_t words[3];
     std::uint64_t state;
 };
 
-template <typename check>
-bool supports(check supported, const machine& has)
-{
-    const auto cpuid = [&has](std::uint32_t leaf, std::uint32_t) {
-        return leaf == 0   ? cpuid_registers{has.highest_leaf, 0, 0, 0}
-               : leaf == 1 ? cpuid_registers{0, 0, has.leaf_1_ecx, 0}
-                           : cpuid_registers{0, has.leaf_7_ebx, has.leaf_7_ecx, 0};
-    };
-    // Reading the register state where the operating system did not enable that would crash.
-    const auto read_state = [&has] {
-        EXPECT_NE(has.leaf_1_ecx & (1U << 27), 0U);
-        return has.state;
-    };
-    return supported(cpuid, read_state);
-}
-
 // Each bit that a unit needs is missed.
 template <typename check>
-void expect_all_needed(check supported, const machine& least)
+void expect_all_needed(check supported, machine has)
 {
-    EXPECT_TRUE(supports(supported, least));
-    for (std::uint32_t machine::*const word : {&machine::leaf_1_ecx, &machine::leaf_7_ebx, &machine::leaf_7_ecx}) {
-        for (std::uint32_t bits = least.*word; bits != 0; bits &= bits - 1) {
-            machine lacking = least;
-            lacking.*word &= ~(bits & -bits);
-            EXPECT_FALSE(supports(supported, lacking)) << std::hex << lacking.*word;
+    const auto is_supported = [&] {
+        const auto cpuid = [&](std::uint32_t leaf, std::uint32_t) {
+            return leaf == 0   ? cpuid_registers{7, 0, 0, 0}
+                   : leaf == 1 ? cpuid_registers{0, 0, has.words[0], 0}
+                               : cpuid_registers{0, has.words[1], has.words[2], 0};
+        };
+        // Reading the register state where the operating system did not enable that would crash.
+        const auto read_state = [&] {
+            EXPECT_NE(has.words[0] & osxsave, 0U);
+            return has.state;
+        };
+        return supported(cpuid, read_state);
+    };
+    const auto expect_needed = [&](auto& word) {
+        for (auto bits = word; bits != 0; bits &= bits - 1) {
+            const auto bit = bits & -bits;
+            word ^= bit;
+            EXPECT_FALSE(is_supported()) << std::hex << bit;
+            word ^= bit;
         }
+    };
+    EXPECT_TRUE(is_supported());
+    for (std::uint32_t& word : has.words) {
+        expect_needed(word);
     }
-    for (std::uint64_t bits = least.state; bits != 0; bits &= bits - 1) {
-        machine lacking = least;
-        lacking.state &= ~(bits & -bits);
-        EXPECT_FALSE(supports(supported, lacking)) << std::hex << lacking.state;
-    }
+    expect_needed(has.state);
 }
 
 TEST(vector_module_support, needs_every_feature_of_processor_and_operating_system)
 {
-    constexpr std::uint32_t ssse3 = 1U << 9, sse4_1 = 1U << 19, osxsave = 1U << 27, avx = 1U << 28;
+    constexpr std::uint32_t ssse3 = 1U << 9, sse4_1 = 1U << 19, avx = 1U << 28;
     constexpr std::uint32_t avx2 = 1U << 5, avx512_f_bw_vl = 1U << 16 | 1U << 30 | 1U << 31, vbmi = 1U << 1;
-    const auto sse_unit = [](auto... of) { return kx::vector::supports_sse(of...); };
-    const auto avx2_unit = [](auto... of) { return kx::vector::supports_avx2(of...); };
-    const auto avx512_unit = [](auto... of) { return kx::vector::supports_avx512(of...); };
-    expect_all_needed(sse_unit, {7, ssse3 | sse4_1, 0, 0, 0});
-    expect_all_needed(avx2_unit, {7, osxsave | avx, avx2, 0, 0x6});
-    expect_all_needed(avx512_unit, {7, osxsave | avx, avx2 | avx512_f_bw_vl, vbmi, 0xE6});
-    EXPECT_FALSE(supports(avx2_unit, {6, osxsave | avx, avx2, 0, 0x6}));
+    expect_all_needed([](auto... of) { return kx::vector::supports_sse(of...); }, {{ssse3 | sse4_1, 0, 0}, 0});
+    expect_all_needed([](auto... of) { return kx::vector::supports_avx2(of...); }, {{osxsave | avx, avx2, 0}, 0x6});
+    expect_all_needed([](auto... of) { return kx::vector::supports_avx512(of...); },
+                      {{osxsave | avx, avx2 | avx512_f_bw_vl, vbmi}, 0xE6});
 }
 
 } // namespace
