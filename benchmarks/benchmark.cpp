@@ -1,6 +1,6 @@
 // Measures the library as hosts meet it and writes the figures to a file, as JSON.
 //     kx_benchmark PHOTOGRAPH RESULTS [--quick]
-// PHOTOGRAPH is a 12-bit camera's, such as kx_chart draws. --quick only shows that everything runs.
+// PHOTOGRAPH is a 12-bit camera's, such as examples/simulated_camera.py makes. --quick only shows that everything runs.
 #include "sections.h"
 
 #include "images/image_file.h"

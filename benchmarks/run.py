@@ -117,12 +117,13 @@ def main():
     chart = programs / "kx_chart"
     corners = "706,600 3395,532 3545,2390 560,2245".split()  # as in scripts/demo
     print("The photograph of the demo", file=sys.stderr)
+    camera = pathlib.Path(__file__).resolve().parent.parent / "examples/simulated_camera.py"
     for command in (
-        ["frame", photograph],
-        ["frame", dark, "--dark", "--seed", "25"],
-        ["calibrate", photograph, profile, "--corners", *corners, "--bits", "12", "--dark", dark],
+        [sys.executable, camera, photograph],
+        [sys.executable, camera, dark, "--dark", "--seed", "25"],
+        [chart, "calibrate", photograph, profile, "--corners", *corners, "--bits", "12", "--dark", dark],
     ):
-        subprocess.run([chart, *command], check=True, stdout=subprocess.DEVNULL)
+        subprocess.run(command, check=True, stdout=subprocess.DEVNULL)
     figures = work / "figures.json"
     environment = {name: value for name, value in os.environ.items() if not name.startswith("KVI_LOG")}
     subprocess.run([programs / "kx_benchmark", photograph, figures, *sys.argv[4:]], check=True, env=environment)

@@ -56,7 +56,7 @@ profile, differences = kc.calibrate(chart, corners, bits=12, dark=dark, descript
 print(f"Mean CIEDE2000 {differences.before.mean:.2f} before, {differences.after.mean:.2f} after; "
       f"the largest is {differences.after.largest.difference:.2f} ({differences.after.largest.name})")
 profile.save(folder / "camera.json")
-plt.imsave(folder / "report.png", kc.report(differences))
+(folder / "report.svg").write_text(kc.report(differences))
 
 # %% Apply the profile: to one picture, and to a stack on two threads
 corrected = profile.apply(chart)

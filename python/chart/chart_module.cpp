@@ -1,8 +1,7 @@
-// Calibration by a colour chart, the same code as kx_chart's. A module of its own, since it alone needs Little CMS and
-// Cairo.
+// Calibration by a colour chart, the same code as kx_chart's. A module of its own, since it alone needs Little CMS.
 #include "black_level.h"
 #include "calibration.h"
-#include "report_picture.h"
+#include "report.h"
 
 #include <pybind11/numpy.h>
 #include <pybind11/stl.h>
@@ -60,6 +59,9 @@ plain_judgement from_judgement(const judgement& verdict)
 judgement to_judgement(const plain_judgement& plain)
 {
     const auto& [patches, mean, largest] = plain;
+    if (patches.size() != patch_count || largest >= patch_count) {
+        throw py::value_error("a judgement has 24 patches, and the largest difference is that of one of them");
+    }
     judgement verdict{{}, mean, largest};
     for (std::size_t index = 0; index < patch_count; ++index) {
         const auto& [name, reference, measured, difference, outside_srgb, left_out] = patches.at(index);
@@ -129,12 +131,9 @@ calibrate_array(const images_of_16_bits& photograph, const std::array<std::array
             result.warnings, result.objections};
 }
 
-py::array_t<std::uint8_t> draw(const plain_judgement& before, const plain_judgement& after)
+std::string report(const plain_judgement& before, const plain_judgement& after)
 {
-    const images::image_8 picture = without_gil([&] { return draw_report(to_judgement(before), to_judgement(after)); });
-    py::array_t<std::uint8_t> array(std::vector<py::ssize_t>{picture.height, picture.width, 3});
-    std::ranges::copy(picture.samples, array.mutable_data());
-    return array;
+    return to_svg(to_judgement(before), to_judgement(after));
 }
 
 } // namespace
@@ -145,5 +144,5 @@ py::array_t<std::uint8_t> draw(const plain_judgement& before, const plain_judgem
 PYBIND11_MODULE(_chart, module)
 {
     module.def("calibrate", kx::chart::calibrate_array);
-    module.def("report", kx::chart::draw);
+    module.def("report", kx::chart::report);
 }

@@ -143,7 +143,7 @@ def calibrate(
     ProfileError
         What the profile would say is no profile.
     ImportError
-        Little CMS or Cairo is missing.
+        Little CMS is missing.
     """
     if fit not in ("white-preserving", "least-squares"):
         raise ValueError(f"fit must be 'white-preserving' or 'least-squares', not {fit!r}")
@@ -177,7 +177,7 @@ def calibrate(
     return Profile.from_json(text), Differences(_judgement(before), _judgement(after))
 
 
-def report(differences: Differences) -> NDArray[np.uint8]:
+def report(differences: Differences) -> str:
     """Draw each patch as measured beside its published colour, and its difference.
 
     Parameters
@@ -187,13 +187,15 @@ def report(differences: Differences) -> NDArray[np.uint8]:
 
     Returns
     -------
-    numpy.ndarray of uint8, shape (640, 960, 3)
-        An sRGB picture, red first, to be shown or saved.
+    str
+        A picture as SVG text: to be saved in a file .svg, or shown in Jupyter by ``IPython.display.SVG``.
 
     Raises
     ------
+    ValueError
+        A judgement has not 24 patches, or the index of the largest difference is none of theirs.
     ImportError
-        Little CMS or Cairo is missing.
+        Little CMS is missing.
     """
     return _native().report(astuple(differences.before), astuple(differences.after))
 
@@ -252,7 +254,7 @@ def _native() -> Any:
         from . import _chart
     except ImportError as missing:
         raise ImportError(
-            f"calibration needs Little CMS and Cairo (Debian: liblcms2-2, libcairo2): {missing}"
+            f"calibration needs Little CMS (Debian: liblcms2-2): {missing}"
         ) from missing
     return _chart
 

@@ -1,5 +1,6 @@
 """Calibration, against kx_chart itself."""
 
+import dataclasses
 import sys
 
 import numpy as np
@@ -7,15 +8,17 @@ import pytest
 import tifffile
 
 import korvex_color as kc
+import simulated_camera
 
-CORNERS = np.array([(706, 600), (3395, 532), (3545, 2390), (560, 2245)])
+CORNERS = np.array(simulated_camera.CORNERS) / 4
+SIZE = 1024, 750
 
 
 @pytest.fixture(scope="module")
-def folder(kx_chart, tmp_path_factory):
+def folder(tmp_path_factory):
     folder = tmp_path_factory.mktemp("chart")
-    kx_chart("frame", folder / "photograph.tif")
-    kx_chart("frame", folder / "dark.tif", "--dark")
+    tifffile.imwrite(folder / "photograph.tif", simulated_camera.photograph(SIZE, CORNERS), photometric="rgb")
+    tifffile.imwrite(folder / "dark.tif", simulated_camera.darkness(SIZE), photometric="rgb")
     return folder
 
 
@@ -29,7 +32,7 @@ def calibrated_by_kx_chart(kx_chart, folder):
     def calibrate(*options):
         corners = [f"{x},{y}" for x, y in CORNERS]
         text = kx_chart("calibrate", folder / "photograph.tif", folder / "camera.json", "--corners", *corners,
-                        "--bits", 12, "--report", folder / "report.tif", *options).stdout
+                        "--bits", 12, "--overwrite", "--report", folder / "report.svg", *options).stdout
         return (folder / "camera.json").read_text(), text
 
     return calibrate
@@ -43,7 +46,10 @@ def test_as_kx_chart_does(calibrated_by_kx_chart, folder, photograph):
     for name, judgement in ("before", differences.before), ("after", differences.after):
         assert (f"Mean CIEDE2000 {name} {judgement.mean:.3f}, largest {judgement.largest.difference:.3f} "
                 f"({judgement.largest.name})") in text
-    assert np.array_equal(kc.report(differences), tifffile.imread(folder / "report.tif"))
+    assert kc.report(differences) == (folder / "report.svg").read_text()
+    wrong = dataclasses.replace(differences.after, largest_index=24)
+    with pytest.raises(ValueError, match="24 patches"):
+        kc.report(kc.Differences(differences.before, wrong))
 
 
 def test_what_cannot_be_a_profile(photograph):

@@ -2,18 +2,17 @@
 
 import numpy as np
 import pytest
-import tifffile
 
 import korvex_color as kc
+import simulated_camera
 
 pytest.importorskip("cv2", reason="python3-opencv is not installed")
 
-CORNERS = np.array([(706, 600), (3395, 532), (3545, 2390), (560, 2245)])
+CORNERS = np.array(simulated_camera.CORNERS)
 
 
-def test_find_chart(kx_chart, tmp_path):
-    kx_chart("frame", tmp_path / "photograph.tif")
-    photograph = tifffile.imread(tmp_path / "photograph.tif")
+def test_find_chart():
+    photograph = simulated_camera.photograph()
     patch = (CORNERS[1, 0] - CORNERS[0, 0]) / 5
     assert np.abs(kc.find_chart(photograph) - CORNERS).max() < 0.05 * patch
     half = photograph[::2, ::2, ::-1]

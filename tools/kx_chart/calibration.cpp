@@ -45,24 +45,21 @@ calibration calibrate(const images::image_16& photograph, const chart_corners& c
                                    .tone_curve = options.tone_curve,
                                    .output_depth = options.output_depth};
     static_cast<void>(profile::camera_profile(values)); // refuses bits and black levels that cannot be
-    check_samples(photograph, options.bits);
-    const double largest = largest_sample(options.bits);
-    const auto measured = measure_patches(photograph, chart_position(corners),
-                                          options.saturation.value_or(static_cast<std::uint16_t>(largest)));
+    const auto measured = measure_patches(photograph, chart_position(corners), options.bits, {}, options.saturation);
 
     const lab_converter converter;
     std::vector<observation> patches;
     patch_colors delivered{};
     patch_flags left_out{};
     for (std::size_t index = 0; index < patch_count; ++index) {
-        std::ranges::transform(measured[index].mean, delivered[index].begin(),
-                               [&](double mean) { return mean / largest; });
+        delivered[index] = measured[index].mean;
         left_out[index] = measured[index].saturated_share > tolerated_share;
         if (!left_out[index]) {
             patches.push_back({index, delivered[index], converter.to_linear_srgb(options.reference[index].published)});
         }
     }
     std::optional<black_estimate> estimate;
+    const double largest = largest_sample(options.bits);
     if (!options.black_level) {
         estimate = estimate_black_level(patches);
         std::ranges::transform(estimate->level, values.black_level.begin(),

@@ -2,21 +2,13 @@
 #pragma once
 
 #include "calibration.h"
-#include "camera.h"
 
 #include <filesystem>
 #include <optional>
 
 namespace kx::chart {
 
-// All throw std::runtime_error; nothing is written over a file that is read.
-
-struct frame_command {
-    std::filesystem::path output;
-    bool dark = false;
-    simulated_camera camera;
-};
-void run(const frame_command& command);
+// Both throw std::runtime_error; nothing is written over a file that is read, nor over any other unless told to.
 
 struct calibrate_command {
     std::filesystem::path photograph;
@@ -27,6 +19,7 @@ struct calibrate_command {
     chart_corners corners{};
     calibration_options options;
     bool force = false; // writes also what must not be used
+    bool overwrite = false;
 };
 void run(calibrate_command command);
 
@@ -37,13 +30,5 @@ struct judge_command {
     std::optional<double> max_mean; // throws unless the mean is below
 };
 void run(const judge_command& command);
-
-struct compare_command {
-    std::filesystem::path photograph;
-    std::filesystem::path picture;
-    std::filesystem::path output;
-    int bits = 16;
-};
-void run(const compare_command& command);
 
 } // namespace kx::chart

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -53,9 +52,9 @@ pixel_range range_of(std::size_t index, const chart_position& position, std::uin
             static_cast<int>(bottom)};
 }
 
-template <typename Sample>
-patch_measurement measure_patch(std::size_t index, const images::image<Sample>& picture, const chart_position& position,
-                                const std::vector<double>& values, Sample saturation)
+// `light` has what each sample stands for.
+patch_measurement measure_patch(std::size_t index, const images::image_16& picture, const chart_position& position,
+                                const std::vector<double>& light, double saturation)
 {
     const auto [column, row] = center_of(index);
     const pixel_range range = range_of(index, position, picture.width, picture.height);
@@ -71,8 +70,8 @@ patch_measurement measure_patch(std::size_t index, const images::image<Sample>& 
             const std::size_t pixel = static_cast<std::size_t>(y) * picture.width + static_cast<std::size_t>(x);
             bool is_saturated = false;
             for (std::size_t channel = 0; channel < 3; ++channel) {
-                const Sample sample = picture.samples[sample_index(picture, pixel, channel)];
-                measured.mean[channel] += values[sample];
+                const std::uint16_t sample = picture.samples[sample_index(picture, pixel, channel)];
+                measured.mean[channel] += light[sample];
                 is_saturated = is_saturated || sample >= saturation;
             }
             saturated += is_saturated ? 1 : 0;
@@ -101,28 +100,20 @@ void check_samples(const images::image_16& picture, int bits)
     }
 }
 
-std::array<patch_measurement, patch_count> measure_patches(const images::image_16& photograph,
-                                                           const chart_position& position, std::uint16_t saturation)
+std::array<patch_measurement, patch_count> measure_patches(const images::image_16& picture,
+                                                           const chart_position& position, int bits,
+                                                           const profile::tone_curve& to_light,
+                                                           std::optional<std::uint16_t> saturation)
 {
-    std::vector<double> values(65536);
-    std::iota(values.begin(), values.end(), 0.0);
+    check_samples(picture, bits);
+    const double largest = largest_sample(bits);
+    std::vector<double> light(std::size_t{1} << bits);
+    for (std::size_t sample = 0; sample < light.size(); ++sample) {
+        light[sample] = to_light(static_cast<double>(sample) / largest);
+    }
     std::array<patch_measurement, patch_count> measured{};
     for (std::size_t index = 0; index < patch_count; ++index) {
-        measured[index] = measure_patch(index, photograph, position, values, saturation);
-    }
-    return measured;
-}
-
-patch_colors measure_patches(const images::image_8& picture, const chart_position& position)
-{
-    const auto decode = profile::tone_curve::named("inverse:srgb");
-    std::vector<double> values(256);
-    for (std::size_t sample = 0; sample < values.size(); ++sample) {
-        values[sample] = decode(static_cast<double>(sample) / 255.0);
-    }
-    patch_colors measured{};
-    for (std::size_t index = 0; index < patch_count; ++index) {
-        measured[index] = measure_patch<std::uint8_t>(index, picture, position, values, 255).mean;
+        measured[index] = measure_patch(index, picture, position, light, saturation.value_or(largest));
     }
     return measured;
 }

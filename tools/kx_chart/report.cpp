@@ -1,0 +1,149 @@
+#include "report.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <string_view>
+
+namespace kx::chart {
+
+namespace {
+
+// As printf.
+template <typename... Values>
+std::string format(const char* text, Values... values)
+{
+    char line[400];
+    std::snprintf(line, sizeof line, text, values...);
+    return line;
+}
+
+std::string summary(const judgement& verdict, const char* when)
+{
+    const patch_judgement& largest = verdict.patches.at(verdict.largest);
+    return format("Mean CIEDE2000%s %.3f, largest %.3f (%.100s)\n", when, verdict.mean, largest.difference,
+                  largest.name.c_str());
+}
+
+constexpr double margin = 24;
+constexpr double picture_width = 960;
+constexpr double header = 84;
+constexpr double cell_width = (picture_width - 2 * margin) / static_cast<double>(patch_columns);
+constexpr double cell_height = 136;
+constexpr double swatch_width = cell_width - 14;
+constexpr double swatch_height = 72;
+
+std::string rectangle(double left, double top, double width, double height, const std::string& color)
+{
+    return format(R"(<rect x="%.2f" y="%.2f" width="%.2f" height="%.2f" fill="%s"/>)", left, top, width, height,
+                  color.c_str())
+           + '\n';
+}
+
+// `room` is what there is for it: longer text is narrowed.
+std::string text(double left, double baseline, int size, const char* color, double room, const std::string& content)
+{
+    constexpr double usual_width = 0.5; // of a letter, in sizes
+    std::string escaped;
+    for (const char letter : content) {
+        switch (letter) {
+        case '&':
+            escaped += "&amp;";
+            break;
+        case '<':
+            escaped += "&lt;";
+            break;
+        default:
+            escaped += letter >= '\0' && letter < ' ' ? '?' : letter;
+        }
+    }
+    const bool is_long = static_cast<double>(content.size()) * usual_width * size > room;
+    return format(R"(<text x="%.2f" y="%.2f" font-size="%d" fill="%s")", left, baseline, size, color)
+           + (is_long ? format(R"( textLength="%.0f" lengthAdjust="spacingAndGlyphs")", room) : "") + '>' + escaped
+           + "</text>\n";
+}
+
+std::string web_color(const lab_converter& converter, const cmsCIELab& lab)
+{
+    const auto [red, green, blue] = encode_srgb(converter.to_linear_srgb(lab));
+    return format("#%02x%02x%02x", red, green, blue);
+}
+
+// The difference that a whole bar stands for: the next of 1, 2, 5, 10, 20, 50, 100.
+double full_bar(double largest)
+{
+    for (const double bar : {1.0, 2.0, 5.0, 10.0, 20.0, 50.0}) {
+        if (largest <= bar) {
+            return bar;
+        }
+    }
+    return 100.0;
+}
+
+std::string draw_patch(double left, double top, const lab_converter& converter, const patch_judgement& patch,
+                       double uncorrected, double bar)
+{
+    constexpr double half = swatch_width / 2;
+    const double bar_top = top + swatch_height + 40;
+    std::string drawn = rectangle(left, top, half, swatch_height, web_color(converter, patch.measured))
+                        + rectangle(left + half, top, half, swatch_height, web_color(converter, patch.reference))
+                        + text(left, top + swatch_height + 17, 13, "#1a1a1a", swatch_width,
+                               patch.name + (patch.outside_srgb ? " (not in sRGB)" : ""));
+    if (patch.left_out) {
+        return drawn
+               + format(R"(<path d="M%.2f %.2fl%.2f %.2fm%.2f 0l%.2f %.2f" stroke="white" stroke-width="3"/>)", left,
+                        top, swatch_width, swatch_height, -swatch_width, swatch_width, -swatch_height)
+               + '\n' + text(left, bar_top - 6, 12, "#6b6b6b", swatch_width, "over-exposed: left out");
+    }
+    const double share = std::clamp(patch.difference / bar, 0.0, 1.0);
+    return drawn
+           + text(left, bar_top - 6, 12, "#6b6b6b", swatch_width,
+                  format("%.2f  (before %.1f)", patch.difference, uncorrected))
+           + rectangle(left, bar_top, swatch_width, 9, "#e6e6e6")
+           + rectangle(left, bar_top, swatch_width * share, 9, "#1f59a6");
+}
+
+} // namespace
+
+std::string to_text(const judgement& verdict, const judgement* before)
+{
+    std::string table = format("%-14s %26s %26s %8s%s\n", "patch", "published L* a* b*", "measured L* a* b*", "dE00",
+                               before == nullptr ? "" : "  before");
+    for (std::size_t index = 0; index < patch_count; ++index) {
+        const patch_judgement& patch = verdict.patches[index];
+        table += format("%-14.40s %10.3f%8.3f%8.3f %10.3f%8.3f%8.3f %8.3f", patch.name.c_str(), patch.reference.L,
+                        patch.reference.a, patch.reference.b, patch.measured.L, patch.measured.a, patch.measured.b,
+                        patch.difference);
+        if (before != nullptr) {
+            table += format("%8.2f", before->patches[index].difference);
+        }
+        table += format("%s%s\n", patch.outside_srgb ? "  outside sRGB: clipped" : "",
+                        patch.left_out ? "  over-exposed: left out" : "");
+    }
+    return table + (before == nullptr ? "" : summary(*before, " before"))
+           + summary(verdict, before == nullptr ? "" : " after");
+}
+
+std::string to_svg(const judgement& before, const judgement& after)
+{
+    const lab_converter converter;
+    const double room = picture_width - 2 * margin;
+    const patch_judgement& largest = after.patches.at(after.largest);
+    const double bar = full_bar(largest.difference);
+    std::string picture =
+        R"(<svg xmlns="http://www.w3.org/2000/svg" width="960" height="640" font-family="sans-serif">)"
+        "\n";
+    picture += rectangle(0, 0, picture_width, 640, "white");
+    picture += text(margin, 36, 20, "#1a1a1a", room,
+                    format("CIEDE2000: mean %.2f, largest %.2f (%.100s); before the correction %.2f", after.mean,
+                           largest.difference, largest.name.c_str(), before.mean));
+    picture += text(margin, 62, 14, "#6b6b6b", room,
+                    format("Left measured, right published. A full bar is a difference of %.0f.", bar));
+    for (std::size_t index = 0; index < patch_count; ++index) {
+        picture += draw_patch(margin + cell_width * static_cast<double>(index % patch_columns),
+                              header + cell_height * static_cast<double>(index / patch_columns), converter,
+                              after.patches[index], before.patches[index].difference, bar);
+    }
+    return picture + "</svg>\n";
+}
+
+} // namespace kx::chart
