@@ -142,8 +142,8 @@ void run(const judge_command& command)
     const reference_chart reference = reference_from(command.reference);
     const images::image_16 picture = images::open_image(command.picture)->read_page();
     const judgement verdict = name_file(command.picture, [&] {
-        const auto measured =
-            measure_patches(picture, chart_position(command.corners), bits, profile::tone_curve::named("inverse:srgb"));
+        const auto measured = measure_patches(picture, chart_position(command.corners), picture.was_8_bit ? 8 : 16,
+                                              profile::tone_curve::named("inverse:srgb"));
         patch_colors light{};
         std::ranges::transform(measured, light.begin(), &patch_measurement::mean);
         return judge(light, reference);
