@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <regex>
+#include <utility>
 
 namespace kx_test {
 
@@ -25,6 +26,13 @@ std::string error_line(const std::string& function, const std::string& text)
 std::string validation_line(const std::string& text)
 {
     return "log 0 color_correction.h color_correction::transform: ERROR:  " + text;
+}
+
+std::string failed_creation_line(bool for_want_of_memory)
+{
+    return "log 0 korvex_kvi_color_processing.cpp " + creation_function_name
+           + (for_want_of_memory ? ": Memory allocation failure" : ": An unknown error occurred")
+           + " when trying to create a color correction instance!";
 }
 
 std::string timing_line(const transform_export& tested)
@@ -73,15 +81,10 @@ lines LUTs_destroyed(std::int32_t last, std::int32_t first)
 lines frame_test::events()
 {
     static const std::regex time(R"( takes \d+\.\d{6} microseconds\.$)");
-    lines happened;
-    for (const standins::event& event : recorder.events) {
-        happened.push_back(event.text);
-        if (event.text.starts_with("log ")) {
-            happened.back() = std::regex_replace(event.text, time, " takes (time) microseconds.");
-            EXPECT_GT(event.source_line, 0) << event.text;
-        }
+    lines happened = std::exchange(recorder.events, {});
+    for (std::string& event : happened) {
+        event = std::regex_replace(event, time, " takes (time) microseconds.");
     }
-    recorder.events.clear();
     return happened;
 }
 
@@ -92,8 +95,7 @@ void frame_test::expect_transforms_call(kx_color_processor* processor, const std
         small_image image(3);
         EXPECT_EQ(tested.call(kx, processor, image.request()), 0);
         EXPECT_EQ(events(), LUTs_fetched(1, 6) + vector_call(module, tested) + lines{timing_line(tested)});
-        EXPECT_EQ(image.output(tested, 1), stored(tested, image.input(0, 1)));
-        EXPECT_EQ(image.output(tested, 2 * tested.samples_per_pixel), stored(tested, image.input(2, 0)));
+        EXPECT_TRUE(image.is_converted(tested));
     }
 }
 
@@ -149,16 +151,15 @@ bool small_image::output_is_untouched() const
     return std::all_of(output_bytes.begin(), output_bytes.end(), [](std::uint8_t byte) { return byte == untouched; });
 }
 
-std::uint16_t small_image::input(std::size_t pixel, std::size_t channel) const
+bool small_image::is_converted(const transform_export& tested) const
 {
-    return input_samples[3 * pixel + channel];
-}
-
-std::uint16_t small_image::output(const transform_export& tested, std::size_t index) const
-{
-    std::uint16_t sample = 0;
-    std::memcpy(&sample, output_bytes.data() + index * tested.sample_bytes, tested.sample_bytes);
-    return sample;
+    for (std::size_t i = 0; i < input_samples.size(); ++i) {
+        const std::size_t index = i / 3 * tested.samples_per_pixel + i % 3;
+        if (std::memcmp(&output_bytes[index * tested.sample_bytes], &input_samples[i], tested.sample_bytes) != 0) {
+            return false;
+        }
+    }
+    return true;
 }
 
 } // namespace kx_test

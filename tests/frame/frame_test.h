@@ -30,6 +30,7 @@ inline const lines vector_modules_released{"avx2 terminate", "avx2 unloaded", "s
 // Log lines as the stand-in logger records them. `text` follows the error mark and its two blanks.
 std::string error_line(const std::string& function, const std::string& text);
 std::string validation_line(const std::string& text);
+std::string failed_creation_line(bool for_want_of_memory);
 std::string timing_line(const transform_export& tested);
 
 // A transform's call of the vector module "sse" or "avx2"; none if the name is empty.
@@ -48,8 +49,7 @@ class frame_test : public testing::Test {
 protected:
     explicit frame_test(const gap& missing = {}) : folder(missing) { standins::reset(); }
 
-    // What happened since the last call. Log lines come without their source line, which is checked to be
-    // positive, and without the time that a timing line gives, whose form is checked.
+    // What happened since the last call. Timing lines come without the time, whose form is checked.
     lines events();
 
     // Expects all transforms to call the vector module and to convert all pixels, as the stand-ins do not. The
@@ -88,18 +88,11 @@ struct small_image {
     static constexpr std::uint8_t untouched = 0xEE;
     [[nodiscard]] bool output_is_untouched() const;
 
-    // Sample `channel` (blue, green, red) of a pixel of the input, which is interleaved.
-    [[nodiscard]] std::uint16_t input(std::size_t pixel, std::size_t channel) const;
-    [[nodiscard]] std::uint16_t output(const transform_export& tested, std::size_t index) const;
+    // Whether the output, interleaved, has the low bits of the input's samples.
+    [[nodiscard]] bool is_converted(const transform_export& tested) const;
 
     std::vector<std::uint16_t> input_samples;
     std::vector<std::uint8_t> output_bytes;
 };
-
-// The bits of a sample that a transform stores.
-inline std::uint16_t stored(const transform_export& tested, std::size_t sample)
-{
-    return static_cast<std::uint16_t>(sample & (tested.sample_bytes == 1 ? 0xFF : 0xFFFF));
-}
 
 } // namespace kx_test

@@ -42,20 +42,20 @@ const std::map<std::string, companion>& companions()
     return all;
 }
 
-// A copy of the module in which the entry point goes by another name.
-void copy_without(const path& from, const path& to, const std::string& entry_point)
+// Has the entry point of the module go by another name.
+void rename(const path& module, const std::string& entry_point)
 {
-    std::ifstream module(from, std::ios::binary);
-    std::string bytes(std::istreambuf_iterator<char>(module), {});
+    std::fstream file(module, std::ios::binary | std::ios::in | std::ios::out);
+    const std::string bytes(std::istreambuf_iterator<char>(file), {});
     const std::string whole_name = '\0' + entry_point + '\0';
     std::size_t found = bytes.find(whole_name);
     if (found == std::string::npos) {
-        throw std::logic_error(from.string() + " has no " + entry_point);
+        throw std::logic_error(module.string() + " has no " + entry_point);
     }
-    for (; found != std::string::npos; found = bytes.find(whole_name, found)) {
-        bytes[found + entry_point.size()] = '_';
+    for (; found != std::string::npos; found = bytes.find(whole_name, found + 1)) {
+        file.seekp(static_cast<std::streamoff>(found + entry_point.size()));
+        file.put('_');
     }
-    std::ofstream(to, std::ios::binary) << bytes;
 }
 
 } // namespace
@@ -82,18 +82,15 @@ module_folder::module_folder(const gap& missing)
     std::filesystem::remove_all(path_, in_use);
     std::filesystem::create_directories(path_);
 
-    const auto link = [this](const path& file) {
-        if (!exists(path_ / file.filename())) {
-            std::filesystem::create_hard_link(file, path_ / file.filename());
-        }
-    };
-    link(KX_LIBRARY_FILE);
-    for (const auto& [module, companion] : companions()) {
-        const path file = path(KX_STANDINS_FOLDER) / "modules" / companion.file_name;
-        if (module != missing.module) {
-            link(file);
-        } else if (!missing.entry_point.empty()) {
-            copy_without(file, path_ / companion.file_name, missing.entry_point);
+    constexpr auto kept = std::filesystem::copy_options::recursive | std::filesystem::copy_options::skip_existing;
+    copy(path(KX_STANDINS_FOLDER) / "modules", path_, kept);
+    copy(KX_LIBRARY_FILE, path_, kept);
+    if (!missing.module.empty()) {
+        const path module = path_ / companions().at(missing.module).file_name;
+        if (missing.entry_point.empty()) {
+            remove(module);
+        } else {
+            rename(module, missing.entry_point);
         }
     }
     current_path(path_);

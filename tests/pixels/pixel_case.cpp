@@ -2,6 +2,7 @@
 
 #include "reference.h"
 
+#include <algorithm>
 #include <iterator>
 #include <limits>
 #include <sstream>
@@ -25,8 +26,8 @@ matrix_values random_matrix(random_source& random, float first, float last)
 // Mostly what cameras use; now and then what only a fault or a test brings.
 std::vector<matrix_values> random_matrices(random_source& random)
 {
-    static constexpr float odd_values[] = {not_a_number, infinity, -infinity, 0x1.fffffep127F,
-                                           0x1p-149F,    -0.0F,    32768.5F,  -65536.0F};
+    static constexpr float odd_values[] = {not_a_number, infinity,       -infinity, 0x1.fffffep127F, 0x1p-149F,
+                                           -0.0F,        0x1.fffffep-2F, 32768.5F,  -65536.0F};
     switch (pick(random, 0, 15)) {
     case 0:
         return {};
@@ -100,8 +101,8 @@ pixel_case random_case(const combination& choices, const LUT_set& LUTs, std::int
             const std::int64_t index = reference_sample_index(choices.input_layout, pixel_count, 3, pixel, channel);
             const int kind = pick(random, 0, 7);
             made.samples[static_cast<std::size_t>(index)] =
-                static_cast<std::uint16_t>(kind == 0   ? 0
-                                           : kind == 1 ? highest_sample
+                static_cast<std::uint16_t>(kind < 2    ? std::min(kind, highest_sample)
+                                           : kind == 2 ? highest_sample
                                                        : pick(random, 0, highest_sample));
         }
     }

@@ -45,8 +45,9 @@ void test_processor::configure(const pixel_case& wanted) const
     }
     const auto& in = wanted.choices.input_LUT;
     const auto& out = wanted.choices.output_LUT;
-    kx_color_enable_input_LUTs(handle_, in[0], in[1], in[2]);
-    kx_color_enable_output_LUTs(handle_, out[0], out[1], out[2]);
+    // Any other value than 0 enables a LUT.
+    kx_color_enable_input_LUTs(handle_, in[0] ? 1 : 0, in[1] ? 0x100 : 0, in[2] ? INT32_MIN : 0);
+    kx_color_enable_output_LUTs(handle_, out[0] ? -1 : 0, out[1] ? 2 : 0, out[2] ? 0x10000 : 0);
 }
 
 std::int32_t test_processor::transform(const pixel_case& wanted, const std::uint16_t* input, void* output) const

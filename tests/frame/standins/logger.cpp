@@ -34,9 +34,8 @@ KX_STANDIN_API void* kvi_get_log(const char* channel_name, const char* second_na
 KX_STANDIN_API std::int32_t kvi_log(void* log, std::int32_t level, const char* source_file_name,
                                     std::int32_t source_line, const char* function_name, const char* message)
 {
-    record((log == &the_log ? "log " : "log with a wrong handle ") + std::to_string(level) + " " + source_file_name
-               + " " + function_name + ": " + message,
-           source_line);
+    record((log == &the_log && source_line > 0 ? "log " : "log with a wrong handle or line ") + std::to_string(level)
+           + " " + source_file_name + " " + function_name + ": " + message);
     throw_if(the_recorder().log_throws);
     return the_recorder().log_result;
 }

@@ -1,6 +1,5 @@
 #include "frame/standins/recorder.h"
 
-#include <algorithm>
 #include <memory>
 #include <mutex>
 
@@ -25,17 +24,10 @@ void reset()
     std::construct_at(&the_recorder());
 }
 
-void record(const std::string& text, std::int32_t source_line)
+void record(const std::string& event)
 {
     const std::lock_guard guard(lock);
-    the_recorder().events.push_back({text, source_line});
-}
-
-void see_record(const kx::transform_parameters& record)
-{
-    recorder& r = the_recorder();
-    r.seen_record = record;
-    std::copy_n(kx::matrix_of(record), r.seen_matrix.size(), r.seen_matrix.begin());
+    the_recorder().events.push_back(event);
 }
 
 } // namespace standins

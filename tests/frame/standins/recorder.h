@@ -2,8 +2,6 @@
 // happened to them, and the behaviour that the test asks of them. In a small shared library of its own.
 #pragma once
 
-#include "companion_interfaces/transform_parameters.h"
-
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -41,11 +39,6 @@ struct vector_script {
     std::chrono::microseconds transform_takes{0};
 };
 
-struct event {
-    std::string text;
-    std::int32_t source_line; // of a log line, else 0
-};
-
 struct recorder {
     // What the test asks for.
     bool get_log_returns_null = false;
@@ -59,12 +52,8 @@ struct recorder {
     std::array<vector_script, 2> vector; // by vector_module
 
     // What happened.
-    std::vector<event> events;
+    std::vector<std::string> events;
     std::atomic<std::int32_t> get_log_calls = 0;
-
-    // The last record that a vector module was called with, and the matrix that it led to.
-    kx::transform_parameters seen_record{};
-    std::array<float, 9> seen_matrix{};
 
     // LUTs by number, from 1 on, with guard words on either side. Empty unless the LUT exists.
     std::array<std::vector<std::uint32_t>, 1024> LUTs;
@@ -82,10 +71,7 @@ KX_RECORDER_API recorder& the_recorder();
 // Forgets what happened and what was asked for, and starts to number LUTs at 1 again.
 KX_RECORDER_API void reset();
 
-KX_RECORDER_API void record(const std::string& text, std::int32_t source_line = 0);
-
-// The record of a vector call.
-KX_RECORDER_API void see_record(const kx::transform_parameters& record);
+KX_RECORDER_API void record(const std::string& event);
 
 inline std::uint32_t* recorder::LUT_data(std::int32_t number)
 {
