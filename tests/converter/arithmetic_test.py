@@ -96,14 +96,14 @@ class Arithmetic(unittest.TestCase):
         stored = frame.transpose(2, 0, 1) if layout else frame
         tifffile.imwrite("in.tif", stored, photometric="rgb", metadata=None, **layout)
         files = ["in.tif", "out.png" if self.runs % 5 == 0 and more.get("channels", 3) == 3 else "out.tif"]
-        how = ["--vector-level", ("scalar", "sse", "avx2")[self.runs % 3], "--quiet", "--overwrite", "yes"]
+        how = ["--vector-level", ("scalar", "sse", "avx2")[self.runs % 3], "--quiet", "--overwrite"]
         how += ["--planar"] if self.runs % 4 < 2 and files[1] == "out.tif" else []
         words = options.split()
         words = [*files, *words] if self.runs % 2 else [*words, *files]
         done = subprocess.run([CONVERTER, *how, *words], capture_output=True, text=True, check=False)
         self.assertEqual((done.returncode, done.stderr), (0, ""), words)
         if files[1] == "out.png":
-            done = subprocess.run([CONVERTER, "out.png", "out.tif", "--overwrite", "yes", "--quiet", "--depth",
+            done = subprocess.run([CONVERTER, "out.png", "out.tif", "--overwrite", "--quiet", "--depth",
                                    str(profile["output_depth"])], check=True)
         found = tifffile.imread("out.tif")
         found = found.transpose(1, 2, 0) if "--planar" in how else found

@@ -46,7 +46,7 @@ void expect_refusals(const std::vector<refusal>& refusals, const std::string& pr
         const auto before = directory.content();
         const bool option = given.starts_with("--");
         const program_result result =
-            run_program(KX_CONVERT_PROGRAM, directory, (option ? "good.tif out.tif " : "") + given, prologue);
+            run_program(KX_CONVERT_PROGRAM, directory, "--overwrite " + (option ? "good.tif out.tif " + given : given), prologue);
         EXPECT_GT(result.exit_code, 0);
         EXPECT_EQ(result.output, "");
         EXPECT_THAT(result.error, testing::StartsWith("kx_convert: "));
@@ -131,7 +131,7 @@ TEST(Refusals, OfInputFilesNameTheFileAndWhatWasFound)
     std::string tiles = encoded("tif", {.pages = {good}, .compression = COMPRESSION_ADOBE_DEFLATE, .tile = 16});
     expect_refusals({
         {"none.tif out.tif", {"none.tif", "No such file"}},
-        {"folder.tif out.tif", {"folder.tif", "the folder has no"}},
+        {"folder.tif out.tif", {"several inputs need a folder", "out.tif"}},
         {"file out.tif", {"page 3", "2 unsigned"}, encoded("tif", {{good, good, of(2, 8)}})},
         {"file out.tif",
          {"1 unsigned", "grey"},
@@ -200,9 +200,8 @@ TEST(Refusals, OfOutputFilesLeaveNothingBehind)
         {"good.tif pipe.tif", {"pipe.tif", "regular file"}},
         {"pipe.tif out.tif", {"pipe.tif", "is a pipe"}},
         {"good.tif protected.tif", {"protected.tif", "write-protected"}},
-        {"good.tif out.tif --overwrite no", {"out.tif", "exists already"}},
         {"good.tif rotated.tif out.tif", {"several inputs need a folder", "out.tif"}},
-        {"good.tif rotated.tif -o out.tif", {"out.tif", "is a file"}},
+        {"good.tif rotated.tif -o new.tif", {"new.tif", "names a file"}},
         {"good.tif folder.tif/../good.tif -o folder.tif", {"both become", "folder.tif/good.tif"}},
         {"good.tif good.tif", {"good.tif", "input"}},
         {"good.tif ./link.tif", {"link.tif", "input"}},

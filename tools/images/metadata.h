@@ -51,5 +51,6 @@ struct metadata {
 };
 
 inline constexpr const char* description_keyword = "Description";
+inline constexpr const char* software_keyword = "Software";
 
 } // namespace kx::images

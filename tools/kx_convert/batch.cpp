@@ -1,6 +1,7 @@
 #include "batch.h"
 
 #include "conversion.h"
+#include "system.h"
 
 #include <algorithm>
 #include <atomic>
@@ -10,13 +11,27 @@ namespace kx::convert {
 
 namespace {
 
-enum class outcome { not_begun, done, failed };
+namespace fs = std::filesystem;
+
+// Enough to keep many cores busy with pages of usual size.
+constexpr std::uint64_t most_page_memory = std::uint64_t{8} << 30;
+
+enum class outcome { not_begun, converted, skipped, failed };
+
+void make_folder(const fs::path& folder, console& messages)
+{
+    std::error_code failed;
+    fs::create_directories(folder, failed);
+    if (failed) {
+        throw option_error("--output", folder.string() + " cannot be created: " + failed.message());
+    }
+    messages.note("created the folder " + folder.string());
+}
 
 outcome convert_one(const conversion_run& run, const file_task& task, unsigned threads)
 {
     try {
-        convert_file(run, task, threads);
-        return outcome::done;
+        return convert_file(run, task, threads) ? outcome::converted : outcome::skipped;
     } catch (const std::bad_alloc&) {
         run.messages.error(task.input.string() + ": not enough memory");
     } catch (const std::exception& error) {
@@ -25,15 +40,31 @@ outcome convert_one(const conversion_run& run, const file_task& task, unsigned t
     return outcome::failed;
 }
 
+std::string summary(const std::vector<outcome>& outcomes, bool dry_run)
+{
+    const auto count = [&outcomes](outcome which) { return std::ranges::count(outcomes, which); };
+    const auto part = [&count](outcome which, const char* what) {
+        return count(which) > 0 ? ", " + std::to_string(count(which)) + what : "";
+    };
+    return std::to_string(count(outcome::converted)) + " of " + std::to_string(outcomes.size())
+           + (dry_run ? " files can be converted" : " files converted")
+           + part(outcome::skipped, " skipped, whose output exists") + part(outcome::failed, " failed")
+           + part(outcome::not_begun, " not begun");
+}
+
 } // namespace
 
 bool convert_all(const settings& wanted)
 {
     const korvex::color::library library;
     color_conversions conversions(library, wanted, make_camera(wanted));
-    const std::vector<file_task> tasks = list_tasks(wanted);
+    const auto [tasks, new_folder] = list_tasks(wanted);
     console messages(wanted.quiet);
-    const conversion_run run{wanted, library, conversions, messages, tasks.size() == 1};
+    if (!new_folder.empty() && !wanted.dry_run) {
+        make_folder(new_folder, messages);
+    }
+    page_memory memory(std::min(most_page_memory, physical_memory() / 2));
+    const conversion_run run{wanted, library, conversions, memory, messages, tasks.size() == 1};
     if (tasks.size() == 1) {
         convert_file(run, tasks.front(), wanted.threads);
         return true;
@@ -58,15 +89,8 @@ bool convert_all(const settings& wanted)
         }
         work();
     }
-    const auto count = [&outcomes](outcome which) { return std::ranges::count(outcomes, which); };
-    const auto failed = count(outcome::failed);
-    const auto left = count(outcome::not_begun);
-    if (!wanted.quiet) {
-        messages.inform(std::to_string(count(outcome::done)) + " of " + std::to_string(tasks.size())
-                        + " files converted" + (failed > 0 ? ", " + std::to_string(failed) + " failed" : "")
-                        + (left > 0 ? ", " + std::to_string(left) + " not begun" : "") + "\n");
-    }
-    return failed == 0;
+    messages.note(summary(outcomes, wanted.dry_run));
+    return std::ranges::count(outcomes, outcome::failed) == 0;
 }
 
 } // namespace kx::convert

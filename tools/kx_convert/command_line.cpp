@@ -38,13 +38,11 @@ const std::map<std::string, std::optional<std::int32_t>> vector_levels{{"scalar"
                                                                        {"avx2", KX_COLOR_VECTOR_LEVEL_AVX2},
                                                                        {"auto", std::nullopt}};
 
-const std::map<std::string, bool> yes_or_no{{"yes", true}, {"no", false}};
-
 constexpr const char* hidden_group = "hidden"; // the parser's own hidden options have no names in its messages
 constexpr std::string_view area_mark = "auto:";
 constexpr const char* area_option = "--white-balance-area";
 
-// Without the hidden options, and without CLI11's second empty line before each group: the help should fit two screens.
+// Without the hidden options, and without CLI11's second empty line before each group.
 class help_formatter : public CLI::Formatter {
 public:
     help_formatter() { column_width(27); }
@@ -154,16 +152,21 @@ void add_file_options(CLI::App& app, settings& wanted)
         ->required()
         ->type_name("");
     app.option_defaults()->group("Files");
-    app.add_option("-o,--output", wanted.output, "File or folder to write; names are kept in a folder")
+    app.add_option("-o,--output", wanted.output,
+                   "File to write, or folder, where names are kept; it is made if need be")
         ->type_name("PATH");
     add_choice(app, "--format", wanted.output_format, file_types, "tiff or png, in a folder (default: as the input)");
     app.add_option_function<std::string>(
            "--pages", [&wanted](const std::string& list) { wanted.pages = to_pages(list); },
            "Convert these pages only: 1-10,50 or 7-")
         ->type_name("LIST");
-    add_choice(app, "--overwrite", wanted.overwrite, yes_or_no,
-               "Whether older files are replaced: yes (default) or no");
+    CLI::Option* const overwrite = app.add_flag("--overwrite", wanted.overwrite, "Replace outputs that exist");
+    app.add_flag("--skip-existing", wanted.skip_existing, "Leave files out whose output exists: resumes a run")
+        ->excludes(overwrite);
     app.add_flag("--stop-at-error", wanted.stop_at_error, "Begin no further file once one has failed");
+    app.add_flag("--strict", wanted.strict, "What cannot be carried over is an error, and no output is written");
+    app.add_flag("--sync", wanted.sync, "Wait until outputs are on the disk");
+    app.add_flag("--dry-run", wanted.dry_run, "Say what would be read, written and lost: outputs are made, but not kept");
 }
 
 void add_camera_options(CLI::App& app, settings& wanted)
@@ -254,11 +257,6 @@ void find_output(settings& wanted)
     }
     wanted.output = std::move(wanted.inputs.back());
     wanted.inputs.pop_back();
-    std::error_code ignored;
-    if (wanted.inputs.size() > 1 && wanted.output.has_filename()
-        && !std::filesystem::is_directory(wanted.output, ignored)) {
-        throw option_error("-o", "several inputs need a folder to write to; " + wanted.output.string() + " is none");
-    }
 }
 
 // The last word first, as the parser takes them. --white-balance has one word or three: the one gets a name of its own.

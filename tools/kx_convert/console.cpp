@@ -16,26 +16,28 @@ void console::begin_progress(unsigned long steps)
 void console::step()
 {
     const std::lock_guard lock(guard_);
-    if (steps_ > 0) {
-        std::cerr << '\r' << ++done_ << " of " << steps_ << std::flush;
-        if (done_ == steps_) {
-            end_progress();
-        }
+    if (steps_ == 0) {
+        return;
+    }
+    std::cerr << '\r' << ++done_ << " of " << steps_ << std::flush;
+    line_is_open_ = true;
+    if (done_ == steps_) {
+        end_line();
     }
 }
 
-void console::end_progress()
+void console::end_line()
 {
-    if (steps_ > 0 && done_ > 0) {
+    if (line_is_open_) {
         std::cerr << '\n';
     }
-    steps_ = 0;
+    line_is_open_ = false;
 }
 
 void console::say(std::ostream& stream, const std::string& text)
 {
     const std::lock_guard lock(guard_);
-    end_progress();
+    end_line();
     stream << text << std::flush;
 }
 
@@ -49,6 +51,13 @@ void console::warn(const std::string& text)
 void console::error(const std::string& text)
 {
     say(std::cerr, "kx_convert: " + text + '\n');
+}
+
+void console::note(const std::string& text)
+{
+    if (!quiet_) {
+        say(std::cout, text + '\n');
+    }
 }
 
 void console::inform(const std::string& text)

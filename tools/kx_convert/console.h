@@ -14,7 +14,7 @@ public:
     explicit console(bool quiet) : quiet_(quiet) {}
     console(const console&) = delete;
     console& operator=(const console&) = delete;
-    ~console() { end_progress(); } // what others print begins on a line of its own, too
+    ~console() { end_line(); } // what others print begins on a line of its own, too
 
     // Counts so many steps, if anybody watches and there is something to wait for.
     void begin_progress(unsigned long steps);
@@ -22,16 +22,18 @@ public:
 
     void warn(const std::string& text);
     void error(const std::string& text);
-    void inform(const std::string& text); // on standard output
+    void note(const std::string& text);   // a line on standard output
+    void inform(const std::string& text); // that was asked for, on standard output
 
 private:
     void say(std::ostream& stream, const std::string& text);
-    void end_progress(); // a message begins on a line of its own
+    void end_line(); // of the progress: a message begins on a line of its own
 
     bool quiet_;
     std::mutex guard_;
     unsigned long steps_ = 0; // 0: none are shown
     unsigned long done_ = 0;
+    bool line_is_open_ = false;
 };
 
 } // namespace kx::convert

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <functional>
 #include <numeric>
+#include <sstream>
 
 namespace kx::convert {
 
@@ -36,6 +37,17 @@ std::vector<std::uint32_t> select_pages(const settings& wanted, std::uint32_t co
         std::iota(pages.begin(), pages.end(), 0U);
     }
     return pages;
+}
+
+// A worker's memory for its largest page: before and after the conversion, and compressed.
+std::uint64_t page_bytes(const images::image_reader& reader, const std::vector<std::uint32_t>& pages,
+                         std::uint64_t output_pixel_bytes)
+{
+    std::uint64_t pixels = 0;
+    for (const std::uint32_t page : pages) {
+        pixels = std::max(pixels, reader.pixel_count(page));
+    }
+    return pixels * (3 * sizeof(std::uint16_t) + 2 * output_pixel_bytes);
 }
 
 // What the workers of one file share.
@@ -126,6 +138,7 @@ std::uint64_t total_pixels(const images::image_reader& reader, const std::vector
                                  [&](std::uint32_t page) { return reader.pixel_count(page); });
 }
 
+// Throws for outputs that cannot be.
 void check_output(const settings& wanted, const file_task& task)
 {
     std::error_code not_there;
@@ -153,59 +166,106 @@ void check_output(const settings& wanted, const file_task& task)
     }
 }
 
+// In a dry run the output's folder need not be there: the output, which vanishes, begins in one above.
+std::filesystem::path name_in_existing_folder(const std::filesystem::path& output)
+{
+    namespace fs = std::filesystem;
+    std::error_code not_there;
+    const fs::path wanted = fs::absolute(output).parent_path();
+    fs::path folder = wanted;
+    while (folder.has_relative_path() && !fs::is_directory(folder, not_there)) {
+        folder = folder.parent_path();
+    }
+    return folder == wanted ? output : folder / (".kx-dry-run" + output.extension().string());
+}
+
+// The run's camera, balanced by a page of this file.
+camera balance_camera(const conversion_run& run, images::image_reader& reader, std::uint32_t page,
+                      const std::filesystem::path& file)
+{
+    camera balanced = balance_camera(run.conversions.source(), *run.wanted.balance_area, reader, page, file);
+    std::ostringstream text; // with the classic locale
+    text << file.string() << ": white balance";
+    for (const double gain : balanced.values.white_balance) {
+        text << ' ' << gain;
+    }
+    run.messages.note(text.str());
+    return balanced;
+}
+
 } // namespace
 
-void convert_file(const conversion_run& run, const file_task& task, unsigned threads)
+bool convert_file(const conversion_run& run, const file_task& task, unsigned threads)
 {
     const auto start = std::chrono::steady_clock::now();
     const settings& wanted = run.wanted;
+    if (!task.trouble.empty()) {
+        throw images::image_error(task.input, task.trouble);
+    }
     check_output(wanted, task);
+    std::error_code not_there;
+    if (!wanted.overwrite && std::filesystem::exists(task.output, not_there)) {
+        if (wanted.skip_existing) {
+            return false;
+        }
+        throw images::image_error(task.output, "exists already: --overwrite replaces it, --skip-existing leaves it");
+    }
     const std::unique_ptr<images::image_reader> reader = images::open_image(task.input);
     const std::vector<std::uint32_t> pages = select_pages(wanted, reader->page_count());
     std::optional<color_conversions> balanced;
     if (wanted.balance_area) {
-        balanced.emplace(
-            run.library, wanted,
-            balance_camera(run.conversions.source(), *wanted.balance_area, *reader, pages.front(), task.input));
+        balanced.emplace(run.library, wanted, balance_camera(run, *reader, pages.front(), task.input));
     }
     color_conversions& conversions = balanced ? *balanced : run.conversions;
     const auto depth = static_cast<unsigned>(conversions.source().values.output_depth);
+    const std::uint64_t output_pixel_bytes = wanted.channels * (depth / 8);
     const std::uint64_t pixels = total_pixels(*reader, pages);
-    const std::unique_ptr<images::image_writer> writer = images::create_image(
-        task.output, {.tiff_compression = wanted.tiff_compression.value_or(images::compression::none),
-                      .level = wanted.level,
-                      .big_tiff = wanted.big_tiff,
-                      .page_count = static_cast<std::uint32_t>(pages.size()),
-                      .expected_bytes = pixels * wanted.channels * (depth / 8),
-                      .overwrite = wanted.overwrite});
+    const std::unique_ptr<images::image_writer> writer =
+        images::create_image(wanted.dry_run ? name_in_existing_folder(task.output) : task.output,
+                             {.tiff_compression = wanted.tiff_compression.value_or(images::compression::none),
+                              .level = wanted.level,
+                              .big_tiff = wanted.big_tiff,
+                              .page_count = static_cast<std::uint32_t>(pages.size()),
+                              .expected_bytes = pixels * output_pixel_bytes,
+                              .overwrite = wanted.overwrite,
+                              .sync = wanted.sync});
 
     if (run.steps_are_pages) {
         run.messages.begin_progress(pages.size());
     }
     file_report report(task, depth);
-    const auto worker_count = static_cast<unsigned>(std::min<std::size_t>(threads, pages.size()));
+    const auto most_workers = static_cast<unsigned>(std::min<std::size_t>(threads, pages.size()));
+    const page_memory::share memory = run.memory.take(page_bytes(*reader, pages, output_pixel_bytes), most_workers);
     const file_job job{.run = run,
                        .task = task,
                        .conversions = conversions,
                        .reader = *reader,
                        .writer = *writer,
                        .pages = pages,
-                       .threads_per_page = std::max(1U, threads / worker_count),
+                       .threads_per_page = std::max(1U, threads / memory.workers()),
                        .to_png = images::type_from_suffix(task.output) == images::file_type::png,
                        .report = report};
     if (depth == 8) {
-        convert_pages<std::uint8_t>(job, worker_count);
+        convert_pages<std::uint8_t>(job, memory.workers());
     } else {
-        convert_pages<std::uint16_t>(job, worker_count);
+        convert_pages<std::uint16_t>(job, memory.workers());
     }
-    writer->commit();
-
     report.add_left_out(writer->left_out());
+    if (wanted.strict) {
+        report.refuse_losses();
+    }
+    if (wanted.dry_run) {
+        run.messages.note(task.input.string() + ": " + std::to_string(pages.size())
+                          + (pages.size() == 1 ? " page" : " pages") + " to " + task.output.string());
+    } else {
+        writer->commit();
+    }
     report.warn(run.messages);
     if (wanted.info) {
         const std::chrono::duration<double> whole = std::chrono::steady_clock::now() - start;
         run.messages.inform(report.info(pixels, whole.count()));
     }
+    return true;
 }
 
 } // namespace kx::convert

@@ -1,5 +1,6 @@
 #include "file_report.h"
 
+#include <algorithm>
 #include <locale>
 #include <sstream>
 
@@ -18,15 +19,6 @@ std::string percent(double share)
     return text.str();
 }
 
-std::string joined(const std::set<std::string>& names)
-{
-    std::string text;
-    for (const std::string& name : names) {
-        text += (text.empty() ? "" : ", ") + name;
-    }
-    return text;
-}
-
 } // namespace
 
 void carry_metadata(images::metadata& about, const transform_plan& plan, const images::described_output& output)
@@ -42,6 +34,13 @@ void carry_metadata(images::metadata& about, const transform_plan& plan, const i
             text->second = *corrected;
         }
         ++text;
+    }
+    const auto software =
+        std::ranges::find(about.texts, images::software_keyword, &std::pair<std::string, std::string>::first);
+    if (software == about.texts.end()) {
+        about.texts.emplace_back(images::software_keyword, plan.record);
+    } else {
+        software->second += "; " + plan.record;
     }
     if (plan.changes_colors) {
         if (!about.icc_profile.empty()) {
@@ -62,23 +61,37 @@ void file_report::add_page(const page_facts& facts, const images::metadata& abou
     sum_.clipped.add(facts.clipped);
     sum_.used_bits |= facts.used_bits;
     sum_.library_seconds += facts.library_seconds;
-    left_out_.insert(about.left_out.begin(), about.left_out.end());
-    oddities_.insert(oddities_.end(), about.warnings.begin(), about.warnings.end());
+    for (const std::string& name : about.left_out) {
+        losses_.enter(images::loss::dropped, name, pages_);
+    }
+    for (const std::string& oddity : about.warnings) {
+        losses_.enter(images::loss::oddity, oddity);
+    }
 }
 
 void file_report::add_left_out(const std::set<std::string>& names)
 {
-    left_out_.insert(names.begin(), names.end());
+    for (const std::string& name : names) {
+        losses_.enter(images::loss::dropped, name);
+    }
+}
+
+void file_report::refuse_losses() const
+{
+    std::string text;
+    for (const std::string& line : losses_.lines()) {
+        text += (text.empty() ? "" : "; ") + line;
+    }
+    if (!text.empty()) {
+        throw images::image_error(task_.input, "--strict: " + text);
+    }
 }
 
 void file_report::warn(console& messages) const
 {
     const std::string input = task_.input.string() + ": ";
-    for (const std::string& oddity : oddities_) {
-        messages.warn(input + oddity);
-    }
-    if (!left_out_.empty()) {
-        messages.warn(input + "not carried over: " + joined(left_out_));
+    for (const std::string& line : losses_.lines()) {
+        messages.warn(input + line);
     }
     const unsigned sixteenth = 1U << (depth_ - 4);
     if (sum_.used_bits < sixteenth) {

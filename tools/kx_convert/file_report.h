@@ -4,6 +4,7 @@
 #include "console.h"
 #include "file_tasks.h"
 #include "images/description.h"
+#include "images/ledger.h"
 #include "sample_statistics.h"
 #include "transform_plan.h"
 
@@ -29,6 +30,9 @@ public:
     void add_page(const page_facts& facts, const images::metadata& about);
     void add_left_out(const std::set<std::string>& names);
 
+    // Throws image_error if anything was lost.
+    void refuse_losses() const;
+
     void warn(console& messages) const;
     [[nodiscard]] std::string info(std::uint64_t pixels, double whole_seconds) const;
 
@@ -37,8 +41,7 @@ private:
     unsigned depth_;
     std::uint32_t pages_ = 0;
     page_facts sum_;
-    std::set<std::string> left_out_;
-    std::vector<std::string> oddities_;
+    images::ledger losses_;
 };
 
 } // namespace kx::convert

@@ -1,6 +1,5 @@
 #include "file_tasks.h"
 
-#include <algorithm>
 #include <map>
 
 namespace kx::convert {
@@ -19,19 +18,35 @@ bool has_image_suffix(const fs::path& file)
     }
 }
 
-// In the order of their names, so that runs are alike.
-std::vector<fs::path> images_in(const fs::path& folder)
+bool is_folder(const fs::path& path)
 {
-    std::vector<fs::path> files;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        if (entry.is_regular_file() && has_image_suffix(entry.path())) {
-            files.push_back(entry.path());
+    std::error_code not_there;
+    return fs::is_directory(path, not_there);
+}
+
+// The images in a folder in the order of their names, so that runs are alike. A file that cannot even be looked at,
+// such as a link to itself, is among them and fails when it is opened; other systems' hidden files, as ._1.tif, are
+// not.
+std::vector<file_task> images_in(const fs::path& folder)
+{
+    std::vector<file_task> files;
+    std::error_code failed;
+    const fs::directory_iterator end;
+    for (fs::directory_iterator entry(folder, failed); !failed && entry != end; entry.increment(failed)) {
+        const fs::path& file = entry->path();
+        std::error_code unknown;
+        const bool regular = entry->is_regular_file(unknown);
+        if ((regular || unknown) && has_image_suffix(file) && !file.filename().string().starts_with('.')) {
+            files.push_back({file, {}});
         }
     }
-    if (files.empty()) {
-        throw option_error(folder.string(), "the folder has no .tif, .tiff or .png file");
+    if (failed) {
+        return {{folder, {}, "the folder cannot be read: " + failed.message()}};
     }
-    std::ranges::sort(files);
+    if (files.empty()) {
+        return {{folder, {}, "the folder has no .tif, .tiff or .png file"}};
+    }
+    std::ranges::sort(files, {}, &file_task::input);
     return files;
 }
 
@@ -44,46 +59,51 @@ fs::path output_name(const fs::path& input, const settings& wanted)
     return name;
 }
 
+// A name without a suffix is a folder's. Several inputs need one, whatever its name.
+bool output_is_folder(const fs::path& output, bool several)
+{
+    std::error_code not_there;
+    const bool exists = fs::exists(output, not_there);
+    if (is_folder(output) || (!exists && !output.has_extension())) {
+        return true;
+    }
+    if (several && (exists || has_image_suffix(output))) {
+        throw option_error("--output", "several inputs need a folder, and " + output.string() + " names a file");
+    }
+    return several;
+}
+
 } // namespace
 
-std::vector<file_task> list_tasks(const settings& wanted)
+task_list list_tasks(const settings& wanted)
 {
-    std::vector<fs::path> inputs;
-    std::error_code ignored;
+    std::vector<file_task> tasks;
     bool from_folder = false;
     for (const fs::path& input : wanted.inputs) {
-        if (fs::is_directory(input, ignored)) {
+        if (is_folder(input)) {
             from_folder = true;
-            std::ranges::copy(images_in(input), std::back_inserter(inputs));
+            std::ranges::move(images_in(input), std::back_inserter(tasks));
         } else {
-            inputs.push_back(input);
+            tasks.push_back({input, {}});
         }
     }
-    const bool is_folder = fs::is_directory(wanted.output, ignored);
-    if (!is_folder && wanted.output.has_filename() && !from_folder && inputs.size() == 1) {
-        return {{inputs.front(), wanted.output}};
+    if (!output_is_folder(wanted.output, from_folder || wanted.inputs.size() > 1)) {
+        tasks.front().output = wanted.output;
+        return {std::move(tasks)};
     }
-
-    if (!is_folder && fs::exists(wanted.output, ignored)) {
-        throw option_error("--output", wanted.output.string() + " is a file: several inputs need a folder");
-    }
-    std::error_code failed;
-    fs::create_directories(wanted.output, failed);
-    if (failed) {
-        throw option_error("--output", wanted.output.string() + " cannot be created: " + failed.message());
-    }
-    std::vector<file_task> tasks;
     std::map<fs::path, fs::path> sources;
-    for (const fs::path& input : inputs) {
-        const fs::path name = output_name(input, wanted);
-        const auto [source, is_new] = sources.emplace(name, input);
-        if (!is_new) {
-            throw option_error("--output", source->second.string() + " and " + input.string() + " would both become "
-                                               + (wanted.output / name).string());
+    for (file_task& task : tasks) {
+        if (!task.trouble.empty()) {
+            continue;
         }
-        tasks.push_back({input, wanted.output / name});
+        task.output = wanted.output / output_name(task.input, wanted);
+        const auto [source, is_new] = sources.emplace(task.output, task.input);
+        if (!is_new) {
+            throw option_error("--output", source->second.string() + " and " + task.input.string()
+                                               + " would both become " + task.output.string());
+        }
     }
-    return tasks;
+    return {std::move(tasks), is_folder(wanted.output) ? fs::path() : wanted.output};
 }
 
 } // namespace kx::convert

@@ -47,8 +47,13 @@ struct settings {
     std::filesystem::path output;
     std::optional<images::file_type> output_format; // by default the output's or else the input's suffix decides
     std::vector<page_range> pages;                  // none: all
-    bool overwrite = true;
+    bool channel_pages = false;                     // three grey pages are red, green and blue
+    bool overwrite = false;
+    bool skip_existing = false;
     bool stop_at_error = false;
+    bool strict = false; // a loss is an error
+    bool sync = false;   // a file is done when it is on the disk
+    bool dry_run = false; // outputs are made, but none gets a name
 
     // The camera's profile, and what comes before its members.
     std::filesystem::path profile; // none: one that changes nothing

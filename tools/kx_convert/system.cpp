@@ -1,5 +1,7 @@
 #include "system.h"
 
+#include <limits>
+
 #include <unistd.h>
 
 namespace kx::convert {
@@ -7,6 +9,14 @@ namespace kx::convert {
 bool standard_error_is_terminal()
 {
     return isatty(STDERR_FILENO) != 0;
+}
+
+std::uint64_t physical_memory()
+{
+    const long pages = sysconf(_SC_PHYS_PAGES);
+    const long page_bytes = sysconf(_SC_PAGESIZE);
+    return pages > 0 && page_bytes > 0 ? static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(page_bytes)
+                                       : std::numeric_limits<std::uint64_t>::max();
 }
 
 } // namespace kx::convert

@@ -90,6 +90,46 @@ void limit_channel(profile::library_settings& library, const settings& wanted, s
     }
 }
 
+// The profile on one line, to be made a file again; a curve's long table would weigh more than the picture.
+std::string on_one_line(const profile::camera_profile& profile)
+{
+    constexpr std::size_t long_table = 256;
+    profile::profile_values values = profile.values();
+    const bool left_out = values.tone_curve.table().size() > long_table;
+    if (left_out) {
+        values.tone_curve = {};
+    }
+    const std::string text = profile::to_json(profile::camera_profile(values));
+    std::string line;
+    for (std::size_t place = 0; place < text.size(); ++place) {
+        if (text[place] == '\n') {
+            place = std::min(text.find_first_not_of(' ', place + 1), text.size()) - 1;
+        } else {
+            line += text[place];
+        }
+    }
+    return line + (left_out ? " and a table as tone_curve" : "");
+}
+
+std::string record_of(const settings& wanted, const profile::camera_profile& profile, bool keeps_samples)
+{
+    std::string text = "kx_convert " KX_VERSION;
+    if (keeps_samples) {
+        return text;
+    }
+    text += ' ' + on_one_line(profile);
+    const auto add = [&text](const char* name, const auto& option) {
+        if (option[0] || option[1] || option[2]) {
+            text += std::string(" --") + name;
+        }
+    };
+    add("input-lut", wanted.input_LUTs);
+    add("output-lut", wanted.output_LUTs);
+    add("clamp", wanted.clamps);
+    add("shift", wanted.shifts);
+    return text;
+}
+
 } // namespace
 
 transform_plan make_plan(const settings& wanted, const camera& from, unsigned sample_bits)
@@ -136,6 +176,7 @@ transform_plan make_plan(const settings& wanted, const camera& from, unsigned sa
     plan.keeps_samples = !plan.changes_colors && values.bits == static_cast<int>(sample_bits)
                          && values.output_depth == values.bits && plan.library.shifts == per_channel<int>{}
                          && plan.library.clamps == per_channel<profile::clamp_range>{whole, whole, whole};
+    plan.record = record_of(wanted, profile, plan.keeps_samples);
     return plan;
 }
 

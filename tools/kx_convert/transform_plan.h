@@ -13,6 +13,7 @@ struct transform_plan {
     bool changes_colors; // what the input's profile says does not hold for the output
     bool output_is_srgb;
     bool keeps_samples; // every one as it was read
+    std::string record; // for the output: this program's version, and the profile, if it does anything
 };
 
 // For pages of 8- or 16-bit samples. No value of a plan's transform exceeds the output samples: what would is clamped
