@@ -10,7 +10,7 @@ template <typename output_sample, unsigned branch>
 void run_branch(const kernel_request<output_sample>& request)
 {
     select_from<branch_choices, choice_options.size(), branch>(
-        request.digits, [&](auto number) { convert_pixels(request, fixed_choices<number()>{}); });
+        digits_of(request.choices), [&](auto number) { convert_pixels(request, fixed_choices<number()>{}); });
 }
 
 } // namespace kx

@@ -9,7 +9,7 @@ template <typename output_sample>
 void run_kernel(const transform_parameters& parameters, std::uint32_t first_pixel)
 {
     const kernel_request<output_sample> request(parameters, first_pixel);
-    select_from<0, branch_choices, 0>(request.digits,
+    select_from<0, branch_choices, 0>(digits_of(request.choices),
                                       [&](auto branch) { run_branch<output_sample, branch()>(request); });
 }
 

@@ -9,7 +9,7 @@ template <typename output_sample>
 void run_kernel(const transform_parameters& parameters, std::uint32_t first_pixel)
 {
     const kernel_request<output_sample> request(parameters, first_pixel);
-    convert_pixels(request, variable_choices{choices_of(request.digits)});
+    convert_pixels(request, variable_choices{request.choices});
 }
 
 template void run_kernel<std::uint8_t>(const transform_parameters& parameters, std::uint32_t first_pixel);

@@ -10,8 +10,8 @@ namespace kx {
 
 class color_correction;
 
-// The layout of an image of n pixels; input and output alike. Any other negative value counts as
-// planar_bgr wherever a format is read.
+// The layout of an image of n pixels; input and output alike. Every negative value counts as
+// planar_bgr too.
 enum class pixel_format : std::int32_t {
     planar_bgr = 0,      // planes of n samples each: blue, green, red (and the fourth)
     interleaved_bgr = 1, // blue, green, red (and the fourth) side by side

@@ -1,11 +1,14 @@
-// The vector arithmetic: matrix, rounding, clamp, shift, for any layouts, without LUTs. Which of the loops
-// below runs is chosen once for each call, in `convert`.
+// The vector arithmetic: matrix, rounding, clamp, shift, for any layouts, without LUTs. Which of the loops below runs
+// is chosen before it begins, in `convert`.
 #pragma once
 
 #include "constants.h"
-#include "layouts.h"
+#include "image.h"
+#include "loads_and_stores.h"
+#include "register_vectors.h"
 
-#include "companion_interfaces/transform_parameters.h"
+#include "layouts.h"
+#include "per_channel.h"
 #include "rounding.h"
 
 #include <algorithm>
@@ -26,42 +29,32 @@ struct channel_settings {
 
 struct conversion_settings {
     const float* matrix; // nine floats, row by row; or null for the identity
-    channel_settings blue;
-    channel_settings green;
-    channel_settings red;
-
-    [[nodiscard]] std::uint16_t greatest_value() const
-    {
-        return std::max({blue.clamp_max, green.clamp_max, red.clamp_max});
-    }
+    per_channel<channel_settings> channels;
 };
 
 // What leaves samples as they are.
-inline constexpr conversion_settings unchanged{nullptr, {0, 0xFFFF, 0, 0}, {0, 0xFFFF, 0, 0}, {0, 0xFFFF, 0, 0}};
+inline constexpr channel_settings unchanged{0, 0xFFFF, 0, 0};
 
 // What there is to do after the rounding, for all channels together; the less, the faster.
 enum class clamping { none, by_channel };
 enum class shifting { none, right, left_or_right };
 
-constexpr clamping clamping_of(const conversion_settings& settings)
+constexpr clamping clamping_of(const per_channel<channel_settings>& channels)
 {
-    const auto is_full = [](const channel_settings& channel) {
-        return channel.clamp_min == 0 && channel.clamp_max == 0xFFFF;
-    };
-    return is_full(settings.blue) && is_full(settings.green) && is_full(settings.red) ? clamping::none
-                                                                                      : clamping::by_channel;
+    const auto is_full = [](const channel_settings& of) { return of.clamp_min == 0 && of.clamp_max == 0xFFFF; };
+    return all_channels(is_full, channels) ? clamping::none : clamping::by_channel;
 }
 
-constexpr shifting shifting_of(const conversion_settings& settings)
+constexpr shifting shifting_of(const per_channel<channel_settings>& channels)
 {
-    if ((settings.blue.left_shift | settings.green.left_shift | settings.red.left_shift) != 0) {
+    if (any_channel([](const channel_settings& of) { return of.left_shift != 0; }, channels)) {
         return shifting::left_or_right;
     }
-    return (settings.blue.right_shift | settings.green.right_shift | settings.red.right_shift) != 0 ? shifting::right
-                                                                                                    : shifting::none;
+    return any_channel([](const channel_settings& of) { return of.right_shift != 0; }, channels) ? shifting::right
+                                                                                                 : shifting::none;
 }
 
-template <typename vectors, clamping clamp, shifting shift>
+template <register_vectors vectors, clamping clamp, shifting shift>
 class channel_finish {
 public:
     explicit channel_finish(const channel_settings& settings)
@@ -106,31 +99,24 @@ public:
     }
 
     // The rounded sums, within 0..65535: below and beyond saturates, as the clamp would.
-    template <pixel_format layout, pixel_order order>
-    [[nodiscard]] pixels<vectors> load(planes<const std::uint16_t> from, std::ptrdiff_t i) const
+    template <sample_layout layout, int together>
+    [[nodiscard]] per_channel<words> load(const image<const std::uint16_t>& from, std::ptrdiff_t i) const
     {
-        const widened_pixels<vectors> value = load_widened_pixels<vectors, layout, order>(from, i);
-        const floats lower_blue = vectors::to_float(value.blue.lower);
-        const floats upper_blue = vectors::to_float(value.blue.upper);
-        const floats lower_green = vectors::to_float(value.green.lower);
-        const floats upper_green = vectors::to_float(value.green.upper);
-        const floats lower_red = vectors::to_float(value.red.lower);
-        const floats upper_red = vectors::to_float(value.red.upper);
-        const auto row = [&](int r) {
-            return vectors::pack_to_words(rounded_sum(r, lower_red, lower_green, lower_blue),
-                                          rounded_sum(r, upper_red, upper_green, upper_blue));
-        };
+        const auto value = load_pixels<vectors, layout, as_integers<vectors, together>>(from, i);
+        const auto lower = map_channels([](const auto& of) { return vectors::to_float(of.lower); }, value);
+        const auto upper = map_channels([](const auto& of) { return vectors::to_float(of.upper); }, value);
+        const auto row = [&](int r) { return vectors::pack_to_words(rounded_sum(r, lower), rounded_sum(r, upper)); };
         return {row(2), row(1), row(0)};
     }
 
 private:
-    // One addition of the largest float below one half and a truncation round like a double-precision
-    // addition of one half, as far as the clamp lets through: see round_before_clamp of the library.
-    [[nodiscard]] words rounded_sum(int row, floats red, floats green, floats blue) const
+    // Rounds as round_before_clamp does (rounding.h), to which the same clamp follows.
+    template <typename three>
+    [[nodiscard]] words rounded_sum(int row, const three& of) const
     {
-        const floats red_part = vectors::multiply(element_[3 * row], red);
-        const floats green_part = vectors::multiply(element_[3 * row + 1], green);
-        const floats blue_part = vectors::multiply(element_[3 * row + 2], blue);
+        const floats red_part = vectors::multiply(element_[3 * row], of.red);
+        const floats green_part = vectors::multiply(element_[3 * row + 1], of.green);
+        const floats blue_part = vectors::multiply(element_[3 * row + 2], of.blue);
         const floats sum = vectors::add(vectors::add(red_part, green_part), blue_part);
         return vectors::truncate(vectors::add(sum, vectors::all(just_below_one_half)));
     }
@@ -142,41 +128,39 @@ private:
 template <typename vectors>
 struct no_product {
     explicit no_product(const float* /*matrix*/) {}
-    template <pixel_format layout, pixel_order order>
-    [[nodiscard]] pixels<vectors> load(planes<const std::uint16_t> from, std::ptrdiff_t i) const
+    template <sample_layout layout, int together>
+    [[nodiscard]] auto load(const image<const std::uint16_t>& from, std::ptrdiff_t i) const
     {
-        return load_pixels<vectors, layout, order>(from, i);
+        return load_pixels<vectors, layout, as_words<vectors, together>>(from, i);
     }
 };
 
 // Has the compiler inline everything a loop calls: left to itself g++ 12 calls functions for the sums of some
 // layouts, at half the speed.
-#if defined(__GNUC__)
 #define KX_INLINE_CALLS __attribute__((flatten))
-#else
-#define KX_INLINE_CALLS
-#endif
 
-// `count` is a multiple of the register's pixels.
-template <typename vectors, template <typename> typename product_of, clamping clamp, shifting shift,
-          pixel_format input_layout, pixel_format output_layout, bool fourth_sample, typename sample>
-KX_INLINE_CALLS void convert_loop(planes<const std::uint16_t> from, planes<sample> to, std::ptrdiff_t count,
-                                  const conversion_settings& settings)
+// `count` is a multiple of the register's pixels. The images are copied member by member, once: stores of pixels might
+// change them for all that the compiler knows.
+template <register_vectors vectors, template <typename> typename product_of, clamping clamp, shifting shift,
+          sample_layout input_layout, sample_layout output_layout, bool fourth_sample, typename sample>
+KX_INLINE_CALLS void convert_loop(const image<const std::uint16_t>& input, const image<sample>& output,
+                                  std::ptrdiff_t count, const conversion_settings& settings)
 {
+    const image<const std::uint16_t> from = input;
+    const image<sample> to = output;
+    using finish = channel_finish<vectors, clamp, shift>;
     const product_of<vectors> product(settings.matrix);
-    const channel_finish<vectors, clamp, shift> finish_blue(settings.blue);
-    const channel_finish<vectors, clamp, shift> finish_green(settings.green);
-    const channel_finish<vectors, clamp, shift> finish_red(settings.red);
-    constexpr pixel_order order = order_of<output_layout, fourth_sample, sample>();
+    const auto finishes = map_channels([](const channel_settings& of) { return finish(of); }, settings.channels);
+    constexpr int together = taken_together<output_layout, fourth_sample, sample>;
     for (std::ptrdiff_t i = 0; i < count; i += vectors::pixel_count) {
-        const pixels<vectors> sums = product.template load<input_layout, order>(from, i);
+        const auto sums = product.template load<input_layout, together>(from, i);
         store_pixels<vectors, output_layout, fourth_sample>(
-            to, i, {finish_blue(sums.blue), finish_green(sums.green), finish_red(sums.red)});
+            to, i, map_channels([](const finish& of, const auto& value) { return of(value); }, finishes, sums));
     }
 }
 
 // Accesses memory lane by lane even where the lanes are neighbours, which is faster where nothing is computed.
-template <typename vectors>
+template <register_vectors vectors>
 struct lane_by_lane : vectors {
     static constexpr std::ptrdiff_t lane_bytes = vectors::lane_pixels * 2;
     static auto load(const void* from) { return vectors::load_lanes(from, lane_bytes); }
@@ -185,7 +169,7 @@ struct lane_by_lane : vectors {
 
 // Stores past the caches. Pays for large outputs of conversions that compute so little that memory is what they wait
 // for: a line written this way need not be read first.
-template <typename vectors>
+template <register_vectors vectors>
 struct streaming : lane_by_lane<vectors> {
     static void store_lanes(void* to, std::ptrdiff_t step, typename vectors::words value)
     {
@@ -200,55 +184,57 @@ struct streaming : lane_by_lane<vectors> {
 // From how many bytes of output on: as much as a processor core's share of the last cache, or more.
 inline constexpr std::ptrdiff_t streamed_bytes = 1 << 24;
 
-// Whether all stores of whole lanes go to multiples of 16 bytes, in an image large enough.
-template <pixel_format layout, bool fourth_sample, typename sample>
-bool is_worth_streaming(planes<sample> to, std::ptrdiff_t count)
+// Whether the stores are of whole lanes, as streaming takes them.
+template <sample_layout layout, bool fourth_sample, typename sample>
+inline constexpr bool can_stream = sizeof(sample) == 2 || (fourth_sample && layout != sample_layout::planar_bgr);
+
+// Whether the image is large enough, and stores go to multiples of 16 bytes: all planes begin at such if two do.
+template <sample_layout layout, typename sample>
+bool is_worth_streaming(const image<sample>& to, std::ptrdiff_t count)
 {
-    const auto is_aligned = [](const sample* plane) { return reinterpret_cast<std::uintptr_t>(plane) % 16 == 0; };
-    const std::ptrdiff_t bytes = count * (fourth_sample ? 4 : 3) * static_cast<std::ptrdiff_t>(sizeof(sample));
-    if (bytes < streamed_bytes) {
-        return false;
-    }
-    if constexpr (layout == pixel_format::planar_bgr) {
-        return is_aligned(to.blue) && is_aligned(to.green) && is_aligned(to.red)
-               && (!fourth_sample || is_aligned(to.fourth));
-    }
-    constexpr bool whole_lanes = sizeof(sample) == 2 || fourth_sample;
-    return whole_lanes && is_aligned(layout == pixel_format::interleaved_bgr ? to.blue : to.red);
+    const auto is_aligned = [](const sample* first) { return reinterpret_cast<std::uintptr_t>(first) % 16 == 0; };
+    const std::ptrdiff_t bytes = count * (to.fourth_sample ? 4 : 3) * static_cast<std::ptrdiff_t>(sizeof(sample));
+    return bytes >= streamed_bytes && is_aligned(beginning_of(layout, to.channel))
+           && (layout != sample_layout::planar_bgr || is_aligned(to.channel.green));
 }
 
 // Chooses the loop.
-template <typename vectors, typename sample>
-void convert(pixel_format input_layout, planes<const std::uint16_t> from, pixel_format output_layout,
-             bool fourth_sample, planes<sample> to, std::ptrdiff_t count, const conversion_settings& settings)
+template <register_vectors vectors, typename sample>
+void convert(const image<const std::uint16_t>& from, const image<sample>& to, std::ptrdiff_t count,
+             const conversion_settings& settings)
 {
     const auto run = [&](auto input, auto output, auto fourth, auto clamp, auto shift) {
         using narrow = typename vectors::narrow;
-        using moving = std::conditional_t<output == pixel_format::planar_bgr, narrow, vectors>;
-        if (settings.matrix != nullptr) {
-            if constexpr (vectors::streams_sums && output != pixel_format::planar_bgr) {
-                if (is_worth_streaming<output, fourth>(to, count)) {
-                    convert_loop<streaming<vectors>, matrix_product, clamp, shift, input, output, fourth>(
-                        from, to, count, settings);
-                    vectors::finish_streaming();
-                    return;
+        using moving = std::conditional_t<output == sample_layout::planar_bgr, narrow, vectors>;
+        const auto loop = [&]<typename registers, template <typename> typename product_of>() {
+            convert_loop<registers, product_of, clamp, shift, input, output, fourth>(from, to, count, settings);
+        };
+        const bool multiplies = settings.matrix != nullptr;
+        if constexpr (can_stream<output, fourth, sample>) {
+            constexpr bool streams_sums = vectors::streams_sums && output != sample_layout::planar_bgr;
+            if ((!multiplies || streams_sums) && is_worth_streaming<output>(to, count)) {
+                if constexpr (streams_sums) {
+                    if (multiplies) {
+                        loop.template operator()<streaming<vectors>, matrix_product>();
+                        return vectors::finish_streaming();
+                    }
                 }
+                loop.template operator()<streaming<narrow>, no_product>();
+                return vectors::finish_streaming();
             }
-            convert_loop<vectors, matrix_product, clamp, shift, input, output, fourth>(from, to, count, settings);
-        } else if (is_worth_streaming<output, fourth>(to, count)) {
-            convert_loop<streaming<narrow>, no_product, clamp, shift, input, output, fourth>(from, to, count, settings);
-            vectors::finish_streaming();
+        }
+        if (multiplies) {
+            loop.template operator()<vectors, matrix_product>();
         } else {
-            convert_loop<lane_by_lane<moving>, no_product, clamp, shift, input, output, fourth>(from, to, count,
-                                                                                                settings);
+            loop.template operator()<lane_by_lane<moving>, no_product>();
         }
     };
-    with_layout(input_layout, [&](auto input) {
-        with_layout(output_layout, [&](auto output) {
-            with_constant<true, false>(fourth_sample, [&](auto fourth) {
-                with_constant<clamping::none, clamping::by_channel>(clamping_of(settings), [&](auto clamp) {
+    with_layout(from.layout, [&](auto input) {
+        with_layout(to.layout, [&](auto output) {
+            with_constant<true, false>(to.fourth_sample, [&](auto fourth) {
+                with_constant<clamping::none, clamping::by_channel>(clamping_of(settings.channels), [&](auto clamp) {
                     with_constant<shifting::none, shifting::right, shifting::left_or_right>(
-                        shifting_of(settings), [&](auto shift) { run(input, output, fourth, clamp, shift); });
+                        shifting_of(settings.channels), [&](auto shift) { run(input, output, fourth, clamp, shift); });
                 });
             });
         });

@@ -22,150 +22,92 @@ struct any_pattern {
 
 template <typename vectors>
 concept register_vectors =
-    requires(typename vectors::words words,   // a register of words, pairs or integers
-             typename vectors::floats floats, // a register of single-precision numbers, as many as it holds integers
-             typename vectors::shift_count bits, const void* from, void* to, std::ptrdiff_t step)
+    requires(typename vectors::words words,      // a register of words, pairs or integers
+             typename vectors::floats floats,    // a register of single-precision numbers, as many as it holds integers
+             typename vectors::shift_count bits, // 0..63
+             const void* from, void* to, std::ptrdiff_t step)
 {
     // Words in a register, a multiple of eight that divides 512; and in each of its lanes.
-    {
-        vectors::pixel_count
-        } -> std::convertible_to<std::ptrdiff_t>;
-    {
-        vectors::lane_pixels
-        } -> std::convertible_to<int>;
+    requires std::convertible_to<decltype(vectors::pixel_count), std::ptrdiff_t>;
+    requires std::convertible_to<decltype(vectors::lane_pixels), int>;
     requires vectors::pixel_count % vectors::lane_pixels == 0 && vectors::lane_pixels % 8 == 0;
     requires 512 % vectors::pixel_count == 0;
 
     // Whether sums are computed so fast that conversions to large interleaved images wait for memory.
-    {
-        vectors::streams_sums
-        } -> std::convertible_to<bool>;
+    requires std::convertible_to<decltype(vectors::streams_sums), bool>;
     // What to move samples with where width does not pay: into planes, whose lines wider stores often straddle, and
     // past the caches. The vocabulary itself or a narrower one.
     typename vectors::narrow;
 
     // Registers from and to memory, at any address.
-    {
-        vectors::load(from)
-        } -> std::same_as<typename vectors::words>;
-    {vectors::store(to, words)};
+    words = vectors::load(from);
+    vectors::store(to, words);
     // The same lane by lane, `step` bytes apart.
-    {
-        vectors::load_lanes(from, step)
-        } -> std::same_as<typename vectors::words>;
-    {vectors::store_lanes(to, step, words)};
+    words = vectors::load_lanes(from, step);
+    vectors::store_lanes(to, step, words);
     // store_lanes past the caches, where the platform can. Address and step are multiples of 16 bytes.
-    {vectors::stream_lanes(to, step, words)};
+    vectors::stream_lanes(to, step, words);
     // Makes what was streamed visible to other threads in the order of other stores. Called once, after the last.
-    {vectors::finish_streaming()};
+    vectors::finish_streaming();
     // The lower half of each lane alone, `step` bytes apart.
-    {vectors::store_lower_halves(to, step, words)};
+    vectors::store_lower_halves(to, step, words);
     // Asks for the line of memory with this address, soon to be read. The address need not be a valid one.
-    {vectors::prefetch(from)};
+    vectors::prefetch(from);
 
     // The same number in every word, integer, 64-bit integer and float; bits to shift by, 0..63.
-    {
-        vectors::zero()
-        } -> std::same_as<typename vectors::words>;
-    {
-        vectors::all(std::uint16_t{})
-        } -> std::same_as<typename vectors::words>;
-    {
-        vectors::all(std::uint32_t{})
-        } -> std::same_as<typename vectors::words>;
-    {
-        vectors::all(std::uint64_t{})
-        } -> std::same_as<typename vectors::words>;
-    {
-        vectors::all(float{})
-        } -> std::same_as<typename vectors::floats>;
-    {
-        vectors::count(std::int32_t{})
-        } -> std::same_as<typename vectors::shift_count>;
+    words = vectors::zero();
+    words = vectors::all(std::uint16_t{});
+    words = vectors::all(std::uint32_t{});
+    words = vectors::all(std::uint64_t{});
+    floats = vectors::all(float{});
+    bits = vectors::count(std::int32_t{});
 
     // Shuffles within each lane by the pattern's bytes, as for any_pattern.
-    {
-        vectors::template pick<any_pattern>(words)
-        } -> std::same_as<typename vectors::words>;
+    words = vectors::template pick<any_pattern>(words);
     // The same from two registers, by patterns of which no more than one says something of a byte. What bytes become of
     // which neither does is open.
-    {
-        vectors::template pick_from_both<any_pattern, any_pattern>(words, words)
-        } -> std::same_as<typename vectors::words>;
+    words = vectors::template pick_from_both<any_pattern, any_pattern>(words, words);
     // Within each lane: word i is the second register's where bit i of the mask is set, else the first one's.
-    {
-        vectors::template blend<std::uint32_t{}>(words, words)
-        } -> std::same_as<typename vectors::words>;
+    words = vectors::template blend<std::uint32_t{}>(words, words);
 
     // Within each group of eight words, a0..a7 and b0..b7:
     // a0 b0 a1 b1 a2 b2 a3 b3, and a4 b4 a5 b5 a6 b6 a7 b7.
-    {
-        vectors::interleave_lower_words(words, words)
-        } -> std::same_as<typename vectors::words>;
-    {
-        vectors::interleave_upper_words(words, words)
-        } -> std::same_as<typename vectors::words>;
+    words = vectors::interleave_lower_words(words, words);
+    words = vectors::interleave_upper_words(words, words);
     // The same with its four pairs: a0a1 b0b1 a2a3 b2b3, and a4a5 b4b5 a6a7 b6b7.
-    {
-        vectors::interleave_lower_pairs(words, words)
-        } -> std::same_as<typename vectors::words>;
-    {
-        vectors::interleave_upper_pairs(words, words)
-        } -> std::same_as<typename vectors::words>;
+    words = vectors::interleave_lower_pairs(words, words);
+    words = vectors::interleave_upper_pairs(words, words);
     // Signed integers to words, saturated to 0..65535: a group's first four from the first register, its last four from
     // the second. Undoes interleave_lower_words and interleave_upper_words with zero.
-    {
-        vectors::pack_to_words(words, words)
-        } -> std::same_as<typename vectors::words>;
+    words = vectors::pack_to_words(words, words);
 
-    {
-        vectors::bit_and(words, words)
-        } -> std::same_as<typename vectors::words>;
-    {
-        vectors::bit_or(words, words)
-        } -> std::same_as<typename vectors::words>;
+    // How a lane's pixels must stand for interleaving to put them side by side: the pixel in a word of the lane. Of
+    // each group it takes so many words at a time: four where two words are interleaved, two where it goes on with
+    // pairs, and eight where nothing is interleaved. Lanes of one group hold the pixels in order.
+    requires std::same_as<decltype(vectors::template pixel_in_word<8>(int{})), int>;
+
+    words = vectors::bit_and(words, words);
+    words = vectors::bit_or(words, words);
 
     // On unsigned words. Shifts by 16 and more give 0.
-    {
-        vectors::min(words, words)
-        } -> std::same_as<typename vectors::words>;
-    {
-        vectors::max(words, words)
-        } -> std::same_as<typename vectors::words>;
-    {
-        vectors::shift_left(words, bits)
-        } -> std::same_as<typename vectors::words>;
-    {
-        vectors::shift_right(words, bits)
-        } -> std::same_as<typename vectors::words>;
-    {
-        vectors::move_to_upper_bytes(words)
-        } -> std::same_as<typename vectors::words>; // a shift to the left by eight
+    words = vectors::min(words, words);
+    words = vectors::max(words, words);
+    words = vectors::shift_left(words, bits);
+    words = vectors::shift_right(words, bits);
+    words = vectors::move_to_upper_bytes(words); // a shift to the left by eight
 
     // On unsigned integers of 32 bits. The second: the upper 32 of the 64 bits of x * factor + summand, for each
     // integer x, where every integer of `factor` is the same, and so is every 64-bit integer of `summand`.
-    {
-        vectors::shift_left_integers(words, bits)
-        } -> std::same_as<typename vectors::words>;
-    {
-        vectors::upper_of_product_and_sum(words, words, words)
-        } -> std::same_as<typename vectors::words>;
+    words = vectors::shift_left_integers(words, bits);
+    words = vectors::upper_of_product_and_sum(words, words, words);
 
     // Signed integers as floats, exact up to 2^24, and back; back truncates, and what does not fit, as NaN, becomes the
     // smallest integer.
-    {
-        vectors::to_float(words)
-        } -> std::same_as<typename vectors::floats>;
-    {
-        vectors::truncate(floats)
-        } -> std::same_as<typename vectors::words>;
+    floats = vectors::to_float(words);
+    words = vectors::truncate(floats);
     // Each result is rounded to single precision; never fused.
-    {
-        vectors::multiply(floats, floats)
-        } -> std::same_as<typename vectors::floats>;
-    {
-        vectors::add(floats, floats)
-        } -> std::same_as<typename vectors::floats>;
+    floats = vectors::multiply(floats, floats);
+    floats = vectors::add(floats, floats);
 };
 
 } // namespace

@@ -1,5 +1,5 @@
-// What the units with the arithmetic have to offer. Each is compiled with instructions of its own, which no other
-// unit may use, and shares no code with them: all that it includes from here has internal linkage.
+// What the units with the arithmetic have to offer. Each is compiled with instructions of its own, which nothing else
+// may use, and shares no code: the build makes all else that is in it local.
 #pragma once
 
 #include "companion_interfaces/transform_parameters.h"
@@ -17,5 +17,8 @@ struct transforms {
 extern const transforms sse_transforms;
 extern const transforms avx2_transforms;
 extern const transforms avx512_transforms;
+
+// The widest of a module's units that this machine can run, or null. Each module has its own.
+const transforms* widest_unit();
 
 } // namespace kx::vector
