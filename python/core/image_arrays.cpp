@@ -1,7 +1,7 @@
 #include "image_arrays.h"
 
 #include <algorithm>
-#include <cstring>
+#include <bit>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -9,8 +9,6 @@
 namespace kx::python {
 
 namespace {
-
-using kc::pixel_layout;
 
 bool is_text(py::handle value, const char* text)
 {
@@ -22,35 +20,41 @@ std::string text_of(py::handle value)
     return py::str(value);
 }
 
-// Whether it is the first word; false for the second, and for nothing the default.
+// Whether it is the first word; false for the second, and for None the default.
 bool chosen(py::handle value, const char* name, const char* first, const char* second, bool otherwise)
 {
-    if (!is_given(value)) {
+    if (value.is_none()) {
         return otherwise;
     }
     if (is_text(value, first) || is_text(value, second)) {
         return is_text(value, first);
     }
-    const std::string expected = std::string(name) + " must be '" + first + "' or '" + second + "', not ";
+    const std::string message =
+        std::string(name) + " must be '" + first + "' or '" + second + "', not " + std::string(py::repr(value));
     if (!PyUnicode_Check(value.ptr())) {
-        throw py::type_error(expected + std::string(py::repr(value)));
+        throw py::type_error(message);
     }
-    throw py::value_error(expected + std::string(py::repr(value)));
+    throw py::value_error(message);
 }
 
-// `like` has the defaults where layouts are the same.
-pixel_layout to_layout(py::handle layout, py::handle order, const char* layout_name, const char* order_name,
-                       std::optional<pixel_layout> like)
+struct arrangement {
+    bool planar;
+    kc::channel_order order;
+
+    // Where a dimension is, of so many.
+    [[nodiscard]] std::size_t channel(std::size_t dimensions) const { return dimensions - (planar ? 3 : 1); }
+    [[nodiscard]] std::size_t row(std::size_t dimensions) const { return dimensions - (planar ? 2 : 3); }
+    [[nodiscard]] std::size_t column(std::size_t dimensions) const { return dimensions - (planar ? 1 : 2); }
+};
+
+// What was not said is as in `like`, but for the order where layouts differ.
+arrangement to_arrangement(py::handle layout, py::handle order, const char* layout_name, const char* order_name,
+                           const std::optional<arrangement>& like = {})
 {
-    const bool planar = chosen(layout, layout_name, "planar", "interleaved", like == pixel_layout::planar_bgr);
-    const bool blue_first = chosen(order, order_name, "bgr", "rgb", planar || like == pixel_layout::interleaved_bgr);
-    if (planar && !blue_first) {
-        throw py::value_error(std::string(order_name) + " cannot be 'rgb' where " + layout_name
-                              + " is 'planar': planes are blue, green, red");
-    }
-    return planar       ? pixel_layout::planar_bgr
-           : blue_first ? pixel_layout::interleaved_bgr
-                        : pixel_layout::interleaved_rgb;
+    const bool planar = chosen(layout, layout_name, "planar", "interleaved", like && like->planar);
+    const bool by_default = like && like->planar == planar ? like->order == kc::channel_order::bgr : planar;
+    const bool blue_first = chosen(order, order_name, "bgr", "rgb", by_default);
+    return {planar, blue_first ? kc::channel_order::bgr : kc::channel_order::rgb};
 }
 
 // An array of unsigned samples of 8 or 16 bits.
@@ -64,9 +68,15 @@ py::array to_array(py::handle argument, const char* name, int depth)
     auto array = py::reinterpret_borrow<py::array>(argument);
     const auto* const type = py::detail::array_descriptor_proxy(py::detail::array_proxy(array.ptr())->descr);
     const int number = depth == 8 ? py::detail::npy_api::NPY_UBYTE_ : py::detail::npy_api::NPY_USHORT_;
-    if (type->type_num != number || (type->byteorder != '=' && type->byteorder != '|')) {
+    const char swapped = std::endian::native == std::endian::little ? '>' : '<';
+    if (type->type_num != number || type->byteorder == swapped) {
         throw py::type_error(std::string(name) + " has samples of " + text_of(array.dtype()) + "; they must be "
                              + wanted + " in this machine's byte order");
+    }
+    if (!Py_IS_TYPE(argument.ptr(), py::detail::npy_api::get().PyArray_Type_)
+        && py::isinstance(argument, py::module_::import("numpy.ma").attr("MaskedArray"))) {
+        throw py::type_error(std::string(name)
+                             + " is a masked array, whose mask would be lost: give its filled() or its data");
     }
     return array;
 }
@@ -76,45 +86,17 @@ std::string shape_text(const py::array& array)
     return text_of(array.attr("shape"));
 }
 
-// Where the last three dimensions of an array are.
-struct dimensions {
-    std::size_t channel;
-    std::size_t row;
-    std::size_t column;
-};
-
-dimensions dimensions_of(std::size_t count, pixel_layout layout)
-{
-    return layout == pixel_layout::planar_bgr ? dimensions{count - 3, count - 2, count - 1}
-                                              : dimensions{count - 1, count - 3, count - 2};
-}
-
-sample_places to_places(const py::array& array, const void* data, pixel_layout layout, int channels)
+sample_places to_places(const py::array& array, const arrangement& how, int channels)
 {
     const auto count = static_cast<std::size_t>(array.ndim());
-    const auto [channel, row, column] = dimensions_of(count, layout);
     const py::ssize_t* const strides = array.strides();
-    sample_places places{.data = static_cast<std::byte*>(const_cast<void*>(data)),
-                         .layout = layout,
+    sample_places places{.data = static_cast<std::byte*>(const_cast<void*>(array.data())),
+                         .order = how.order,
                          .channels = channels,
-                         .sample_bytes = array.itemsize(),
-                         .row = strides[row],
-                         .column = strides[column],
-                         .channel = strides[channel]};
+                         .sample_bytes = static_cast<std::size_t>(array.itemsize()),
+                         .strides = {strides[how.row(count)], strides[how.column(count)], strides[how.channel(count)]}};
     std::copy_n(strides, count - 3, places.leading.begin());
     return places;
-}
-
-// From the lowest address to behind the highest; the same for an array without elements.
-std::pair<std::uintptr_t, std::uintptr_t> extent_of(const py::array& array)
-{
-    auto first = reinterpret_cast<std::uintptr_t>(array.data());
-    auto last = first;
-    for (py::ssize_t dimension = 0; dimension < array.ndim(); ++dimension) {
-        const py::ssize_t reach = (array.shape(dimension) - 1) * array.strides(dimension);
-        (reach < 0 ? first : last) += static_cast<std::uintptr_t>(reach);
-    }
-    return {first, last + static_cast<std::uintptr_t>(array.itemsize())};
 }
 
 // Whether an element may lie where another one lies: as one can tell from strides that nest.
@@ -138,8 +120,25 @@ bool may_overlap_itself(const py::array& array)
     return false;
 }
 
+// From the lowest address to behind the highest; the same for an array without elements.
+std::pair<std::uintptr_t, std::uintptr_t> extent_of(const py::array& array)
+{
+    auto first = reinterpret_cast<std::uintptr_t>(array.data());
+    auto last = first;
+    for (py::ssize_t dimension = 0; dimension < array.ndim(); ++dimension) {
+        const py::ssize_t reach = (array.shape(dimension) - 1) * array.strides(dimension);
+        (reach < 0 ? first : last) += static_cast<std::uintptr_t>(reach);
+    }
+    return {first, last + static_cast<std::uintptr_t>(array.itemsize())};
+}
+
 bool share_samples(const py::array& one, const py::array& other)
 {
+    const auto [first, end] = extent_of(one);
+    const auto [other_first, other_end] = extent_of(other);
+    if (end <= other_first || other_end <= first) {
+        return false;
+    }
     try {
         constexpr int most_work = 1'000'000;
         return py::module_::import("numpy").attr("shares_memory")(one, other, most_work).cast<bool>();
@@ -148,15 +147,14 @@ bool share_samples(const py::array& one, const py::array& other)
     }
 }
 
-std::vector<py::ssize_t> output_shape(const py::array& input, pixel_layout from, pixel_layout to, int channels)
+std::vector<py::ssize_t> output_shape(const py::array& input, const arrangement& from, const arrangement& to,
+                                      int channels)
 {
     const auto count = static_cast<std::size_t>(input.ndim());
     std::vector<py::ssize_t> shape(input.shape(), input.shape() + count);
-    const dimensions old = dimensions_of(count, from);
-    const dimensions places = dimensions_of(count, to);
-    shape[places.channel] = channels;
-    shape[places.row] = input.shape(static_cast<py::ssize_t>(old.row));
-    shape[places.column] = input.shape(static_cast<py::ssize_t>(old.column));
+    shape[to.channel(count)] = channels;
+    shape[to.row(count)] = input.shape()[from.row(count)];
+    shape[to.column(count)] = input.shape()[from.column(count)];
     return shape;
 }
 
@@ -179,20 +177,23 @@ void check_output(const py::array& output, const std::vector<py::ssize_t>& shape
 
 image_arrays to_images(const image_arguments& arguments, int depth, int channels)
 {
-    const pixel_layout from = to_layout(arguments.layout, arguments.order, "layout", "order", {});
-    const pixel_layout to = to_layout(arguments.out_layout, arguments.out_order, "out_layout", "out_order", from);
-    py::array input = to_array(arguments.frame, "frame", 16);
+    const arrangement from = to_arrangement(arguments.layout, arguments.order, "layout", "order");
+    const arrangement to = to_arrangement(arguments.out_layout, arguments.out_order, "out_layout", "out_order", from);
+    py::array input = to_array(arguments.image, "image", 16);
     const auto count = static_cast<std::size_t>(input.ndim());
-    if (count < 3 || input.shape(static_cast<py::ssize_t>(dimensions_of(count, from).channel)) != 3) {
-        throw py::value_error("frame has the shape " + shape_text(input) + "; it must be "
-                              + (from == pixel_layout::planar_bgr ? "(..., 3, height, width) with layout='planar'"
-                                                                  : "(..., height, width, 3)"));
+    if (count < 3 || input.shape()[from.channel(count)] != 3) {
+        throw py::value_error(
+            "image has the shape " + shape_text(input) + "; it must be "
+            + (from.planar ? "(..., 3, height, width) with layout='planar'" : "(..., height, width, 3)"));
     }
     const std::vector<py::ssize_t> shape = output_shape(input, from, to, channels);
     py::array output;
-    if (is_given(arguments.out)) {
+    if (!arguments.out.is_none()) {
         output = to_array(arguments.out, "out", depth);
         check_output(output, shape);
+        if (output.size() > 0 && share_samples(input, output)) {
+            throw py::value_error("out overlaps image");
+        }
     } else {
         output = py::array(depth == 8 ? py::dtype::of<std::uint8_t>() : py::dtype::of<std::uint16_t>(), shape);
     }
@@ -200,49 +201,32 @@ image_arrays to_images(const image_arguments& arguments, int depth, int channels
     conversion images;
     images.leading_dimensions = count - 3;
     std::copy_n(shape.begin(), images.leading_dimensions, images.counts.begin());
-    images.height = shape[dimensions_of(count, to).row];
-    images.width = shape[dimensions_of(count, to).column];
-    images.input = to_places(input, input.data(), from, 3);
-    images.output = to_places(output, output.data(), to, channels);
-    if (images.pixels() > 0 && is_given(arguments.out)) {
-        const auto [input_first, input_end] = extent_of(input);
-        const auto [output_first, output_end] = extent_of(output);
-        images.crossing = input_first < output_end && output_first < input_end;
-        if (images.crossing && share_samples(input, output)) {
-            throw py::value_error("out overlaps frame");
-        }
-    }
+    const std::array size{shape[to.row(count)], shape[to.column(count)]};
+    std::tie(images.height, images.width) = std::tuple(size[0], size[1]);
+    images.input = to_places(input, from, 3);
+    images.output = to_places(output, to, channels);
     images.simplify();
-    return {std::move(input), std::move(output), images};
+    return {std::move(input), std::move(output), images, from.planar, size};
 }
 
-std::string describe_sample_beyond(const py::array& frame, pixel_layout layout, const kc::per_channel<bool>& enabled,
-                                   std::size_t entries)
+std::string describe(const sample_beyond_LUT& beyond, const image_arrays& arrays, std::size_t entries)
 {
-    const auto count = static_cast<std::size_t>(frame.ndim());
-    const std::size_t channel_dimension = dimensions_of(count, layout).channel;
-    const auto channel_at = [layout](py::ssize_t place) {
-        return static_cast<kc::channel>(layout == pixel_layout::interleaved_rgb ? 2 - place : place);
-    };
+    const auto& [x, y, channel, value] = beyond.sample;
+    const auto count = static_cast<std::size_t>(arrays.input.ndim());
+    const arrangement how{arrays.planar, arrays.images.input.order};
+    const auto place = static_cast<py::ssize_t>(channel);
     std::vector<py::ssize_t> index(count);
-    for (py::ssize_t number = 0; number < frame.size(); ++number) {
-        py::ssize_t rest = number;
-        const auto* sample = static_cast<const char*>(frame.data());
-        for (std::size_t dimension = count; dimension-- > 0;) {
-            index[dimension] = rest % frame.shape(static_cast<py::ssize_t>(dimension));
-            rest /= frame.shape(static_cast<py::ssize_t>(dimension));
-            sample += index[dimension] * frame.strides(static_cast<py::ssize_t>(dimension));
-        }
-        const kc::channel which = channel_at(index[channel_dimension]);
-        std::uint16_t value = 0;
-        std::memcpy(&value, sample, sizeof value);
-        if (enabled[which] && value >= entries) {
-            return "frame" + text_of(py::list(py::cast(index))) + " is " + std::to_string(value) + ", beyond the "
-                   + kc::per_channel<const char*>("blue", "green", "red")[which]
-                   + " input LUT, whose last entry is number " + std::to_string(entries - 1);
-        }
+    index[how.channel(count)] = how.order == kc::channel_order::bgr ? place : 2 - place;
+    index[how.column(count)] = static_cast<py::ssize_t>(x);
+    auto row = static_cast<py::ssize_t>(beyond.row);
+    index[how.row(count)] = row % arrays.size[0];
+    row /= arrays.size[0];
+    for (std::size_t dimension = count - 3; dimension-- > 0; row /= arrays.input.shape()[dimension]) {
+        index[dimension] = row % arrays.input.shape()[dimension];
     }
-    return "frame has a sample beyond its input LUT";
+    return "image" + text_of(py::list(py::cast(index))) + " is " + std::to_string(value) + ", beyond the "
+           + kc::per_channel<const char*>("blue", "green", "red")[channel] + " input LUT, whose last entry is number "
+           + std::to_string(entries - 1);
 }
 
 } // namespace kx::python

@@ -1,7 +1,7 @@
 // From NumPy arrays and the words that describe them to images.
 #pragma once
 
-#include "strided_images.h"
+#include "conversion.h"
 
 #include <pybind11/numpy.h>
 #include <pybind11/stl.h>
@@ -12,14 +12,9 @@ namespace kx::python {
 
 namespace py = pybind11;
 
-inline bool is_given(py::handle argument)
-{
-    return argument && !argument.is_none();
-}
-
-// Arguments as they were given; null or None where nothing was said.
+// Arguments as they were given to Python's functions.
 struct image_arguments {
-    py::handle frame;
+    py::handle image;
     py::handle out;
     py::handle layout;
     py::handle order;
@@ -31,14 +26,15 @@ struct image_arrays {
     py::array input;
     py::array output;
     conversion images;
+    bool planar;                     // the input
+    std::array<py::ssize_t, 2> size; // of an image: height and width
 };
 
 // Checks everything that can be said of the arrays without their samples, and makes the output where none was given.
 // Throws TypeError or ValueError, which names the argument.
 image_arrays to_images(const image_arguments& arguments, int depth, int channels);
 
-// The first sample beyond the enabled input LUTs, for the user: "frame[3, 7, 0] is 5000, ...".
-std::string describe_sample_beyond(const py::array& frame, kc::pixel_layout layout,
-                                   const kc::per_channel<bool>& enabled, std::size_t entries);
+// For the user: "image[3, 7, 0] is 5000, beyond ...".
+std::string describe(const sample_beyond_LUT& beyond, const image_arrays& arrays, std::size_t entries);
 
 } // namespace kx::python

@@ -1,11 +1,11 @@
-// A color processor that Python's threads share, and calls of the library beside Python.
+// A color processor that Python's threads share.
 #pragma once
+
+#include "without_gil.h"
 
 #include <korvex_kvi_color_processing.hpp>
 
-#include <atomic>
 #include <cstddef>
-#include <memory>
 #include <mutex>
 #include <shared_mutex>
 
@@ -17,64 +17,62 @@ namespace kc = korvex::color;
 const kc::library& loaded_library();
 
 // Any number of threads use a processor at the same time; changes wait for those that run, and those that come later
-// wait for the change. Lock without the GIL: whoever holds a lock may be waiting for nothing but the processor.
-// Whatever needs the library's memory (Python's object, views of LUTs, running transforms) has a share of it.
+// wait for the change. All functions are called with the GIL, and wait without it.
+//
+// A child of fork has but the thread that forked, and locks of threads that it does not have: there the locks are made
+// anew. Changes are not interrupted by fork.
 class shared_processor {
 public:
-    explicit shared_processor(kc::processor processor) : processor_(std::move(processor)) { ++alive_; }
+    // `options` are what its transforms take when nothing else is said.
+    explicit shared_processor(kc::processor processor, const kc::transform_options& options = {});
     shared_processor(const shared_processor&) = delete;
     shared_processor& operator=(const shared_processor&) = delete;
-    ~shared_processor() { --alive_; }
+    ~shared_processor();
 
-    // Holds the processor as it is.
-    [[nodiscard]] std::shared_lock<std::shared_mutex> unchanged() const
-    {
-        const std::lock_guard<std::mutex> in_turn(turn_);
-        return std::shared_lock(mutex_);
-    }
+    // The processor as it is, for as long as this lives: on the thread that made it.
+    class unchanged {
+    public:
+        explicit unchanged(const shared_processor& shared);
+        unchanged(const unchanged&) = delete;
+        unchanged& operator=(const unchanged&) = delete;
+        ~unchanged() { held_here = before_; }
 
-    template <typename Change>
-    void change(const Change& change)
-    {
-        const std::lock_guard<std::mutex> in_turn(turn_);
-        const std::unique_lock<std::shared_mutex> lock(mutex_);
-        change(processor_);
-    }
+        [[nodiscard]] const kc::processor& processor() const { return shared_.processor_; }
+        [[nodiscard]] const kc::matrix& matrix() const { return shared_.matrix_; }
 
-    void enable_LUTs(bool of_input, const kc::per_channel<bool>& enabled)
-    {
-        change([&](kc::processor& processor) {
-            of_input ? processor.enable_input_LUTs(enabled) : processor.enable_output_LUTs(enabled);
-        });
-    }
+    private:
+        const shared_processor& shared_;
+        const shared_processor* before_;
+        std::shared_lock<std::shared_mutex> lock_;
+    };
 
-    // While it is held unchanged.
-    [[nodiscard]] const kc::processor& native() const { return processor_; }
-    [[nodiscard]] const kc::per_channel<bool>& enabled(bool of_input) const
-    {
-        return of_input ? processor_.input_LUTs_enabled() : processor_.output_LUTs_enabled();
-    }
+    // First clears the matrix if `anew`, then multiplies the other into it.
+    void change_matrix(bool anew, const kc::matrix* appended);
 
-    [[nodiscard]] std::size_t LUT_entries(bool of_input) const
-    {
-        const kc::processor_options& options = processor_.options();
-        return std::size_t{1} << (of_input ? options.input_LUT_bit_depth : options.output_LUT_bit_depth);
-    }
+    void enable_LUTs(bool of_input, const kc::per_channel<bool>& enabled);
+
     [[nodiscard]] kc::LUT_range LUT(bool of_input, kc::channel which)
     {
         return of_input ? processor_.input_LUT(which) : processor_.output_LUT(which);
     }
-
-    // Whether Python's object was closed: the memory lives on as long as something needs it.
-    std::atomic<bool> closed{false};
+    [[nodiscard]] const kc::processor_options& bit_depths() const { return processor_.options(); }
+    [[nodiscard]] const kc::transform_options& options() const { return options_; }
 
     // How many there are, for tests.
-    [[nodiscard]] static int alive() { return alive_; }
+    [[nodiscard]] static std::size_t alive();
+
+    // Makes locks anew in children of fork; once.
+    static void watch_forks();
 
 private:
-    static inline std::atomic<int> alive_{0};
+    template <typename Change>
+    void change(const Change& change);
+
+    static inline thread_local const shared_processor* held_here = nullptr;
 
     kc::processor processor_;
+    kc::transform_options options_;
+    kc::matrix matrix_;
     mutable std::mutex turn_; // without it, transforms that overlap would keep a change waiting for ever
     mutable std::shared_mutex mutex_;
 };

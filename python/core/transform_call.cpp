@@ -1,144 +1,188 @@
 #include "transform_call.h"
 
-#include "without_gil.h"
+#include "image_arrays.h"
 
 #include <algorithm>
-#include <exception>
-#include <system_error>
-#include <thread>
-#include <vector>
 
 namespace kx::python {
 
 namespace {
 
-constexpr std::size_t fewest_pixels = 16384; // for a thread: starting one takes as long as converting some thousand
+constexpr kc::per_channel<const char*> names("blue", "green", "red");
 
-constexpr kc::channel channels[] = {kc::channel::blue, kc::channel::green, kc::channel::red};
+constexpr const char* capsule_name = "korvex_color.processor";
 
-// The class, and the names of its members in the order of `channels`.
-struct per_channel_class {
-    py::handle type = py::object(py::module_::import("korvex_color._types").attr("PerChannel")).release();
-    py::handle names[3] = {PyUnicode_InternFromString("blue"), PyUnicode_InternFromString("green"),
-                           PyUnicode_InternFromString("red")};
-
-    static const per_channel_class& imported()
-    {
-        static const per_channel_class only; // for good
-        return only;
-    }
-};
-
-// One value for all channels, or Python's PerChannel.
-template <typename Value, typename Convert>
-kc::per_channel<Value> each_channel(py::handle value, const Convert& convert)
+bool is_number(py::handle value)
 {
-    const auto& [type, names] = per_channel_class::imported();
-    if (!Py_IS_TYPE(value.ptr(), reinterpret_cast<PyTypeObject*>(type.ptr()))) {
-        return convert(value);
+    return PyLong_Check(value.ptr()) || (PyIndex_Check(value.ptr()) && !PySequence_Check(value.ptr()));
+}
+
+bool is_switch(py::handle value)
+{
+    return PyBool_Check(value.ptr()) || std::string(Py_TYPE(value.ptr())->tp_name) == "numpy.bool_";
+}
+
+// The elements of a sequence; nothing for all that is none.
+py::object elements_of(py::handle value)
+{
+    if (PySequence_Check(value.ptr()) == 0 || PyUnicode_Check(value.ptr())) {
+        return {};
     }
-    kc::per_channel<Value> values;
-    for (const kc::channel which : channels) {
-        values[which] = convert(py::getattr(value, names[static_cast<std::size_t>(which)]));
+    auto elements = py::reinterpret_steal<py::object>(PySequence_Fast(value.ptr(), ""));
+    if (!elements) { // an array without dimensions
+        PyErr_Clear();
     }
-    return values;
+    return elements;
+}
+
+Py_ssize_t length_of(const py::object& elements)
+{
+    return elements ? PySequence_Fast_GET_SIZE(elements.ptr()) : 0;
+}
+
+// Of three elements: red, green, blue.
+template <typename Value, typename Convert>
+kc::per_channel<Value> each_channel(const py::object& elements, const Convert& convert)
+{
+    PyObject* const* const items = PySequence_Fast_ITEMS(elements.ptr());
+    return {convert(items[2]), convert(items[1]), convert(items[0])};
+}
+
+[[noreturn]] void refuse_type(const char* name, const char* wanted, py::handle value)
+{
+    throw py::type_error(std::string(name) + " must be " + wanted + ", or three of these for red, green and blue, not "
+                         + std::string(py::repr(value)));
+}
+
+kc::clamp_range to_range(py::handle value, const py::object& elements)
+{
+    if (length_of(elements) != 2) {
+        refuse_type("clamp", "(minimum, maximum)", value);
+    }
+    const auto bound = [&](Py_ssize_t place) {
+        return static_cast<std::uint16_t>(
+            to_number(PySequence_Fast_GET_ITEM(elements.ptr(), place), "clamp", 0, 65535));
+    };
+    const kc::clamp_range range{bound(0), bound(1)};
+    if (range.minimum > range.maximum) {
+        throw py::value_error("clamp has its minimum above its maximum: " + std::string(py::repr(value)));
+    }
+    return range;
+}
+
+kc::per_channel<kc::clamp_range> to_clamp(py::handle value)
+{
+    const py::object elements = elements_of(value);
+    if (length_of(elements) != 3) {
+        return to_range(value, elements);
+    }
+    return each_channel<kc::clamp_range>(elements, [](py::handle one) { return to_range(one, elements_of(one)); });
+}
+
+kc::per_channel<std::int32_t> to_shift(py::handle value)
+{
+    const auto to_distance = [](py::handle one) {
+        return to_number(one, "shift", KX_COLOR_MIN_SHIFT_DISTANCE, KX_COLOR_MAX_SHIFT_DISTANCE);
+    };
+    if (is_number(value)) {
+        return to_distance(value);
+    }
+    const py::object elements = elements_of(value);
+    if (length_of(elements) != 3) {
+        refuse_type("shift", "a whole number", value);
+    }
+    return each_channel<std::int32_t>(elements, to_distance);
+}
+
+int to_choice(py::handle value, const char* name, int one, int other)
+{
+    const int number = to_number(value, name, 0, 65535);
+    if (number != one && number != other) {
+        throw py::value_error(std::string(name) + " must be " + std::to_string(one) + " or " + std::to_string(other)
+                              + ", not " + std::to_string(number));
+    }
+    return number;
 }
 
 // Where an enabled output LUT ends before the largest value, the library would refuse: with a line in its log, and in
 // the middle of a stack.
-void check_clamps(const shared_processor& processor, const kc::transform_options& options)
+void check_clamps(const kc::processor& processor, const kc::transform_options& options)
 {
-    const std::size_t entries = processor.LUT_entries(false);
-    for (const kc::channel which : channels) {
+    const std::size_t entries = std::size_t{1} << processor.options().output_LUT_bit_depth;
+    for (const kc::channel which : {kc::channel::blue, kc::channel::green, kc::channel::red}) {
         const std::uint16_t maximum = options.clamp[which].maximum;
-        if (processor.enabled(false)[which] && maximum >= entries && maximum != kc::no_limit) {
-            throw std::invalid_argument("clamp has a maximum of " + std::to_string(maximum) + ", beyond the "
-                                        + kc::per_channel<const char*>("blue", "green", "red")[which]
-                                        + " output LUT, whose last entry is number " + std::to_string(entries - 1));
+        if (processor.output_LUTs_enabled()[which] && maximum >= entries && maximum != kc::no_limit) {
+            throw py::value_error("clamp has a maximum of " + std::to_string(maximum) + ", beyond the " + names[which]
+                                  + " output LUT, whose last entry is number " + std::to_string(entries - 1));
         }
     }
 }
 
-// Calls work(first row, number of rows) for bands of all rows, each on a thread of its own.
+// Calls work(region) for parts of all that is to be converted, on threads and without the GIL. In between it lets
+// Python see its signals, Ctrl-C among them.
 template <typename Work>
-void in_bands(std::size_t rows, std::size_t bands, const Work& work)
+void in_turns(const conversion& images, std::size_t threads, const Work& work)
 {
-    std::vector<std::exception_ptr> failures(bands > 1 ? bands : 0);
-    const auto run_band = [&](std::size_t band) {
-        const std::size_t first = rows / bands * band + std::min(band, rows % bands);
-        work(first, rows / bands + (band < rows % bands ? 1 : 0));
-    };
-    if (bands == 1) {
-        run_band(0);
-        return;
-    }
-    const auto run = [&](std::size_t band) {
-        try {
-            run_band(band);
-        } catch (...) {
-            failures[band] = std::current_exception(); // no exception may leave a thread
+    constexpr std::size_t most_pixels = 16'000'000; // of a turn and thread: some hundredths of a second
+    image_region turn = images.everything();
+    const std::size_t end = turn.rows;
+    const std::size_t rows = std::max(threads * most_pixels / turn.columns, std::size_t{1});
+    for (; turn.row < end; turn.row += rows) {
+        if (turn.row > 0 && PyErr_CheckSignals() != 0) {
+            throw py::error_already_set();
         }
-    };
-    {
-        std::vector<std::jthread> threads;
-        for (std::size_t band = 1; band < bands; ++band) {
-            try {
-                threads.emplace_back(run, band);
-            } catch (const std::system_error&) { // the system has no more threads
-                run(band);
-            }
-        }
-        run(0);
-    }
-    for (const std::exception_ptr& failure : failures) {
-        if (failure) {
-            std::rethrow_exception(failure);
-        }
+        turn.rows = std::min(rows, end - turn.row);
+        without_gil([&] {
+            const std::size_t count = kc::detail::useful_threads(turn.rows * turn.columns, threads);
+            kc::detail::run_on_threads(count, [&](std::size_t index) { work(turn.part(index, count)); });
+        });
     }
 }
 
-// Of an enabled input LUT.
-struct sample_beyond_LUT {
-    kc::per_channel<bool> enabled;
-};
-
-// Without the GIL.
-void convert(const shared_processor& processor, const conversion& images, const kc::transform_options& options,
-             std::size_t bands)
+void convert(const shared_processor& shared, const image_arrays& arrays, const kc::transform_options& options,
+             std::size_t threads)
 {
-    const auto held = processor.unchanged();
+    const shared_processor::unchanged held(shared);
+    const kc::processor& processor = held.processor();
     check_clamps(processor, options);
-    const std::size_t rows = images.rows();
+    const conversion& images = arrays.images;
     if (images.pixels() == 0) {
         return;
     }
-    bands = std::clamp(std::min(bands, images.pixels() / fewest_pixels), std::size_t{1}, rows);
-    const kc::per_channel<bool>& enabled = processor.enabled(true);
-    if ((enabled.blue || enabled.green || enabled.red) && processor.LUT_entries(true) <= 65535) {
+    const auto& [blue, green, red] = processor.input_LUTs_enabled();
+    const std::size_t entries = std::size_t{1} << processor.options().input_LUT_bit_depth;
+    if ((blue || green || red) && entries <= 65535) {
         try {
-            in_bands(rows, bands, [&](std::size_t first, std::size_t count) {
-                check_rows(processor.native(), images, first, count);
-            });
-        } catch (const std::invalid_argument&) {
-            throw sample_beyond_LUT{enabled};
+            in_turns(images, threads, [&](const image_region& part) { images.check(processor, part); });
+        } catch (const sample_beyond_LUT& beyond) {
+            throw py::value_error(describe(beyond, arrays, entries));
         }
     }
-    in_bands(rows, bands, [&](std::size_t first, std::size_t count) {
-        convert_rows(processor.native(), images, first, count, options);
-    });
+    in_turns(images, threads, [&](const image_region& part) { images.convert(processor, part, options); });
 }
 
 } // namespace
 
-void import_per_channel()
+py::capsule to_capsule(std::unique_ptr<shared_processor> processor)
 {
-    static_cast<void>(per_channel_class::imported());
+    const auto destroy = [](PyObject* capsule) {
+        delete static_cast<shared_processor*>(PyCapsule_GetPointer(capsule, capsule_name));
+    };
+    return py::capsule(processor.release(), capsule_name, destroy);
+}
+
+shared_processor& from_capsule(py::handle capsule)
+{
+    if (PyCapsule_IsValid(capsule.ptr(), capsule_name) == 0) {
+        throw py::type_error("a processor is needed");
+    }
+    return *static_cast<shared_processor*>(PyCapsule_GetPointer(capsule.ptr(), capsule_name));
 }
 
 int to_number(py::handle value, const char* name, int least, int most)
 {
-    if (PyIndex_Check(value.ptr()) == 0) {
-        throw py::type_error(std::string(name) + " must be a whole number, not " + Py_TYPE(value.ptr())->tp_name);
+    if (!is_number(value)) {
+        throw py::type_error(std::string(name) + " must be a whole number, not " + std::string(py::repr(value)));
     }
     int overflow = 0;
     const long long number = PyLong_AsLongLongAndOverflow(value.ptr(), &overflow);
@@ -152,74 +196,47 @@ int to_number(py::handle value, const char* name, int least, int most)
     return static_cast<int>(number);
 }
 
-int to_choice(py::handle value, const char* name, int one, int other, int otherwise)
-{
-    const int number = value ? to_number(value, name, one, other) : otherwise;
-    if (number != one && number != other) {
-        throw py::value_error(std::string(name) + " must be " + std::to_string(one) + " or " + std::to_string(other)
-                              + ", not " + std::to_string(number));
-    }
-    return number;
-}
-
 kc::per_channel<bool> to_switches(py::handle value, const char* name)
 {
-    return each_channel<bool>(value, [name](py::handle one) {
-        if (!PyBool_Check(one.ptr()) && std::string(Py_TYPE(one.ptr())->tp_name) != "numpy.bool_") {
-            throw py::type_error(std::string(name) + " must be True, False or PerChannel of these, not "
-                                 + Py_TYPE(one.ptr())->tp_name);
-        }
-        return PyObject_IsTrue(one.ptr()) == 1;
-    });
-}
-
-kc::transform_options to_options(py::handle clamp, py::handle shift)
-{
-    kc::transform_options options;
-    if (is_given(clamp)) {
-        options.clamp = each_channel<kc::clamp_range>(clamp, [](py::handle range) {
-            if ((!PyTuple_Check(range.ptr()) && !PyList_Check(range.ptr())) || py::len(range) != 2) {
-                throw py::type_error("clamp must be (minimum, maximum) or PerChannel of these, not "
-                                     + std::string(py::repr(range)));
-            }
-            const auto bound = [range](py::ssize_t place) {
-                return static_cast<std::uint16_t>(to_number(
-                    py::reinterpret_borrow<py::sequence>(range)[static_cast<std::size_t>(place)], "clamp", 0, 65535));
-            };
-            const kc::clamp_range bounds{bound(0), bound(1)};
-            if (bounds.minimum > bounds.maximum) {
-                throw py::value_error("clamp has its minimum above its maximum: " + std::string(py::repr(range)));
-            }
-            return bounds;
-        });
+    const auto to_switch = [](py::handle one) { return PyObject_IsTrue(one.ptr()) == 1; };
+    if (is_switch(value)) {
+        return to_switch(value);
     }
-    if (is_given(shift)) {
-        options.shift = each_channel<std::int32_t>(shift, [](py::handle distance) {
-            return to_number(distance, "shift", KX_COLOR_MIN_SHIFT_DISTANCE, KX_COLOR_MAX_SHIFT_DISTANCE);
-        });
+    const py::object elements = elements_of(value);
+    PyObject* const* const items = elements ? PySequence_Fast_ITEMS(elements.ptr()) : nullptr;
+    if (length_of(elements) != 3 || !std::all_of(items, items + 3, is_switch)) {
+        refuse_type(name, "True or False", value);
     }
-    return options;
+    return each_channel<bool>(elements, to_switch);
 }
 
-py::object to_python(const kc::per_channel<bool>& values)
+PyObject* transform(PyObject* /*module*/, PyObject* const* arguments, Py_ssize_t count)
 {
-    using namespace py::literals;
-    return per_channel_class::imported().type("red"_a = values.red, "green"_a = values.green, "blue"_a = values.blue);
-}
-
-py::object run_transform(const shared_processor& processor, const image_arrays& arrays,
-                         const kc::transform_options& options, py::handle threads)
-{
-    constexpr int most_threads = 1024;
-    const int wanted = threads ? to_number(threads, "threads", 0, most_threads) : 1;
-    const std::size_t bands = wanted != 0 ? static_cast<std::size_t>(wanted) : std::thread::hardware_concurrency();
     try {
-        without_gil([&] { convert(processor, arrays.images, options, bands); });
-    } catch (const sample_beyond_LUT& beyond) {
-        throw py::value_error(describe_sample_beyond(arrays.input, arrays.images.input.layout, beyond.enabled,
-                                                     processor.LUT_entries(true)));
+        if (count != 12) {
+            throw py::type_error("transform takes 12 arguments");
+        }
+        const auto argument = [arguments](std::size_t place) { return py::handle(arguments[place]); };
+        const shared_processor& processor = from_capsule(argument(0));
+        kc::transform_options options = processor.options();
+        if (!argument(4).is_none()) {
+            options.clamp = to_clamp(argument(4));
+        }
+        if (!argument(5).is_none()) {
+            options.shift = to_shift(argument(5));
+        }
+        constexpr int most_threads = 1024;
+        const int threads = to_number(argument(7), "threads", 0, most_threads);
+        const image_arrays arrays =
+            to_images({argument(1), argument(6), argument(8), argument(9), argument(10), argument(11)},
+                      to_choice(argument(2), "depth", 8, 16), to_choice(argument(3), "channels", 3, 4));
+        convert(processor, arrays, options,
+                threads != 0 ? static_cast<std::size_t>(threads) : std::thread::hardware_concurrency());
+        return py::object(arrays.output).release().ptr();
+    } catch (const std::exception&) {
+        set_python_error();
+        return nullptr;
     }
-    return arrays.output;
 }
 
 } // namespace kx::python

@@ -1,30 +1,29 @@
-// A call that converts images: from Python's arguments to the library.
+// The call that all conversions are.
 #pragma once
 
-#include "image_arrays.h"
 #include "shared_processor.h"
+
+#include <pybind11/pybind11.h>
 
 namespace kx::python {
 
-// Looks the class PerChannel up; to be called while the module is imported, since imports may let other threads run.
-void import_per_channel();
+namespace py = pybind11;
 
-// Both throw TypeError or ValueError for arguments that are none of that.
-kc::per_channel<bool> to_switches(py::handle value, const char* name);
-kc::transform_options to_options(py::handle clamp, py::handle shift);
+// Sets Python's error from the exception that is being handled.
+void set_python_error();
 
-// A whole number from `least` to `most`. Throws TypeError or ValueError with the argument's name.
+// A processor in Python's hands: nothing can be made of it but what this module does. Throws TypeError for others.
+py::capsule to_capsule(std::unique_ptr<shared_processor> processor);
+shared_processor& from_capsule(py::handle capsule);
+
+// The whole number from least to most that the argument of this name is. Throws TypeError or ValueError.
 int to_number(py::handle value, const char* name, int least, int most);
 
-// One of two numbers, `otherwise` where nothing was given.
-int to_choice(py::handle value, const char* name, int one, int other, int otherwise);
+// Of one switch, or three: red, green, blue.
+kc::per_channel<bool> to_switches(py::handle value, const char* name);
 
-// Python's PerChannel of three objects.
-py::object to_python(const kc::per_channel<bool>& values);
-
-// Converts the images on that many threads at most (0: as many as there are cores), without the GIL, and returns the
-// output. The processor must last meanwhile. Throws before anything is written.
-py::object run_transform(const shared_processor& processor, const image_arrays& arrays,
-                         const kc::transform_options& options, py::handle threads);
+// _core.transform(processor, image, depth, channels, clamp, shift, out, threads, layout, order, out_layout, out_order):
+// by place alone, because that is how arguments arrive fastest. Clamp and shift are the processor's own where None.
+PyObject* transform(PyObject* module, PyObject* const* arguments, Py_ssize_t count);
 
 } // namespace kx::python

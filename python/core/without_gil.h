@@ -8,6 +8,8 @@
 
 namespace kx::python {
 
+namespace py = pybind11;
+
 // Python lets threads that are daemons run on while the process exits, but exit unloads what transforms use. Waits
 // until no thread works without the GIL; register it once.
 class running_work {

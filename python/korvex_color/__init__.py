@@ -6,16 +6,19 @@ pixels become colours, and applies it. `calibrate` makes one from a photograph o
     import korvex_color as kc
 
     profile = kc.Profile.load("camera.json")
-    pictures = profile.apply(stack, threads=4)    # or kc.apply(profile, stack), where stack is a Dask array
+    pictures = profile.apply(stack, threads=4)    # stack is an array of NumPy's or Dask's
 
 Images are arrays of uint16 in the shape (..., height, width, 3), red first, unless a call's `layout` and `order` say
 otherwise.
 """
 
-from ._core import LUTs, Processor, Profile, __version__
+from ._core import __version__
+from ._processor import LUTs, Processor
+from ._profile import Profile
 from ._types import Error, PerChannel, ProfileError
 from .chart import Differences, Judgement, PatchDifference, calibrate, find_chart, report
-from .dask_arrays import apply
+
+apply = Profile.apply
 
 __all__ = [
     "Differences",

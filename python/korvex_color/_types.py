@@ -1,20 +1,41 @@
-"""What the compiled module and its users share."""
+"""What the package's parts share."""
 
 from __future__ import annotations
 
+from collections.abc import Sequence
 from dataclasses import dataclass
-from typing import Generic, TypeVar
+from typing import Any, Generic, Literal, SupportsIndex, TypeVar, Union
 
-T = TypeVar("T")
+import numpy as np
+from numpy.typing import NDArray
+
+T_co = TypeVar("T_co", covariant=True)
 
 
-@dataclass(frozen=True, kw_only=True)
-class PerChannel(Generic[T]):
-    """One value for each channel, where one value would stand for all three."""
+@dataclass(frozen=True)
+class PerChannel(Generic[T_co]):
+    """One value for each channel, where one value would stand for all three: a sequence of red, green and blue."""
 
-    red: T
-    green: T
-    blue: T
+    red: T_co
+    green: T_co
+    blue: T_co
+
+    def __len__(self) -> int:
+        return 3
+
+    def __getitem__(self, index: int) -> T_co:
+        return (self.red, self.green, self.blue)[index]
+
+
+Frames = NDArray[np.uint16]
+Layout = Literal["interleaved", "planar"]
+Order = Literal["rgb", "bgr"]
+# Of one range, or of each channel's.
+Range = Union[Sequence[SupportsIndex], NDArray[np.integer[Any]]]
+Clamp = Union[Range, Sequence[Range], PerChannel[Range]]
+Shift = Union[SupportsIndex, Range, PerChannel[SupportsIndex]]
+Switch = Union[bool, np.bool_]
+Switches = Union[Switch, Sequence[Switch], PerChannel[Switch], NDArray[np.bool_]]
 
 
 class Error(RuntimeError):

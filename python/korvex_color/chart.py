@@ -12,7 +12,8 @@ from typing import Any, Literal
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
-from ._core import Profile
+from ._profile import Profile
+from ._types import Layout, Order
 
 Lab = tuple[float, float, float]
 _PATCHES = 24
@@ -96,8 +97,8 @@ def calibrate(
     tone_curve: str | ArrayLike = "srgb",
     output_depth: Literal[8, 16] = 8,
     description: str = "",
-    layout: Literal["interleaved", "planar"] = "interleaved",
-    order: Literal["rgb", "bgr"] | None = None,
+    layout: Layout = "interleaved",
+    order: Order | None = None,
     force: bool = False,
 ) -> tuple[Profile, Differences]:
     """Make a camera's profile from a photograph of the chart, as ``kx_chart calibrate`` does.
@@ -105,7 +106,7 @@ def calibrate(
     Parameters
     ----------
     image : numpy.ndarray of uint16, shape (height, width, 3)
-        The photograph, linear, as the camera delivers it; with ``layout="planar"`` (3, height, width), blue first.
+        The photograph, linear, as the camera delivers it; with ``layout="planar"`` (3, height, width).
     corners : array_like, shape (4, 2)
         The centres of the corner patches as x, y in pixels, the middle of the first pixel being 0, 0: dark skin, bluish
         green, black, white. `find_chart` finds them.
@@ -203,8 +204,8 @@ def report(differences: Differences) -> str:
 def find_chart(
     image: NDArray[np.uint16],
     *,
-    layout: Literal["interleaved", "planar"] = "interleaved",
-    order: Literal["rgb", "bgr"] | None = None,
+    layout: Layout = "interleaved",
+    order: Order | None = None,
 ) -> NDArray[np.float64]:
     """Find the chart in a photograph, by OpenCV's detector. It may be turned and tilted, but not mirrored.
 
@@ -289,12 +290,14 @@ def _picture(image: NDArray[Any], name: str, layout: str, order: str | None) -> 
         raise TypeError(f"{name} must be a NumPy array of uint16")
     if layout not in ("interleaved", "planar"):
         raise ValueError(f"layout must be 'interleaved' or 'planar', not {layout!r}")
+    if isinstance(image, np.ma.MaskedArray):
+        raise TypeError(f"{name} is a masked array, whose mask would be lost: give its filled() or its data")
     planar = layout == "planar"
-    if order not in (None, "bgr", "rgb") or (planar and order == "rgb"):
-        raise ValueError(f"order must be {'' if planar else repr('rgb') + ' or '}'bgr', not {order!r}")
+    if order not in (None, "bgr", "rgb"):
+        raise ValueError(f"order must be 'rgb' or 'bgr', not {order!r}")
     if image.ndim != 3 or image.shape[0 if planar else 2] != 3 or image.size == 0:
         raise ValueError(
             f"{name} has the shape {image.shape}; it must be {'(3, height, width)' if planar else '(height, width, 3)'}"
         )
     interleaved = np.moveaxis(image, 0, -1) if planar else image
-    return np.ascontiguousarray(interleaved[..., ::-1] if planar or order == "bgr" else interleaved)
+    return np.ascontiguousarray(interleaved[..., ::-1] if (order or ("bgr" if planar else "rgb")) == "bgr" else interleaved)

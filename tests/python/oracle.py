@@ -42,9 +42,8 @@ def convert(frame, *, matrices=(), input_luts=None, output_luts=None, clamp=None
 def arranged(images, layout, order):
     """Images (..., height, width, channels), red first, as another layout has them: a view."""
     fourth = list(range(3, images.shape[-1]))
-    if layout == "planar":
-        return np.moveaxis(images[..., [2, 1, 0] + fourth], -1, -3)
-    return images if order == "rgb" else images[..., [2, 1, 0] + fourth]
+    ordered = images if order == "rgb" else images[..., [2, 1, 0] + fourth]
+    return np.moveaxis(ordered, -1, -3) if layout == "planar" else ordered
 
 
 @st.composite

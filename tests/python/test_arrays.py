@@ -8,7 +8,7 @@ from hypothesis import strategies as st
 import korvex_color as kc
 from oracle import CHANNELS, arranged, convert, placed
 
-LAYOUTS = [("interleaved", "rgb"), ("interleaved", "bgr"), ("planar", "bgr")]
+LAYOUTS = [("interleaved", "rgb"), ("interleaved", "bgr"), ("planar", "bgr"), ("planar", "rgb")]
 SIZES = st.sampled_from([0, 1, 1, 2, 3, 7, 40])
 ELEMENT = st.floats(-2, 2, width=32)
 MATRIX = st.lists(st.lists(ELEMENT, min_size=3, max_size=3), min_size=3, max_size=3)

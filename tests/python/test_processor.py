@@ -1,17 +1,20 @@
-"""What is refused, how long things live, and threads."""
+"""What is refused, how long things live, threads and processes."""
 
 import gc
 import os
 import pickle
+import signal
 import subprocess
 import sys
 import threading
+import time
 
 import numpy as np
 import pytest
 
 import korvex_color as kc
-from korvex_color._core import _processors_alive
+import oracle
+from korvex_color._core import processors_alive
 
 FRAME = np.random.default_rng(1).integers(0, 4096, (5, 7, 3), dtype=np.uint16)
 ZEROS = np.zeros_like(FRAME)
@@ -25,80 +28,89 @@ def overlapping():
     return np.lib.stride_tricks.as_strided(np.zeros(900, np.uint16), FRAME.shape, (4, 6, 2))
 
 
-@pytest.mark.parametrize("argument, error, options", [
-    ("frame", TypeError, {"frame": FRAME.tolist()}),
-    ("frame", TypeError, {"frame": FRAME.astype(np.int16)}),
-    ("frame", TypeError, {"frame": FRAME.astype(np.uint8)}),
-    ("frame", TypeError, {"frame": FRAME.astype(float)}),
-    ("frame", TypeError, {"frame": FRAME.astype(">u2")}),
-    ("frame", ValueError, {"frame": FRAME[..., :2]}),
-    ("frame", ValueError, {"frame": FRAME[0]}),
-    ("frame", ValueError, {"layout": "planar"}),
-    ("frame[2, 4, 1]", ValueError, {"frame": BEYOND}),
-    ("frame[1, 0, 2, 4, 1]", ValueError, {"frame": np.stack([FRAME, BEYOND])[:, None], "out": None}),
-    ("frame[1, 2, 4]", ValueError, {"frame": np.moveaxis(BEYOND, -1, 0), "layout": "planar", "out": None}),
-    ("depth", ValueError, {"depth": 12}),
-    ("depth", TypeError, {"depth": 8.0}),
-    ("channels", ValueError, {"channels": 1}),
-    ("clamp", ValueError, {"clamp": (0, 65536)}),
-    ("clamp", ValueError, {"clamp": (5, 4)}),
-    ("clamp", ValueError, {"clamp": (0, 4096)}),  # beyond the output LUT
-    ("clamp", TypeError, {"clamp": 4095}),
-    ("clamp", TypeError, {"clamp": (0, 1.5)}),
-    ("clamp", TypeError, {"clamp": kc.PerChannel(red=(0, 1), green=(0, 1), blue=None)}),
-    ("shift", ValueError, {"shift": -16}),
-    ("shift", TypeError, {"shift": 0.5}),
-    ("threads", ValueError, {"threads": -1}),
-    ("threads", ValueError, {"threads": 2**70}),
-    ("threads", TypeError, {"threads": None}),
-    ("layout", ValueError, {"layout": "rgb"}),
-    ("order", ValueError, {"order": "brg"}),
-    ("order", ValueError, {"frame": np.moveaxis(FRAME, -1, 0), "layout": "planar", "order": "rgb"}),
-    ("order", TypeError, {"order": 1}),
-    ("out_layout", ValueError, {"out_layout": "planes"}),
-    ("out_order", ValueError, {"out_layout": "planar", "out_order": "rgb"}),
-    ("out", TypeError, {"out": [1]}),
-    ("out", TypeError, {"out": ZEROS, "depth": 8}),
-    ("out", TypeError, {"out": ZEROS.astype(">u2")}),
-    ("out", ValueError, {"out": ZEROS, "channels": 4}),
-    ("out", ValueError, {"out": ZEROS[None]}),
-    ("out", ValueError, {"out": READ_ONLY}),
-    ("out", ValueError, {"out": overlapping()}),
-    ("out", ValueError, {"out": FRAME}),
-    ("out", ValueError, {"frame": FRAME[:-1], "out": FRAME[1:]}),
-    ("out", ValueError, {"frame": FRAME[::-1], "out": FRAME}),
-    ("threaded", TypeError, {"threaded": True}),
+@pytest.mark.parametrize("says, error, options", [
+    ("image must be a NumPy array", TypeError, {"image": FRAME.tolist()}),
+    ("image has samples of int16", TypeError, {"image": FRAME.astype(np.int16)}),
+    ("image has samples of >u2", TypeError, {"image": FRAME.astype(">u2")}),
+    ("image is a masked array", TypeError, {"image": np.ma.masked_equal(FRAME, FRAME[0, 0, 0])}),
+    ("image has the shape", ValueError, {"layout": "planar"}),
+    ("image[1, 0, 2, 4, 1] is 4096", ValueError, {"image": np.stack([FRAME, BEYOND])[:, None], "out": None}),
+    ("image[1, 2, 4] is 4096", ValueError, {"image": np.moveaxis(BEYOND, -1, 0), "layout": "planar", "out": None}),
+    ("depth must be 8 or 16", ValueError, {"depth": 12}),
+    ("channels must be a whole number", TypeError, {"channels": 3.0}),
+    ("clamp .* above", ValueError, {"clamp": kc.PerChannel((0, 1), (5, 4), (0, 1))}),
+    ("clamp .* beyond the blue output LUT", ValueError, {"clamp": (0, 4096)}),
+    ("clamp must be .* not 4095", TypeError, {"clamp": 4095}),
+    ("clamp must be from 0", ValueError, {"clamp": [(0, 1), (0, 1), (0, 65536)]}),
+    ("shift must be from -15", ValueError, {"shift": -16}),
+    ("shift must be a whole number.* not array", TypeError, {"shift": np.array([1, 2])}),
+    ("threads must be", ValueError, {"threads": 2**70}),
+    ("layout must be", ValueError, {"layout": "rgb"}),
+    ("out_order must be", TypeError, {"out_order": 1}),
+    ("out has samples", TypeError, {"depth": 8}),
+    ("out has the shape", ValueError, {"channels": 4}),
+    ("out is read-only", ValueError, {"out": READ_ONLY}),
+    ("out has elements that overlap", ValueError, {"out": overlapping()}),
+    ("out overlaps image", ValueError, {"image": FRAME[::-1], "out": FRAME}),
 ])
-def test_refused(argument, error, options):
-    options = {"frame": FRAME, "out": ZEROS, **options}
+def test_refused(says, error, options):
+    options = {"image": FRAME, "out": ZEROS, **options}
     before = FRAME.copy()
     with kc.Processor(12, 12) as processor:
         processor.input_luts.enabled = kc.PerChannel(red=False, green=True, blue=False)
         processor.output_luts.enabled = True
-        with pytest.raises(error, match=argument.replace("[", r"\[")):
+        with pytest.raises(error, match=says.replace("[", r"\[")):
             processor.transform(**options)
     assert not ZEROS.any() and not READ_ONLY.any() and np.array_equal(FRAME, before)
 
 
-@pytest.mark.parametrize("argument, error, call", [
+@pytest.mark.parametrize("says, error, call", [
     ("input_lut_bits", ValueError, lambda p: kc.Processor(input_lut_bits=17)),
     ("output_lut_bits", TypeError, lambda p: kc.Processor(output_lut_bits=12.0)),
     ("vector_level", ValueError, lambda p: kc.Processor(vector_level="avx")),
     ("matrix", ValueError, lambda p: p.append_matrix([1, 2, 3])),
     ("matrix", ValueError, lambda p: p.append_matrix(np.eye(3) * 1e300)),
-    ("matrix", ValueError, lambda p: p.set_matrix(np.full((3, 3), np.nan))),
-    ("matrix", TypeError, lambda p: p.append_matrix(np.eye(3) * 1j)),
     ("matrix", TypeError, lambda p: p.append_matrix([["1", "0", "0"]] * 3)),
-    ("enabled", TypeError, lambda p: setattr(p.input_luts, "enabled", 1)),
-    ("enabled", TypeError, lambda p: setattr(p.input_luts, "enabled", [True, True, True])),
-    ("argument 'frame'", TypeError, lambda p: p.transform()),
-    ("positional", TypeError, lambda p: p.transform(FRAME, 8)),
-    ("multiple values", TypeError, lambda p: p.transform(FRAME, frame=FRAME)),
+    ("enabled", TypeError, lambda p: setattr(p.input_luts, "enabled", [True, 1, True])),
+    ("red must be whole", TypeError, lambda p: setattr(p.input_luts, "red", np.ones(65536))),
+    ("red has the shape", ValueError, lambda p: setattr(p.input_luts, "red", [1, 2])),
+    ("red .* outside", ValueError, lambda p: setattr(p.input_luts, "red", np.arange(65536) - 1)),
     ("pickle", TypeError, lambda p: pickle.dumps(p)),
+    # Objects that nobody has made.
+    ("closed", kc.Error, lambda p: kc.Processor.__new__(kc.Processor).transform(FRAME)),
+    ("_native", AttributeError, lambda p: kc.LUTs.__new__(kc.LUTs).red),
+    ("_json", AttributeError, lambda p: kc.Profile.__new__(kc.Profile).apply(FRAME)),
 ])
-def test_refused_calls(argument, error, call):
-    with kc.Processor() as processor, pytest.raises(error, match=argument):
+def test_refused_calls(says, error, call):
+    kc.Processor.__new__(kc.Processor).close()
+    with kc.Processor() as processor, pytest.raises(error, match=says):
         call(processor)
+
+
+def test_what_it_tells():
+    with kc.Processor(3, np.uint8(12), "scalar") as processor:
+        assert (processor.input_lut_bits, processor.output_lut_bits) == (3, 12)
+        appended = np.float32([[[0.3, 0.1, 7], [1, -2, 0.7], [0, 0, 1 / 3]], [[1.1, 0, 2], [0, 3.3, 0], [9, 0, 0.7]]])
+        for matrix in appended:
+            processor.append_matrix(matrix)
+        assert np.array_equal(processor.matrix, oracle.product(appended))
+        luts = processor.output_luts
+        luts.red, luts.green = np.arange(4096), list(range(4096, 0, -1))
+        assert [int(entries[1]) for entries in luts] == [1, 4095, 0]
+        luts.enabled = np.array([True, False, False])
+        assert luts.enabled == kc.PerChannel(red=True, green=False, blue=False)
+        for word in "input_lut_bits=3", "'scalar'", "matrix [[", "input LUTs on: none", "output LUTs on: red":
+            assert word in repr(processor)
+    assert "closed" in repr(processor)
+
+
+def test_values_for_each_channel():
+    with kc.Processor() as processor:
+        wanted = np.clip(FRAME, [0, 1000, 50], [100, 2000, 65535]) << np.array([3, 0, 1])
+        clamps, shifts = [(0, 100), [1000, 2000], np.array([50, 65535])], [3, 0, np.int64(1)]
+        for clamp, shift in (clamps, shifts), (kc.PerChannel(*clamps), kc.PerChannel(*shifts)), \
+                (np.array(clamps), np.array(shifts)):
+            assert np.array_equal(processor.transform(FRAME, clamp=clamp, shift=shift), wanted)
 
 
 def test_matrices():
@@ -113,7 +125,8 @@ def test_matrices():
 
 
 def test_closed():
-    before = _processors_alive()
+    gc.collect()
+    before = processors_alive()
     processor = kc.Processor(4, 4)
     luts = processor.output_luts
     entries = luts.red
@@ -127,17 +140,18 @@ def test_closed():
             use()
         assert caught.value.code == 2 and pickle.loads(pickle.dumps(caught.value)).code == 2
     entries[:] = 7  # the memory lives on
-    assert (luts.red == 7).all() and luts.green.shape == (16,) and _processors_alive() == before + 1
+    assert (luts.red == 7).all() and luts.green.shape == (16,) and processors_alive() == before + 1
     part = entries[3:5]
     del entries, luts
     gc.collect()
-    assert _processors_alive() == before + 1 and (part == 7).all()
+    assert processors_alive() == before + 1 and (part == 7).all()
     del part
-    assert _processors_alive() == before
+    assert processors_alive() == before
 
 
 def test_nothing_is_kept():
-    before = _processors_alive()
+    gc.collect()
+    before = processors_alive()
     profile = kc.Profile(bits=12, black_level=(64, 64, 64))
     out = np.empty_like(FRAME)
     things = [FRAME, out, BEYOND, kc.PerChannel, np.dtype(np.uint16)]
@@ -147,13 +161,13 @@ def test_nothing_is_kept():
             processor.input_luts.red[:] = 5
             processor.input_luts.enabled = kc.PerChannel(red=True, green=True, blue=True)
             processor.transform(FRAME, out=out, clamp=kc.PerChannel(red=(0, 1), green=(0, 2), blue=(0, 3)))
-            for options in {"frame": BEYOND}, {"frame": FRAME, "out": FRAME}, {"frame": FRAME, "clamp": (0, None)}:
+            for options in {"image": BEYOND}, {"image": FRAME, "out": FRAME}, {"image": FRAME, "clamp": (0, None)}:
                 with pytest.raises((TypeError, ValueError)):
                     processor.transform(**options)
         profile.apply(FRAME, out=out)
     del profile
     gc.collect()
-    assert _processors_alive() == before
+    assert processors_alive() == before
     assert all(now <= count + 2 for now, count in zip([sys.getrefcount(thing) for thing in things], counts))
 
 
@@ -217,7 +231,7 @@ def test_closing_lets_transforms_end():
             processor.close()
 
         run_threads(transform, transform, close)
-    assert _processors_alive() == 0
+    assert processors_alive() == 0
 
 
 def test_the_gil_is_released():
@@ -277,3 +291,114 @@ started.wait()
 """
     done = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, timeout=100, check=False)
     assert (done.returncode, done.stdout, done.stderr) == (0, "", "")
+
+
+def run_alone(code, seconds=60):
+    done = subprocess.run([sys.executable, "-c", "import korvex_color as kc, numpy as np\n" + code], text=True,
+                          capture_output=True, timeout=seconds, check=False)
+    assert done.returncode == 0, done.stderr
+    return done.stdout
+
+
+def test_children_of_fork():
+    """They work as if nobody had converted when they were made."""
+    assert run_alone("""
+import multiprocessing, os, threading
+
+processor, profile = kc.Processor(12, 12), kc.Profile(bits=12)
+processor.append_matrix(np.eye(3) * 0.5)
+large, small = np.ones((4000, 1000, 3), np.uint16), np.full((2, 2, 3), 8, np.uint16)
+going = True
+
+def convert():
+    while going:
+        processor.transform(large)
+
+def use(number):
+    processor.append_matrix(np.eye(3) * 0.5)
+    processor.input_luts.enabled = False
+    return int(processor.transform(small).max()), int(profile.apply(small).max())
+
+threads = [threading.Thread(target=convert) for _ in range(3)]
+for thread in threads:
+    thread.start()
+for _ in range(20):
+    child = os.fork()
+    if child == 0:
+        use(0)
+        os._exit(0)
+    assert os.waitpid(child, 0)[1] == 0
+with multiprocessing.get_context("fork").Pool(2) as pool:
+    print(sorted({result[0] for result in pool.map(use, range(1), chunksize=1)}))
+going = False
+""") == "[2]\n"
+
+
+def test_other_interpreters_are_told():
+    assert "main interpreter alone" in run_alone("""
+import subprocess, sys
+code = "import _xxsubinterpreters as s; s.run_string(s.create(), 'import korvex_color')"
+print(subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, timeout=50).stderr)
+""")
+
+
+def test_one_long_row_takes_no_memory_of_its_size():
+    """Every second column of it goes through a small buffer."""
+    assert int(run_alone("""
+import resource
+row = np.zeros((1, 20_000_000, 3), np.uint16)[:, ::2]
+out = np.ones((1, 10_000_000, 3), np.uint8)
+with kc.Processor(8, 8) as processor:
+    processor.input_luts.enabled = True
+    before = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+    for threads in 1, 4:
+        processor.transform(row, depth=8, out=out, threads=threads)
+    print(resource.getrusage(resource.RUSAGE_SELF).ru_maxrss - before)
+""")) < 4000
+
+
+def ticks_during(work):
+    """How often another thread of Python runs meanwhile, at most every millisecond."""
+    ticks, ended = 0, threading.Event()
+
+    def tick():
+        nonlocal ticks
+        while not ended.wait(0.001):
+            ticks += 1
+
+    thread = threading.Thread(target=tick)
+    thread.start()
+    started = time.perf_counter()
+    try:
+        work()
+    finally:
+        ended.set()
+        thread.join()
+    return ticks, time.perf_counter() - started
+
+
+def test_a_refused_frame_leaves_the_gil():
+    frame = np.zeros((3000, 4000, 3), np.uint16)
+    frame[-1, -1, 0] = 4096
+    with kc.Processor(12, 12) as processor:
+        processor.input_luts.enabled = kc.PerChannel(red=True, green=False, blue=False)
+
+        def refused():
+            for part in frame, frame[:, ::-1]:
+                with pytest.raises(ValueError, match="is 4096"):
+                    processor.transform(part)
+
+        ticks, seconds = ticks_during(refused)
+    assert ticks > 100 * seconds
+
+
+def test_interrupts_are_seen():
+    processor, stack = kc.Processor(vector_level="scalar"), np.full((64, 1000, 1000, 3), 255, np.uint8)
+    processor.append_matrix(np.eye(3) * 0.5)
+    timer = threading.Timer(0.05, signal.raise_signal, [signal.SIGINT])
+    timer.start()
+    with pytest.raises(KeyboardInterrupt):
+        processor.transform(np.broadcast_to(np.uint16(2), stack.shape), depth=8, out=stack)
+        time.sleep(5)
+    assert (stack[0] == 1).all() and (stack[-1] == 255).all()
+    processor.clear_matrix()  # nothing holds it

@@ -69,13 +69,16 @@ def test_values(tmp_path):
     zeros = [PROFILE.replace(matrix=np.eye(3) * [1, 1, sign]) for sign in (1, 1)]
     signed = PROFILE.replace(matrix=np.where(np.eye(3), 1, -0.0))
     assert zeros[0] == signed and hash(zeros[0]) == hash(signed)  # equal: their zeros differ in the sign
+    assert pickle.loads(pickle.dumps(PROFILE)) is copy.copy(PROFILE)  # so that a process makes one processor of it
     with pytest.raises(AttributeError):
         PROFILE.bits = 14
 
 
 @pytest.mark.parametrize("path, make", [
     ("/bits", lambda: kc.Profile(bits=7)),
-    ("/bits", lambda: kc.Profile()),
+    ("/bits", lambda: kc.Profile.from_dict({})),
+    ("/black_level/0", lambda: kc.Profile(bits=12, black_level=(float("nan"), 0, 0))),
+    ("/tone_curve/1", lambda: PROFILE.replace(tone_curve=np.array([0, np.inf, 1]))),
     ("/white_balance/1", lambda: PROFILE.replace(white_balance=(1, 0, 1))),
     ("/matrix", lambda: PROFILE.replace(matrix=np.eye(2))),
     ("/gamma", lambda: PROFILE.replace(gamma=2)),
@@ -98,11 +101,12 @@ def test_refused_otherwise(tmp_path):
     with pytest.raises(kc.ProfileError, match="bad.json: /bits: ") as caught:
         kc.Profile.load(tmp_path / "bad.json")
     assert caught.value.path == "/bits"
-    with pytest.raises(TypeError, match="module"):
+    with pytest.raises(TypeError, match="/matrix: .* module"):
         kc.Profile(bits=12, matrix=kc)
-    with pytest.raises(ValueError):
-        kc.Profile(bits=12, black_level=(float("nan"), 0, 0))
-    with pytest.raises(ValueError, match=r"frame\[1, 3, 5, 2\] is 4096, beyond the blue"):
+    (tmp_path / "latin1.json").write_bytes('{"version": 1, "bits": 12, "description": "\u00b5"}'.encode("latin-1"))
+    with pytest.raises(kc.ProfileError, match="latin1.json: is no text in UTF-8: the byte 0xb5 at 43"):
+        kc.Profile.load(tmp_path / "latin1.json")
+    with pytest.raises(ValueError, match=r"image\[1, 3, 5, 2\] is 4096, beyond the blue"):
         beyond = STACK.copy()
         beyond[1, 3, 5, 2] = 4096
         PROFILE.apply(beyond)
