@@ -1,4 +1,4 @@
-"""What korvex_color costs above the library's C functions, and what threads gain.
+"""What korvex_color costs above the library's C functions, what threads gain, and what strides cost.
 
 Usage, with the build's folder python in PYTHONPATH: python_overhead.py. Each figure comes from rounds in which the two
 that are compared take turns, in one process and on the same buffers; the machine should be idle.
@@ -70,6 +70,30 @@ def gain_of_two_threads(case, depth, frame):
     return statistics.median(a / b for a, b in zip(one, two))
 
 
+STRIDES = {  # 12 megapixels: a view of an array, and how a call says what it is
+    "rows bottom up": lambda frame: (frame[::-1], {}),
+    "mirrored rows": lambda frame: (frame[:, ::-1], {}),
+    "every second column": lambda frame: (frame[:, ::2], {}),
+    "planes, red first": lambda frame: (np.moveaxis(frame, -1, 0).copy(), {"layout": "planar", "order": "rgb"}),
+    "planes of a crop": lambda frame: (np.moveaxis(frame, -1, 0).copy()[:, 8:, 8:], {"layout": "planar"}),
+    "interleaved as planes": lambda frame: (np.moveaxis(frame, -1, 0), {"layout": "planar", "order": "rgb"}),
+}
+
+
+def against_a_copy(view, options):
+    """Medians of the rounds: NumPy's copy and the call on it, the call on the view itself, and the ratio."""
+    processor = make_processor(True, False, False)
+    out = processor.transform(view, depth=8, shift=-4, **options)
+    names = {"transform": processor.transform, "view": view, "out": out, "options": options, "np": np}
+    call = "transform({}, depth=8, shift=-4, out=out, **options)"
+    # What NumPy's copy is: interleaved and contiguous where the view's memory is, or planes.
+    copied, direct = take_turns(*(
+        lambda timer=timeit.Timer(call.format(image), globals=names): timer.timeit(1)
+        for image in ("np.ascontiguousarray(view)" if not view.flags.c_contiguous else "view.copy()", "view")))
+    return (*(statistics.median(seconds) for seconds in (copied, direct)),
+            statistics.median(b / a for a, b in zip(copied, direct)))
+
+
 def main():
     random = np.random.default_rng(1)
     small = random.integers(0, 4096, (64, 64, 3), dtype=np.uint16)
@@ -88,6 +112,13 @@ def main():
         c, _, _, reused, fresh = compare(case, depth, large, 1)
         print(f"| {name} | {1e3 * c:.2f} | {reused:.3f} | {fresh:.3f} | {gain_of_two_threads(case, depth, large):.2f} |",
               flush=True)
+
+    frame = random.integers(0, 4096, (3000, 4000, 3), dtype=np.uint16)
+    print("\n## 12 megapixels at other strides, 48 to 24, matrix and shift, milliseconds\n")
+    print("| image | NumPy's copy, then the call | the call | ratio |\n|---|---:|---:|---:|")
+    for name, arrange in STRIDES.items():
+        copied, direct, ratio = against_a_copy(*arrange(frame))
+        print(f"| {name} | {1e3 * copied:.1f} | {1e3 * direct:.1f} | {ratio:.2f} |", flush=True)
 
 
 if __name__ == "__main__":

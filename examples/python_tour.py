@@ -14,6 +14,7 @@ if "ipykernel" not in sys.modules:
     matplotlib.use("Agg")
 import matplotlib.pyplot as plt
 import numpy as np
+from numpy.typing import NDArray
 
 import korvex_color as kc
 
@@ -27,7 +28,7 @@ BLACK = np.array([63.7, 64.2, 65.1])
 random = np.random.default_rng(24)
 
 
-def photograph(light):
+def photograph(light: NDArray[np.float64]) -> NDArray[np.uint16]:
     electrons = random.poisson(30000 * np.clip(0.9 * light @ SEES.T, 0, 1))
     samples = BLACK + electrons / 30000 * (4095 - BLACK) + random.normal(0, 0.8, light.shape)
     return np.clip(np.round(samples), 0, 4095).astype(np.uint16)
@@ -83,8 +84,7 @@ plt.imsave(folder / "sheet.png", sheet)
 with kc.Processor(input_lut_bits=12, output_lut_bits=12) as processor:
     processor.append_matrix(np.full((3, 3), 1 / 3))  # the mean of the channels in each of them
     ramp = plt.get_cmap("viridis")(np.linspace(0, 1, 4096))[:, :3]
-    for place, entries in enumerate(
-            (processor.output_luts.red, processor.output_luts.green, processor.output_luts.blue)):
+    for place, entries in enumerate(processor.output_luts):  # red, green, blue
         entries[:] = np.round(255 * ramp[:, place])
     processor.output_luts.enabled = True
     plt.imsave(folder / "false_colours.png", processor.transform(chart, depth=8))

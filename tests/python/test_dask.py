@@ -76,7 +76,7 @@ IMAGES = da.from_array(STACK)
     (ValueError, "shape .6, 2, 40, 30, 2.", lambda: PROFILE.apply(IMAGES[..., :2])),
     (ValueError, "3, height, width", lambda: PROFILE.apply(IMAGES, layout="planar")),
     (ValueError, "channels", lambda: PROFILE.apply(IMAGES, channels=5)),
-    (ValueError, "beyond the red input LUT",
+    (ValueError, "beyond the .* input LUT",
      lambda: PROFILE.apply(da.where(da.arange(30)[:, None] == 29, np.uint16(4096), IMAGES)).compute())])
 def test_what_is_refused(error, says, call):
     with pytest.raises(error, match=says):

@@ -142,7 +142,7 @@ def test_closed():
     entries[:] = 7  # the memory lives on
     assert (luts.red == 7).all() and luts.green.shape == (16,) and processors_alive() == before + 1
     part = entries[3:5]
-    del entries, luts
+    del entries, luts, caught  # whose traceback has a frame with the LUTs
     gc.collect()
     assert processors_alive() == before + 1 and (part == 7).all()
     del part
