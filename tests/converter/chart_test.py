@@ -102,6 +102,7 @@ def test_eight_bits():
 def test_what_the_profile_says():
     picture = photograph(metamerism=0.05)
     profile, rows, _ = calibrated("--black-level", *BLACK)
+    assert profile["description"] + "\n" == kx_chart("--version").stdout
     assert list(rows) == NAMES and np.abs(np.sum(profile["matrix"], 1) / np.sum(profile["matrix"][0]) - 1).max() < 1e-9
     tifffile.imwrite("planes.tif", np.moveaxis(picture, -1, 0), photometric="rgb", planarconfig="separate")
     assert calibrated("--black-level", *BLACK, photo="planes.tif")[0] == profile

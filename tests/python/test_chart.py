@@ -68,7 +68,7 @@ def test_options(calibrated_by_kx_chart, folder, photograph):
     (folder / "reference.txt").write_text("".join("{} {} {} {}\n".format(*patch) for patch in reference))
     wanted, _ = calibrated_by_kx_chart("--black-level", 60, 61.5, 62, "--saturation", 3000, "--depth", 16,
                                        "--tone-curve", "gamma:2.2", "--fit", "least-squares",
-                                       "--reference", folder / "reference.txt")
+                                       "--reference", folder / "reference.txt", "--description", "")
     options = dict(bits=12, black_level=(60, 61.5, 62), saturation=3000, output_depth=16, tone_curve="gamma:2.2",
                    fit="least-squares")
     planes = np.moveaxis(photograph[..., ::-1], -1, 0)

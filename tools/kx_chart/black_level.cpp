@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <numeric>
 #include <stdexcept>
 
 namespace kx::chart {
@@ -100,29 +101,20 @@ profile::channel_values measure_black_level(const images::image_16& dark_frame, 
     constexpr double left_out = 0.01;
     check_samples(dark_frame, bits);
     const std::size_t pixels = dark_frame.pixel_count();
+    const auto margin = static_cast<std::ptrdiff_t>(left_out * static_cast<double>(pixels));
+    std::vector<std::uint16_t> samples(pixels);
     profile::channel_values level{};
     for (std::size_t channel = 0; channel < 3; ++channel) {
-        std::vector<std::size_t> counts(65536);
         for (std::size_t pixel = 0; pixel < pixels; ++pixel) {
-            ++counts[dark_frame.samples[sample_index(dark_frame, pixel, channel)]];
+            samples[pixel] = dark_frame.samples[sample_index(dark_frame, pixel, channel)];
         }
-        const auto margin = static_cast<std::size_t>(left_out * static_cast<double>(pixels));
-        std::size_t seen = 0;
-        double smallest = 65535;
-        double largest = 0;
-        for (std::size_t sample = 0; sample < counts.size(); ++sample) {
-            // Those of this sample that lie between the margins.
-            const std::size_t first = std::clamp(seen, margin, pixels - margin);
-            seen += counts[sample];
-            const std::size_t end = std::clamp(seen, margin, pixels - margin);
-            level[channel] += static_cast<double>(sample) * static_cast<double>(end - first);
-            if (end != first) {
-                smallest = std::min(smallest, static_cast<double>(sample));
-                largest = static_cast<double>(sample);
-            }
-        }
-        level[channel] /= static_cast<double>(pixels - 2 * margin);
-        if (!(level[channel] <= largest_sample(bits) / 4 && largest - smallest <= largest_sample(bits) / 16)) {
+        const auto first = samples.begin() + margin;
+        const auto last = samples.end() - margin - 1;
+        std::nth_element(samples.begin(), first, samples.end());
+        std::nth_element(first, last, samples.end());
+        level[channel] = std::accumulate(first, last + 1, 0.0) / static_cast<double>(last + 1 - first);
+        const double full_scale = largest_sample(bits);
+        if (!(level[channel] <= full_scale / 4 && *last - *first <= full_scale / 16)) {
             throw std::runtime_error(
                 "the dark frame is not dark: its mean is more than a quarter of full scale, or its "
                 "samples differ by more than a sixteenth");

@@ -47,7 +47,6 @@ calibration calibrate(const images::image_16& photograph, const chart_corners& c
     static_cast<void>(profile::camera_profile(values)); // refuses bits and black levels that cannot be
     const auto measured = measure_patches(photograph, chart_position(corners), options.bits, {}, options.saturation);
 
-    const lab_converter converter;
     std::vector<observation> patches;
     patch_colors delivered{};
     patch_flags left_out{};
@@ -55,7 +54,7 @@ calibration calibrate(const images::image_16& photograph, const chart_corners& c
         delivered[index] = measured[index].mean;
         left_out[index] = measured[index].saturated_share > tolerated_share;
         if (!left_out[index]) {
-            patches.push_back({index, delivered[index], converter.to_linear_srgb(options.reference[index].published)});
+            patches.push_back({index, delivered[index], to_linear_srgb(options.reference[index].published)});
         }
     }
     std::optional<black_estimate> estimate;

@@ -2,30 +2,15 @@
 
 #include <algorithm>
 #include <cmath>
-#include <stdexcept>
 
 namespace kx::chart {
 
 namespace {
 
-template <typename handle>
-handle checked(handle created)
-{
-    if (created == nullptr) {
-        throw std::runtime_error("Little CMS could not set up the colour conversion.");
-    }
-    return created;
-}
-
-// sRGB's primaries and white point with a straight line for a curve.
-profile_handle build_linear_srgb_profile()
-{
-    const cmsCIExyY white{0.3127, 0.3290, 1.0};
-    const cmsCIExyYTRIPLE primaries{{0.64, 0.33, 1.0}, {0.30, 0.60, 1.0}, {0.15, 0.06, 1.0}};
-    const curve_handle line = checked(curve_handle(cmsBuildGamma(nullptr, 1.0)));
-    cmsToneCurve* const curves[] = {line.get(), line.get(), line.get()};
-    return checked(profile_handle(cmsCreateRGBProfile(&white, &primaries, curves)));
-}
+// sRGB's primaries adapted from D65 to D50 by Bradford: X, Y, Z from linear red, green, blue.
+constexpr color_matrix srgb_to_xyz{{{0.436041252, 0.385112911, 0.143045837},
+                                    {0.222484540, 0.716905079, 0.060610381},
+                                    {0.013920187, 0.097067239, 0.713912574}}};
 
 double dot(const color& one, const color& other)
 {
@@ -72,29 +57,20 @@ std::optional<color_matrix> inverse(const color_matrix& matrix)
     return result;
 }
 
-lab_converter::lab_converter()
+color to_linear_srgb(const cmsCIELab& lab)
 {
-    const profile_handle lab = checked(profile_handle(cmsCreateLab4Profile(nullptr)));
-    const profile_handle srgb = build_linear_srgb_profile();
-    // Floating-point formats are what keeps Little CMS from clipping.
-    constexpr cmsUInt32Number flags = cmsFLAGS_NOOPTIMIZE | cmsFLAGS_NOCACHE;
-    to_linear_srgb_ = checked(transform_handle(
-        cmsCreateTransform(lab.get(), TYPE_Lab_DBL, srgb.get(), TYPE_RGB_DBL, INTENT_RELATIVE_COLORIMETRIC, flags)));
-    to_lab_ = checked(transform_handle(
-        cmsCreateTransform(srgb.get(), TYPE_RGB_DBL, lab.get(), TYPE_Lab_DBL, INTENT_RELATIVE_COLORIMETRIC, flags)));
+    static const color_matrix from_xyz = inverse(srgb_to_xyz).value();
+    cmsCIEXYZ xyz{};
+    cmsLab2XYZ(nullptr, &xyz, &lab); // of D50
+    return from_xyz * color{xyz.X, xyz.Y, xyz.Z};
 }
 
-color lab_converter::to_linear_srgb(const cmsCIELab& lab) const
+cmsCIELab to_lab(const color& linear_srgb)
 {
-    color linear{};
-    cmsDoTransform(to_linear_srgb_.get(), &lab, linear.data(), 1);
-    return linear;
-}
-
-cmsCIELab lab_converter::to_lab(const color& linear_srgb) const
-{
+    const auto [x, y, z] = srgb_to_xyz * linear_srgb;
+    const cmsCIEXYZ xyz{x, y, z};
     cmsCIELab lab{};
-    cmsDoTransform(to_lab_.get(), linear_srgb.data(), &lab, 1);
+    cmsXYZ2Lab(nullptr, &lab, &xyz); // of D50
     return lab;
 }
 

@@ -1,4 +1,4 @@
-// Colour arithmetic: L*a*b* to and from linear sRGB and CIEDE2000, both by Little CMS; matrices.
+// Colour arithmetic: matrices, L*a*b* to and from linear sRGB, and CIEDE2000 by Little CMS.
 #pragma once
 
 #include "profile/camera_profile.h"
@@ -7,7 +7,6 @@
 
 #include <array>
 #include <cstdint>
-#include <memory>
 #include <optional>
 
 namespace kx::chart {
@@ -16,15 +15,6 @@ namespace kx::chart {
 using color = profile::channel_values;
 using profile::color_matrix;
 
-// An object of Little CMS and the function that releases it.
-template <auto release>
-struct releaser {
-    void operator()(auto* object) const { release(object); }
-};
-using profile_handle = std::unique_ptr<void, releaser<cmsCloseProfile>>;
-using transform_handle = std::unique_ptr<void, releaser<cmsDeleteTransform>>;
-using curve_handle = std::unique_ptr<cmsToneCurve, releaser<cmsFreeToneCurve>>;
-
 color operator*(const color_matrix& matrix, const color& value);
 color_matrix operator*(const color_matrix& left, const color_matrix& right);
 
@@ -32,17 +22,8 @@ color_matrix operator*(const color_matrix& left, const color_matrix& right);
 std::optional<color_matrix> inverse(const color_matrix& matrix);
 
 // Between L*a*b* under D50 and linear sRGB, whose white is D65 (Bradford adaptation), without clipping.
-class lab_converter {
-public:
-    lab_converter();
-
-    [[nodiscard]] color to_linear_srgb(const cmsCIELab& lab) const;
-    [[nodiscard]] cmsCIELab to_lab(const color& linear_srgb) const;
-
-private:
-    transform_handle to_linear_srgb_;
-    transform_handle to_lab_;
-};
+color to_linear_srgb(const cmsCIELab& lab);
+cmsCIELab to_lab(const color& linear_srgb);
 
 double ciede2000(const cmsCIELab& one, const cmsCIELab& other);
 

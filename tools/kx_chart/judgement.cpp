@@ -18,17 +18,15 @@ bool is_outside_srgb(const color& linear_srgb)
 
 judgement judge(const patch_colors& linear_srgb, const reference_chart& reference, const patch_flags& left_out)
 {
-    const lab_converter converter;
     judgement verdict{};
     double largest = -1;
     double counted = 0;
     for (std::size_t index = 0; index < patch_count; ++index) {
         const auto& [name, published] = reference[index];
-        const cmsCIELab measured = converter.to_lab(linear_srgb[index]);
+        const cmsCIELab measured = to_lab(linear_srgb[index]);
         const double difference = ciede2000(published, measured);
         verdict.patches[index] = {
-            name,           published, measured, difference, is_outside_srgb(converter.to_linear_srgb(published)),
-            left_out[index]};
+            name, published, measured, difference, is_outside_srgb(to_linear_srgb(published)), left_out[index]};
         if (!left_out[index]) {
             verdict.mean += difference;
             counted += 1;

@@ -1,6 +1,8 @@
 // kx_chart: makes a camera's profile from a photograph of a 24-patch colour chart, and judges pictures of the chart.
 #include "commands.h"
 
+#include <korvex_kvi_color_processing.h>
+
 #include <CLI/CLI.hpp>
 
 #include <array>
@@ -14,6 +16,8 @@
 namespace {
 
 using namespace kx::chart;
+
+constexpr const char* program = "kx_chart " KX_COLOR_PROCESSING_VERSION;
 
 // The options of a subcommand, for as long as the command line is parsed.
 template <typename Command>
@@ -55,6 +59,7 @@ void add_calibrate(CLI::App& app)
     CLI::App* const sub = app.add_subcommand("calibrate", "Make a camera's profile from a photograph of the chart");
     const auto options = std::make_shared<parsed<calibrate_command>>();
     calibrate_command& command = options->command;
+    command.options.description = program;
     sub->add_option("PHOTOGRAPH", command.photograph,
                     "RGB of 16 or 8 bits, TIFF or PNG, linear, as the camera\ndelivers it")
         ->required();
@@ -90,7 +95,8 @@ void add_calibrate(CLI::App& app)
     sub->add_option("--depth", command.options.output_depth, "The profile's output depth: 8 (default) or 16")
         ->type_name("BITS")
         ->check(CLI::IsMember({8, 16}).description(""));
-    sub->add_option("--description", command.options.description, "The profile's description")->type_name("TEXT");
+    sub->add_option("--description", command.options.description, "The profile's description, by default what made it")
+        ->type_name("TEXT");
     sub->add_flag("--force", command.force, "Write the profile also when the colours do not fit");
     sub->add_flag("--overwrite", command.overwrite, "Replace profile and report that are there already");
     sub->callback([options] {
@@ -125,7 +131,7 @@ void add_judge(CLI::App& app)
 int main(int argc, char** argv)
 try {
     CLI::App app("Camera profiles from photographs of a 24-patch colour chart", "kx_chart");
-    app.set_version_flag("--version", "kx_chart " KX_VERSION, "Show the version and end");
+    app.set_version_flag("--version", program, "Print the version and end");
     app.require_subcommand(1);
     add_calibrate(app);
     add_judge(app);

@@ -1,8 +1,10 @@
 #include "report.h"
 
+#include <korvex_kvi_color_processing.h>
+
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
-#include <string_view>
 
 namespace kx::chart {
 
@@ -45,16 +47,7 @@ std::string text(double left, double baseline, int size, const char* color, doub
     constexpr double usual_width = 0.5; // of a letter, in sizes
     std::string escaped;
     for (const char letter : content) {
-        switch (letter) {
-        case '&':
-            escaped += "&amp;";
-            break;
-        case '<':
-            escaped += "&lt;";
-            break;
-        default:
-            escaped += letter >= '\0' && letter < ' ' ? '?' : letter;
-        }
+        escaped += letter == '&' ? "&amp;" : letter == '<' ? "&lt;" : std::string(1, letter);
     }
     const bool is_long = static_cast<double>(content.size()) * usual_width * size > room;
     return format(R"(<text x="%.2f" y="%.2f" font-size="%d" fill="%s")", left, baseline, size, color)
@@ -62,30 +55,18 @@ std::string text(double left, double baseline, int size, const char* color, doub
            + "</text>\n";
 }
 
-std::string web_color(const lab_converter& converter, const cmsCIELab& lab)
+std::string web_color(const cmsCIELab& lab)
 {
-    const auto [red, green, blue] = encode_srgb(converter.to_linear_srgb(lab));
+    const auto [red, green, blue] = encode_srgb(to_linear_srgb(lab));
     return format("#%02x%02x%02x", red, green, blue);
 }
 
-// The difference that a whole bar stands for: the next of 1, 2, 5, 10, 20, 50, 100.
-double full_bar(double largest)
-{
-    for (const double bar : {1.0, 2.0, 5.0, 10.0, 20.0, 50.0}) {
-        if (largest <= bar) {
-            return bar;
-        }
-    }
-    return 100.0;
-}
-
-std::string draw_patch(double left, double top, const lab_converter& converter, const patch_judgement& patch,
-                       double uncorrected, double bar)
+std::string draw_patch(double left, double top, const patch_judgement& patch, double uncorrected, double bar)
 {
     constexpr double half = swatch_width / 2;
     const double bar_top = top + swatch_height + 40;
-    std::string drawn = rectangle(left, top, half, swatch_height, web_color(converter, patch.measured))
-                        + rectangle(left + half, top, half, swatch_height, web_color(converter, patch.reference))
+    std::string drawn = rectangle(left, top, half, swatch_height, web_color(patch.measured))
+                        + rectangle(left + half, top, half, swatch_height, web_color(patch.reference))
                         + text(left, top + swatch_height + 17, 13, "#1a1a1a", swatch_width,
                                patch.name + (patch.outside_srgb ? " (not in sRGB)" : ""));
     if (patch.left_out) {
@@ -125,13 +106,13 @@ std::string to_text(const judgement& verdict, const judgement* before)
 
 std::string to_svg(const judgement& before, const judgement& after)
 {
-    const lab_converter converter;
     const double room = picture_width - 2 * margin;
     const patch_judgement& largest = after.patches.at(after.largest);
-    const double bar = full_bar(largest.difference);
+    const double bar = std::max(std::ceil(largest.difference), 1.0); // what a whole one stands for
     std::string picture =
         R"(<svg xmlns="http://www.w3.org/2000/svg" width="960" height="640" font-family="sans-serif">)"
         "\n";
+    picture += "<desc>korvex_kvi_color_processing " KX_COLOR_PROCESSING_VERSION "</desc>\n";
     picture += rectangle(0, 0, picture_width, 640, "white");
     picture += text(margin, 36, 20, "#1a1a1a", room,
                     format("CIEDE2000: mean %.2f, largest %.2f (%.100s); before the correction %.2f", after.mean,
@@ -140,8 +121,8 @@ std::string to_svg(const judgement& before, const judgement& after)
                     format("Left measured, right published. A full bar is a difference of %.0f.", bar));
     for (std::size_t index = 0; index < patch_count; ++index) {
         picture += draw_patch(margin + cell_width * static_cast<double>(index % patch_columns),
-                              header + cell_height * static_cast<double>(index / patch_columns), converter,
-                              after.patches[index], before.patches[index].difference, bar);
+                              header + cell_height * static_cast<double>(index / patch_columns), after.patches[index],
+                              before.patches[index].difference, bar);
     }
     return picture + "</svg>\n";
 }
