@@ -7,7 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
+#include <regex>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kx_test {
@@ -15,8 +19,16 @@ namespace kx_test {
 // One line for each call, load or unload of a companion module.
 using lines = std::vector<std::string>;
 
-lines operator+(lines first, const lines& second);
-lines when(bool condition, const std::string& line);
+inline lines operator+(lines first, const lines& second)
+{
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
+}
+
+inline lines when(bool condition, const std::string& line)
+{
+    return condition ? lines{line} : lines{};
+}
 
 inline const lines log_obtained{"kvi_get_log(KORVEX_KVI_COLOR_PROCESSING, '')"};
 inline const lines log_freed{"kvi_free_log(KORVEX_KVI_COLOR_PROCESSING, '')"};
@@ -27,34 +39,142 @@ inline const lines LUT_terminated{"kx_LUT_module_terminate()"};
 inline const lines vector_modules_bound{"sse loaded", "sse initialize", "avx2 loaded", "avx2 initialize"};
 inline const lines vector_modules_released{"avx2 terminate", "avx2 unloaded", "sse terminate", "sse unloaded"};
 
-// Log lines as the stand-in logger records them. `text` follows the error mark and its two blanks.
-std::string error_line(const std::string& function, const std::string& text);
-std::string validation_line(const std::string& text);
-std::string failed_creation_line(bool for_want_of_memory);
-std::string timing_line(const transform_export& tested);
-
-// A transform's call of the vector module "sse" or "avx2"; none if the name is empty.
-lines vector_call(const std::string& module, const transform_export& tested);
-
 inline const std::string null_processor_text = "The specified color processor handle is NULL!";
 inline const std::string transform_function_name = "`anonymous-namespace'::kx_color_processor_transform_impl";
 inline const std::string creation_function_name = "`anonymous-namespace'::create_color_processor_impl";
 
+// Log lines as the stand-in logger records them. `text` follows the error mark and its two blanks.
+inline std::string error_line(const std::string& function, const std::string& text)
+{
+    return "log 0 korvex_kvi_color_processing.cpp " + function + ": ERROR:  " + text;
+}
+
+inline std::string validation_line(const std::string& text)
+{
+    return "log 0 color_correction.h color_correction::transform: ERROR:  " + text;
+}
+
+inline std::string failed_creation_line(bool for_want_of_memory)
+{
+    return "log 0 korvex_kvi_color_processing.cpp " + creation_function_name
+           + (for_want_of_memory ? ": Memory allocation failure" : ": An unknown error occurred")
+           + " when trying to create a color correction instance!";
+}
+
+inline std::string timing_line(const transform_export& tested)
+{
+    return "log 2 korvex_kvi_color_processing.cpp " + transform_function_name + ": " + tested.timer_name
+           + " takes (time) microseconds.";
+}
+
+// A transform's call of the vector module "sse" or "avx2"; none if the name is empty.
+inline lines vector_call(const std::string& module, const transform_export& tested)
+{
+    return when(!module.empty(), module + " transforms to " + std::to_string(8 * tested.sample_bytes) + " bits");
+}
+
 // What a processor does to LUT numbers `first` to first + 5 when it is created and destroyed.
-lines LUTs_created(std::int32_t first, std::int32_t input_entries, std::int32_t output_entries, bool for_avx2);
-lines LUTs_fetched(std::int32_t first, std::int32_t last);
-lines LUTs_destroyed(std::int32_t last, std::int32_t first = 1);
+inline lines LUTs_fetched(std::int32_t first, std::int32_t last)
+{
+    lines fetched;
+    for (std::int32_t number = first; number <= last; ++number) {
+        fetched.push_back("kx_get_LUT_data(LUT " + std::to_string(number) + ")");
+    }
+    return fetched;
+}
+
+inline lines LUTs_created(std::int32_t first, std::int32_t input_entries, std::int32_t output_entries, bool for_avx2)
+{
+    lines created;
+    for (const std::int32_t entries : {input_entries, output_entries}) {
+        for (std::int32_t number = first; number < first + 3; ++number) {
+            created.push_back("kx_create_LUT_test(" + std::to_string(entries) + ", " + (for_avx2 ? "1" : "0")
+                              + ") = LUT " + std::to_string(number));
+        }
+        created = created + LUTs_fetched(first, first + 2);
+        first += 3;
+    }
+    return created;
+}
+
+inline lines LUTs_destroyed(std::int32_t last, std::int32_t first = 1)
+{
+    lines destroyed;
+    for (std::int32_t number = last; number >= first; --number) {
+        destroyed.push_back("kx_destroy_LUT(LUT " + std::to_string(number) + ")");
+    }
+    return destroyed;
+}
+
+// An image of a few pixels to convert, with room behind the output.
+struct small_image {
+    explicit small_image(std::size_t pixel_count) : output_bytes(24 * pixel_count + 64, untouched)
+    {
+        for (std::size_t i = 0; i < 3 * pixel_count; ++i) {
+            input_samples.push_back(static_cast<std::uint16_t>(0x1234 + 0x0107 * i));
+        }
+    }
+
+    // A request for this image. The object must outlive it.
+    transform_request request()
+    {
+        transform_request request;
+        request.input = input_samples.data();
+        request.output = output_bytes.data();
+        request.pixel_count = static_cast<std::int32_t>(input_samples.size() / 3);
+        return request;
+    }
+
+    [[nodiscard]] bool output_is_untouched() const
+    {
+        return std::all_of(output_bytes.begin(), output_bytes.end(),
+                           [](std::uint8_t byte) { return byte == untouched; });
+    }
+
+    // Whether the output, interleaved, has the low bits of the input's samples.
+    [[nodiscard]] bool is_converted(const transform_export& tested) const
+    {
+        for (std::size_t i = 0; i < input_samples.size(); ++i) {
+            const std::size_t index = i / 3 * tested.samples_per_pixel + i % 3;
+            if (std::memcmp(&output_bytes[index * tested.sample_bytes], &input_samples[i], tested.sample_bytes) != 0) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    static constexpr std::uint8_t untouched = 0xEE;
+    std::vector<std::uint16_t> input_samples;
+    std::vector<std::uint8_t> output_bytes;
+};
 
 class frame_test : public testing::Test {
 protected:
     explicit frame_test(const gap& missing = {}) : folder(missing) { standins::reset(); }
 
     // What happened since the last call. Timing lines come without the time, whose form is checked.
-    lines events();
+    lines events()
+    {
+        static const std::regex time(R"( takes \d+\.\d{6} microseconds\.$)");
+        lines happened = std::exchange(recorder.events, {});
+        for (std::string& event : happened) {
+            event = std::regex_replace(event, time, " takes (time) microseconds.");
+        }
+        return happened;
+    }
 
     // Expects all transforms to call the vector module and to convert all pixels, as the stand-ins do not. The
     // processor has LUTs 1 to 6.
-    void expect_transforms_call(kx_color_processor* processor, const std::string& module);
+    void expect_transforms_call(kx_color_processor* processor, const std::string& module)
+    {
+        for (const transform_export& tested : transform_exports) {
+            SCOPED_TRACE(tested);
+            small_image image(3);
+            EXPECT_EQ(tested.call(kx, processor, image.request()), 0);
+            EXPECT_EQ(events(), LUTs_fetched(1, 6) + vector_call(module, tested) + lines{timing_line(tested)});
+            EXPECT_TRUE(image.is_converted(tested));
+        }
+    }
 
     standins::recorder& recorder = standins::the_recorder();
     module_folder folder;
@@ -65,34 +185,42 @@ protected:
 class initialized_test : public frame_test {
 protected:
     using frame_test::frame_test;
-    void SetUp() override;
-    void TearDown() override;
+
+    void SetUp() override
+    {
+        ASSERT_EQ(kx.module_initialize(), 0);
+        events();
+    }
+
+    void TearDown() override
+    {
+        destroy_all();
+        EXPECT_EQ(recorder.LUT_count(), 0) << "LUTs were left behind";
+        EXPECT_EQ(kx.module_terminate(), 0);
+    }
 
     // A processor of the given level; what its creation did is forgotten.
     kx_color_processor* create(std::int32_t vector_level = 0, std::int32_t input_depth = 8,
-                               std::int32_t output_depth = 8);
+                               std::int32_t output_depth = 8)
+    {
+        processors_.push_back(kx.create_color_processor_test(input_depth, output_depth, vector_level));
+        EXPECT_NE(processors_.back(), nullptr);
+        events();
+        return processors_.back();
+    }
+
     // Destroys all that create() made.
-    void destroy_all();
+    void destroy_all()
+    {
+        for (kx_color_processor* processor : processors_) {
+            EXPECT_EQ(kx.destroy_color_processor(processor), 0);
+        }
+        processors_.clear();
+        events();
+    }
 
 private:
     std::vector<kx_color_processor*> processors_;
-};
-
-// An image of a few pixels to convert, with room behind the output.
-struct small_image {
-    explicit small_image(std::size_t pixel_count);
-
-    // A request for this image. The object must outlive it.
-    transform_request request();
-
-    static constexpr std::uint8_t untouched = 0xEE;
-    [[nodiscard]] bool output_is_untouched() const;
-
-    // Whether the output, interleaved, has the low bits of the input's samples.
-    [[nodiscard]] bool is_converted(const transform_export& tested) const;
-
-    std::vector<std::uint16_t> input_samples;
-    std::vector<std::uint8_t> output_bytes;
 };
 
 } // namespace kx_test

@@ -21,9 +21,6 @@ TEST_F(lifecycle, initialize_and_terminate_call_the_modules_in_order)
     EXPECT_EQ(kx.module_terminate(), 0);
     EXPECT_EQ(events(), LUT_terminated + logger_closed);
 
-    EXPECT_EQ(kx.module_terminate(), 0);
-    EXPECT_EQ(events(), lines{});
-
     // The LUT module stayed in memory.
     EXPECT_EQ(kx.module_initialize(), 0);
     EXPECT_EQ(events(), logger_opened + LUT_initialized);
