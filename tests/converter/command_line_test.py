@@ -1,11 +1,13 @@
 """kx_convert's command line: which files are read and written, what is replaced, what is said.
 
-Usage: command_line_test.py KX_CONVERT [unittest's arguments]; ends with 77 if NumPy or tifffile is missing.
+Usage: command_line_test.py KX_CONVERT [unittest's arguments]; ends with 77 if something it needs is missing.
 """
 
 import json
 import os
 import pathlib
+import pty
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -17,12 +19,17 @@ try:
 except ImportError as missing:
     print(missing)
     sys.exit(77)
+MAGICK = shutil.which("convert-im6.q16") or shutil.which("magick") or ""
+if not MAGICK or not shutil.which("tiffcp"):
+    print("ImageMagick or libtiff's tools are missing")
+    sys.exit(77)
 CONVERTER = os.path.abspath(sys.argv.pop(1))
+LIBRARIES = os.path.join(os.path.dirname(CONVERTER), "../lib")
 
 PAGE = (numpy.arange(30 * 20 * 3) * 7919 % 65536).astype("uint16").reshape(20, 30, 3)
 
 
-class CommandLine(unittest.TestCase):
+class Case(unittest.TestCase):
     def setUp(self):
         self.folder = tempfile.TemporaryDirectory()
         self.addCleanup(self.folder.cleanup)
@@ -45,6 +52,8 @@ class CommandLine(unittest.TestCase):
         names = [os.path.join(root, name) for root, _, files in os.walk(".") for name in files]
         return {name: pathlib.Path(name).read_bytes() for name in names}
 
+
+class CommandLine(Case):
     def test_no_file_is_replaced_unasked(self):
         before = self.everything()
         for arguments, code in (("a.tif b.tif", 1), ("in -o in", 1), ("a.tif a.tif -o new", 2),
@@ -116,6 +125,124 @@ class CommandLine(unittest.TestCase):
         numpy.testing.assert_allclose(profile.pop("white_balance"), light.max() / light)
         self.assertEqual(profile, {"version": 1, "description": "\u00b5 1", "bits": 16, "black_level": [0.5, 1, 2],
                                    "matrix": numpy.eye(3).tolist(), "tone_curve": "linear", "output_depth": 16})
+
+
+class WholeFiles(Case):
+    """What holds for every type of file: no sample changes, whoever reads and writes it, on however many threads."""
+
+    def pages(self, name):
+        """By other readers than kx_convert's."""
+        if name.endswith("png"):
+            raw = subprocess.run([MAGICK, name, "-depth", "16", "-endian", "LSB", "RGB:-"], check=True, capture_output=True)
+            return [numpy.frombuffer(raw.stdout, "<u2").reshape(21, 37, 3)]
+        subprocess.run(["tiffcp", "-c", "none", name, "copy.tif"], check=True)
+        with tifffile.TiffFile("copy.tif") as file:
+            return [page.asarray().transpose(1, 2, 0) if page.planarconfig == 2 else page.asarray() for page in file.pages]
+
+    def test_every_kind_keeps_every_sample(self):
+        random = numpy.random.default_rng(3)
+        stack = [random.integers(0, 65536, size, "uint16") for size in ((21, 37, 3), (40, 16, 3), (1, 1, 3))]
+        sources = {}
+        for name, written, file_options, options, copied in (
+                ("contiguous.tif", stack, {}, {}, []), ("tiles.tif", stack[:2], {}, {"tile": (16, 16)}, []),
+                ("big_endian.tif", stack, {"byteorder": ">"}, {"planarconfig": "separate"}, []),
+                ("big.tif", stack, {"bigtiff": True}, {}, ["tiffcp", "-c", "packbits"]),
+                ("planar.TIFF", stack[:1], {}, {"planarconfig": "separate"}, ["tiffcp", "-c", "lzw:2"]),
+                ("planar_tiles.tif", stack[:2], {}, {"planarconfig": "separate", "tile": (32, 32)}, []),
+                ("zip.tif", stack, {}, {}, ["tiffcp", "-c", "zip"]),
+                ("plain.png", stack[:1], {}, {}, [MAGICK, "-define", "png:bit-depth=16"]),
+                ("interlaced.png", stack[:1], {}, {}, [MAGICK, "-define", "png:bit-depth=16", "-interlace", "PNG"])):
+            raw = "raw.tif" if copied else name
+            with tifffile.TiffWriter(raw, **file_options) as file:
+                for page in written:
+                    planes = page.transpose(2, 0, 1) if "planarconfig" in options else page
+                    file.write(planes, photometric="rgb", metadata=None, **options)
+            if copied:
+                subprocess.run([*copied, raw, name], check=True)
+            sources[name] = written
+        for source, pages in sources.items():
+            for target, compression, planar in (
+                    ("o.tif", None, 1), ("o.tiff --planar --compression none", 1, 2), ("O.TIF --compression lzw", 5, 1),
+                    ("p.tif --compression deflate --planar", 8, 2), ("z.tif --compression zstd --level 3", 50000, 1),
+                    ("o.png --quiet", None, 1)):
+                name = target.split()[0]
+                if name == "o.png" and len(pages) > 1:
+                    continue
+                self.run_with(f"{source} --overwrite {target}")
+                found = self.pages(name)
+                self.assertEqual(len(found), len(pages), (source, target))
+                for one, other in zip(found, pages):
+                    numpy.testing.assert_array_equal(one, other, f"{source} {target}")
+                if compression:
+                    with tifffile.TiffFile(name) as file:
+                        self.assertEqual([(page.compression, page.planarconfig) for page in file.pages],
+                                         [(compression, planar)] * len(pages), (source, target))
+
+    def test_threads_change_no_byte_and_no_message(self):
+        random = numpy.random.default_rng(3)
+        stack = [random.integers(0, 65536, (100 + 400 * (page == 0), 200 * (page % 3) + 1, 3), "uint16") for page in range(8)]
+        with tifffile.TiffWriter("stack.tif") as file:
+            for page in stack:
+                file.write(page, photometric="rgb", metadata=None)
+        subprocess.run(["tiffcp", "-c", "lzw", "stack.tif", "damaged.tif"], check=True)
+        self.write("single.tif", random.integers(0, 65536, (500, 700, 3), "uint16"))
+        with open("damaged.tif", "rb+") as file:
+            file.seek(os.path.getsize("damaged.tif") // 2)
+            file.write(b"x" * 50)
+        for options in ("", " --compression lzw", " --compression deflate --planar --level 9"):
+            for file, code in (("stack.tif", 0), ("single.tif", 0), ("damaged.tif", 1)):
+                results = []
+                for threads in ("1", "2", "50"):
+                    said = self.run_with(f"{file} out.tif --overwrite{options} --threads {threads}", code)[1]
+                    results.append((said, pathlib.Path("out.tif").read_bytes()))
+                self.assertEqual(results[0][0].startswith("kx_convert: damaged.tif: page "), code == 1)
+                self.assertTrue(results[0] == results[1] == results[2], (file, options))
+
+    def test_replaced_files_keep_permissions_and_links(self):
+        os.chmod("b.tif", 0o640)
+        os.symlink("b.tif", "link.tif")
+        self.run_with("a.tif link.tif --overwrite --depth 8")
+        self.assertTrue(os.path.islink("link.tif"))
+        self.assertEqual(tifffile.imread("b.tif").dtype, "uint8")
+        self.assertEqual(os.stat("b.tif").st_mode & 0o777, 0o640)
+
+    def test_companions_may_be_missing(self):
+        for folder, file in (("bin", CONVERTER), ("lib", LIBRARIES + "/korvex_kvi_color_processing.so")):
+            os.mkdir(folder)
+            shutil.copy(file, folder)
+
+        def run():
+            return subprocess.run(["bin/kx_convert", "a.tif", "out.tif", "--info"], capture_output=True, text=True, check=False)
+
+        done = run()
+        self.assertEqual(done.returncode, 1)
+        self.assertRegex(done.stderr, "^kx_convert: .*korvex_kvi_LUT.so")
+        self.assertFalse(os.path.exists("out.tif"))
+        shutil.copy(LIBRARIES + "/korvex_kvi_LUT.so", "lib")
+        self.assertRegex(run().stdout, r"^file: out.tif\ntransformed: 1 page, 0.001 megapixels in .* Mpixel/s\n"
+                                       r"with reading .* Mpixel/s\nclipped samples: .*\n$")
+
+    def test_a_terminal_sees_progress_of_stacks_only(self):
+        with tifffile.TiffWriter("stack.tif") as file:
+            for page in (PAGE & 255, PAGE):
+                file.write(page, photometric="rgb", metadata=None)
+        for arguments, shown in (("stack.tif out.tif", "\r1 of 2\r2 of 2\r\n"), ("a.tif one.tif", ""),
+                                 ("stack.tif two.tif --input-bits 8 --threads 1", "\r1 of 2\r\nkx_convert: stack.tif: page 2: ")):
+            master, terminal = pty.openpty()
+            subprocess.run([CONVERTER, *arguments.split()], stderr=terminal, check=False)
+            os.write(terminal, b".")
+            seen = b""
+            while not seen.endswith(b"."):
+                seen += os.read(master, 1000)
+            self.assertTrue(seen.decode().startswith(shown or "."), (arguments, seen))
+            os.close(master)
+            os.close(terminal)
+
+    def test_help_and_version_go_to_standard_output(self):
+        said, errors = self.run_with("--help")
+        self.assertIn("--red-clamp", said)
+        self.assertEqual(errors, "")
+        self.assertRegex(self.run_with("--version")[0], r"^kx_convert \d+\.\d+\.\d+\n$")
 
 
 if __name__ == "__main__":

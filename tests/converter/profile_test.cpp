@@ -123,29 +123,6 @@ TEST(profile, files_lose_nothing)
     EXPECT_EQ(directory.content(), before);
 }
 
-TEST(profile, curves_have_their_published_values)
-{
-    for (const auto& [name, light, value] : std::vector<std::tuple<const char*, double, double>>{
-             {"srgb", 0.001, 0.01292},
-             {"srgb", 0.214041, 0.5},
-             {"rec709", 0.01, 0.045},
-             {"rec709", 0.18, 0.409008},
-             {"gamma:2.2", 0.5, 0.729740},
-             {"linear", 0.3, 0.3},
-         }) {
-        const tone_curve curve = tone_curve::named(name);
-        const tone_curve inverse = tone_curve::named(std::string("inverse:") + name);
-        EXPECT_NEAR(curve(light), value, 1e-6) << name;
-        EXPECT_NEAR(inverse(value), light, 1e-6) << name;
-        EXPECT_EQ(curve(-1), 0) << name;
-        EXPECT_NEAR(curve(2), 1, 1e-15) << name;
-    }
-    const tone_curve table = tone_curve::from_table({0.5, 0.0, 1.0});
-    EXPECT_DOUBLE_EQ(table(0.25), 0.25);
-    EXPECT_DOUBLE_EQ(table(0.75), 0.5);
-    EXPECT_EQ(table(1), 1);
-}
-
 TEST(profile, white_balance_from_an_area)
 {
     kx::images::image_16 picture{.width = 4, .height = 3, .samples = std::vector<std::uint16_t>(36, 4000), .about = {}};

@@ -58,10 +58,11 @@ bool convert_all(const settings& wanted)
 {
     const korvex::color::library library;
     color_conversions conversions(library, wanted, make_camera(wanted));
-    const auto [tasks, new_folder] = list_tasks(wanted);
+    const task_list list = list_tasks(wanted);
+    const std::vector<file_task>& tasks = list.tasks;
     console messages(wanted.quiet);
-    if (!new_folder.empty() && !wanted.dry_run) {
-        make_folder(new_folder, messages);
+    if (!list.new_folder.empty() && !wanted.dry_run) {
+        make_folder(list.new_folder, messages);
     }
     page_memory memory(std::min(most_page_memory, physical_memory() / 2));
     const conversion_run run{wanted, library, conversions, memory, messages, tasks.size() == 1};

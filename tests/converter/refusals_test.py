@@ -1,0 +1,189 @@
+"""What kx_convert refuses: each with its reason, and with nothing changed or left behind.
+
+Usage: refusals_test.py KX_CONVERT [unittest's arguments]; ends with 77 if NumPy or tifffile is missing.
+"""
+
+import os
+import pathlib
+import resource
+import struct
+import subprocess
+import sys
+import tempfile
+import unittest
+import zlib
+
+try:
+    import numpy
+    import tifffile
+except ImportError as missing:
+    print(missing)
+    sys.exit(77)
+CONVERTER = os.path.abspath(sys.argv.pop(1))
+
+GOOD = numpy.random.default_rng(5).integers(0, 65536, (150, 150, 3), "uint16")
+FOURTH = numpy.dstack([GOOD, numpy.full(GOOD.shape[:2], 65535, "uint16")])
+
+
+def png(frame, kind):
+    def chunk(name, data):
+        return struct.pack(">I", len(data)) + name + data + struct.pack(">I", zlib.crc32(name + data))
+
+    rows = b"".join(b"\0" + row.astype(">u2").tobytes() for row in frame)
+    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", frame.shape[1], frame.shape[0], 16, kind, 0, 0, 0))
+            + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b""))
+
+
+def tiff(*pages, **options):
+    """A file's bytes."""
+    with tempfile.TemporaryDirectory() as folder:
+        path = os.path.join(folder, "x.tif")
+        with tifffile.TiffWriter(path) as writer:
+            for page in pages:
+                writer.write(page, metadata=None, **{"photometric": "rgb", **options})
+        return pathlib.Path(path).read_bytes()
+
+
+def with_tags(data, **tags):
+    with tempfile.TemporaryDirectory() as folder:
+        path = pathlib.Path(folder, "x.tif")
+        path.write_bytes(data)
+        with tifffile.TiffFile(path, mode="r+") as file:
+            for name, value in tags.items():
+                file.pages[0].tags[name].overwrite(value)
+        return path.read_bytes()
+
+
+class Refusals(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.addCleanup(os.chdir, os.getcwd())
+        os.chdir(folder.name)
+        for name, data in (("good.tif", tiff(GOOD)), ("stack.tif", tiff(GOOD, GOOD)), ("protected.tif", b"to be kept"),
+                           ("out.tif", b"an older file"), ("out.png", b"an older picture"),
+                           ("camera.json", b'{"version": 1, "bits": 12, "tone_curve": "srgb", "output_depth": 8}'),
+                           ("wrong.json", b'{"version": 1, "bits": 12, "white_balance": [1, 1, 0]}')):
+            pathlib.Path(name).write_bytes(data)
+        os.mkdir("folder.tif")
+        os.symlink("good.tif", "link.tif")
+        os.mkfifo("pipe.tif", 0o600)
+        os.chmod("protected.tif", 0o444)
+
+    def everything(self):
+        return {name: os.path.isfile(name) and pathlib.Path(name).read_bytes() for name in os.listdir()}
+
+    def refused(self, arguments, *texts, file=None, name="file", limit=resource.RLIM_INFINITY):
+        """`arguments` that begin with an option follow good.tif and out.tif, and the option is named; so is `file`."""
+        if file is not None:
+            pathlib.Path(name).write_bytes(file if isinstance(file, bytes) else file.encode())
+            texts = (name, *texts)
+        if arguments.startswith("--"):
+            texts = (arguments.split()[0], *texts)
+            arguments = "good.tif out.tif " + arguments
+        before = self.everything()
+        done = subprocess.run([CONVERTER, "--overwrite", *arguments.split()], capture_output=True, text=True, check=False,
+                              preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit)))
+        self.assertGreater(done.returncode, 0, arguments)
+        self.assertEqual(done.stdout, "", arguments)
+        self.assertTrue(done.stderr.startswith("kx_convert: "), done.stderr)
+        for text in texts:
+            self.assertIn(text, done.stderr, arguments)
+        self.assertEqual(self.everything(), before, arguments)
+
+    def test_options_that_cannot_be_followed(self):
+        for arguments, *texts in (
+                ("good.tif", "output"), ("good.tif out.tif third.tif", "third.tif"), ("--sharpen",), ("--matrix 1 2 3", "9"),
+                ("--matrix 1 2 3 4 5 6 7 8 nan", "must be a number"), ("--matrix 1 2 3 4 5 6 7 8 9x", "9x"),
+                ("--matrix 2000 0 0 0 1 0 0 0 1", "/matrix/0/0"), ("--matrix-file none.txt", "none.txt", "No such file"),
+                ("--matrix-file .", "Is a directory"), ("--input-bits 17", "8 to 16"),
+                ("--output-lut gamma:0", "gamma:0"), ("--blue-output-lut gamma:0", "gamma:0"),
+                ("--output-lut-bits 0 --output-lut srgb", "0"), ("--output-lut-bits 12", "no output LUT"),
+                ("--green-clamp 7 6", "7", "6"), ("--clamp 0 65536", "65536"), ("--clamp -1 5", "-1"),
+                ("--clamp 0 65535 --depth 8 --red-shift -7", "65535", "-7", "8-bit"),
+                ("--clamp 0 4096 --output-lut srgb --output-lut-bits 12", "4096", "4095"), ("--shift 16", "16"),
+                ("--shift 1 --profile camera.json", "the curve's entry 128 shifted by 1"), ("--depth 12", "12"),
+                ("--channels 2", "2"), ("--compression zip", "zip"), ("--vector-level sse9", "sse9"),
+                ("good.tif out.png --channels 4", "--channels", "PNG", "alpha"),
+                ("good.tif out.png --planar", "--planar", "PNG"),
+                ("good.tif out.png --compression none", "--compression", "PNG"), ("--pages 2", "no page 2", "has 1"),
+                ("--pages 1,0-1", "'0-1'"), ("--pages 2-1", "'2-1'"), ("--level 5", "nothing to compress"),
+                ("--threads 0", "0"), ("stack.tif out.png", "out.png", "one page", "2"),
+                ("--profile wrong.json", "--profile: wrong.json: /white_balance/2: must be"),
+                ("good.tif out.tif --profile camera.json --input-bits 10", "beyond the input LUT, whose last entry is 1023"),
+                ("--black-level 1 2", "3 required"), ("--black-level 1 2 255 --input-bits 8", "/black_level/2: must be"),
+                ("--white-balance 1 0 1", "/white_balance/1: must be"), ("--white-balance 1 1", "3 required"),
+                ("--white-balance auto:1,2,3", "4 required"), ("--white-balance auto:1,2,-3,4", "1,2,-3,4"),
+                ("good.tif out.tif --white-balance auto:140,2,30,4", "good.tif: the area for it lies beyond the picture's 150")):
+            self.refused(arguments, *texts)
+
+    def test_files_of_numbers(self):
+        for arguments, text, file in (
+                ("--matrix-file file", "nine numbers, not 8", "1 2 3 4 5 6 7 8"), ("--matrix-file file", "'x'", "x"),
+                ("--input-lut file --input-bits 10", "3 entries, but the table takes 1024", "1\n2\n3\n"),
+                ("--red-output-lut file --output-lut-bits 2", "line 4: '1'", "0,1\n# again\n1,2\n1,3\n3,4\n"),
+                ("--red-output-lut file --output-lut-bits 2", "line 4: '4'", "0,1\n1,2\n2,3\n4,4\n"),
+                ("--output-lut file --output-lut-bits 2", "line 2", "0\n1,2\n2\n3\n"),
+                ("--output-lut file --output-lut-bits 2", "line 4: '65536'", "0\n1\n2\n65536\n"),
+                ("--output-lut file --output-lut-bits 2 --depth 8", "256", "0\n1\n2\n256\n"),
+                ("--output-lut file.cube", "a 3D table mixes", "LUT_3D_SIZE 2\n"),
+                ("--output-lut file.cube", "no LUT_1D_SIZE", "0 0 0\n1 1 1\n"),
+                ("--output-lut file.cube", "line 1: LUT_1D_SIZE needs", "LUT_1D_SIZE 1\n"),
+                ("--output-lut file.cube", "has 1 rows; there should be 2", "LUT_1D_SIZE 2\n0 0 0\n"),
+                ("--output-lut file.cube", "line 2: DOMAIN_MAX needs more", "LUT_1D_SIZE 2\nDOMAIN_MAX\n"),
+                ("--output-lut file.cube", "line 3: every row needs", "LUT_1D_SIZE 2\n0 0 0\n1 1\n"),
+                ("--output-lut file.cube", "line 2: values go from 0 to 1", "LUT_1D_SIZE 2\n1.5 0 0\n"),
+                ("--output-lut file.cube", "input range is empty", "LUT_1D_SIZE 2\nDOMAIN_MIN 1 1 1\n0 0 0\n1 1 1\n"),
+                ("--output-lut file.spi1d", "no Length", "Version 1\n{\n0\n1\n}\n"),
+                ("--output-lut file.spi1d", "line 1: '0' has no place", "0\n1\n"),
+                ("--output-lut file.spi1d", "line 1: 'From' has no place", "From 0\n"),
+                ("--output-lut file.spi1d", "line 4: every row needs", "Length 2\nComponents 3\n{\n0\n1\n}\n"),
+                ("--output-lut file", "line 2: 'half' is not a number", "0.5\nhalf\n"),
+                ("--output-lut file", "has 1 rows", "0.5\n")):
+            self.refused(arguments, text, file=file, name=arguments.split()[1])
+
+    def test_inputs_that_are_no_such_images(self):
+        grey, varying, clear = GOOD[..., 0], FOURTH.copy(), FOURTH.copy()
+        varying[3, 4, 3] = clear[..., 3] = 0
+        stack, picture = tiff(GOOD, GOOD), png(GOOD, 2)
+        deflated = bytearray(tiff(GOOD, compression="zlib", tile=(16, 16)))
+        deflated[2000:2200] = b"U" * 200
+        ten = GOOD & 1023
+        for texts, file in (
+                (("page 3", "1 unsigned 8-bit"), tiff(GOOD, GOOD, grey.astype("uint8"), photometric=None)),
+                (("1 unsigned", "grey"), tiff(grey, photometric="minisblack")),
+                (("fourth sample",), tiff(varying, extrasamples=[0])),
+                (("page 2", "fourth sample"), tiff(FOURTH.transpose(2, 0, 1), varying.transpose(2, 0, 1),
+                                                   planarconfig="separate", extrasamples=[0])),
+                (("alpha",), tiff(FOURTH, varying, extrasamples=[2])), (("alpha",), tiff(clear, extrasamples=[1])),
+                (("other than RGB",), with_tags(tiff(GOOD), PhotometricInterpretation=8)),
+                (("3 signed",), tiff(GOOD.astype("int16"))), (("alpha",), png(varying, 6)), (("grey",), png(grey, 0)),
+                (("50000 x 50000", "too large"), with_tags(tiff(GOOD), ImageWidth=50000, ImageLength=50000)),
+                (("cut short",), with_tags(tiff(GOOD), ImageLength=20000)),
+                (("page 2",), stack[:len(stack) * 9 // 10]), (("damaged",), bytes(deflated)),
+                (("cut short",), picture[:len(picture) // 2]), (("cannot be read",), picture[:20]),
+                (("cut short",), picture[:-9]), (("neither",), b"no image at all"), ((), b"II*\0\x08\0\0\0")):
+            self.refused("file out.tif", *texts, file=file)
+        ten[0, 0, 0] = 1024
+        self.refused("file out.tif --input-bits 10", "page 2", "last entry is 1023", file=tiff(GOOD & 1023, ten))
+        self.refused("none.tif out.tif", "none.tif", "No such file")
+        self.refused("pipe.tif out.tif", "pipe.tif", "is a pipe")
+
+    def test_outputs_that_cannot_be_written(self):
+        for arguments, *texts in (
+                ("good.tif missing/out.tif", "missing/out.tif", "No such file"), ("good.tif out.jpeg", "out.jpeg", "suffix"),
+                ("good.tif /dev/full", "/dev/full", "suffix"), ("good.tif pipe.tif", "pipe.tif", "regular file"),
+                ("good.tif protected.tif", "protected.tif", "write-protected"),
+                ("folder.tif out.tif", "several inputs need a folder", "out.tif"),
+                ("good.tif stack.tif out.tif", "several inputs need a folder", "out.tif"),
+                ("good.tif stack.tif -o new.tif", "new.tif", "names a file"),
+                ("good.tif folder.tif/../good.tif -o folder.tif", "both become", "folder.tif/good.tif"),
+                ("good.tif good.tif", "good.tif", "input"), ("good.tif ./link.tif", "link.tif", "input")):
+            self.refused(arguments, *texts)
+        # A full disk, as far as a program can tell.
+        for arguments in ("out.tif", "out.tif --compression lzw --planar", "out.png"):
+            self.refused("good.tif " + arguments, "cannot be written: File too large", limit=32768)
+
+
+if __name__ == "__main__":
+    unittest.main()
