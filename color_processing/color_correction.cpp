@@ -34,7 +34,7 @@ color_correction::color_correction(const LUT_module& luts, std::int32_t input_en
     : matrix{1.0F, 0.0F, 0.0F, 0.0F, 1.0F, 0.0F, 0.0F, 0.0F, 1.0F},
       input_LUTs(luts, input_entries, level == KX_COLOR_VECTOR_LEVEL_AVX2),
       output_LUTs(luts, output_entries, level == KX_COLOR_VECTOR_LEVEL_AVX2), output_LUT_size(output_entries),
-      vector_level(level), sse_module(sse_module_names), avx2_module(avx2_module_names)
+      vector_level(level), sse_module(narrow_module_names), avx2_module(avx2_module_names)
 {
 }
 

@@ -35,9 +35,9 @@ public:
     float matrix[9]; // row by row; must stay the first member: see matrix_of
     channel_LUT_set input_LUTs;
     channel_LUT_set output_LUTs;
-    std::int32_t output_LUT_size; // entries of each output LUT
-    std::int32_t vector_level;    // KX_COLOR_VECTOR_LEVEL_..., or whatever a test asked for
-    vector_module_binding sse_module;
+    std::int32_t output_LUT_size;     // entries of each output LUT
+    std::int32_t vector_level;        // KX_COLOR_VECTOR_LEVEL_..., or whatever a test asked for
+    vector_module_binding sse_module; // on ARM64 the NEON module
     vector_module_binding avx2_module;
 
 private:

@@ -141,8 +141,7 @@ kx_color_processor* kx_color_create_color_processor(std::int32_t input_LUT_bit_d
         logger->write(kx::logger_module::information_level, "kx_color_create_color_processor",
                       "Creating a color processor instance!");
     }
-    return create_color_processor_impl(input_LUT_bit_depth, output_LUT_bit_depth,
-                                       kx::supported_vector_level(kx::platform::cpuid));
+    return create_color_processor_impl(input_LUT_bit_depth, output_LUT_bit_depth, kx::machine_vector_level());
 }
 
 kx_color_processor* kx_color_create_color_processor_test(std::int32_t input_LUT_bit_depth,

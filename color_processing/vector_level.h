@@ -2,13 +2,14 @@
 #pragma once
 
 #include "korvex_kvi_color_processing.h"
+#include "platform/architecture.h"
 #include "platform/processor_identification.h"
 
 #include <cstdint>
 
 namespace kx {
 
-// The best vector level by the processor's features; `cpuid` is platform::cpuid or a test's stand-in.
+// The best vector level of x86-64, by the processor's features; `cpuid` is platform::cpuid or a test's stand-in.
 // Asks neither for the highest leaf nor for the operating system's register state: a vector module that
 // cannot run refuses its initialization, and the binding falls back.
 template <typename cpuid_function>
@@ -29,6 +30,16 @@ std::int32_t supported_vector_level(cpuid_function cpuid)
         return KX_COLOR_VECTOR_LEVEL_SSE;
     }
     return KX_COLOR_VECTOR_LEVEL_SCALAR;
+}
+
+// The best vector level of this machine's processor. NEON is part of ARM64.
+inline std::int32_t machine_vector_level()
+{
+    if constexpr (platform::on_arm64) {
+        return KX_COLOR_VECTOR_LEVEL_SSE;
+    } else {
+        return supported_vector_level(platform::cpuid);
+    }
 }
 
 } // namespace kx

@@ -19,7 +19,8 @@
  * Companion modules. The library loads four shared libraries by file name when it needs them:
  * korvex_kvi_LUT (required), korvex_kvi_logger (diagnostics; without it nothing is logged),
  * korvex_kvi_color_processing_vector_sse and korvex_kvi_color_processing_vector_avx2 (speed; without
- * them the results are the same, only slower). On Linux they are found beside the library, on Windows
+ * them the results are the same, only slower). On ARM64 korvex_kvi_color_processing_vector_neon takes the
+ * place of the SSE module, and there is no AVX2 module: all that is said of SSE goes for NEON. On Linux they are found beside the library, on Windows
  * beside the host's program, or wherever else the system looks for libraries by default. A library reached
  * through a symbolic link that stands alone in another folder does not find them: link the folder.
  *
@@ -107,8 +108,9 @@ extern "C" {
 
 /* Vector levels for kx_color_create_color_processor_test. */
 #define KX_COLOR_VECTOR_LEVEL_SCALAR 0 /* scalar kernels only */
-#define KX_COLOR_VECTOR_LEVEL_SSE 1    /* the SSE module may be used */
-#define KX_COLOR_VECTOR_LEVEL_AVX2 2   /* the AVX2 module, or else the SSE module, may be used */
+#define KX_COLOR_VECTOR_LEVEL_SSE 1    /* the SSE module may be used; on ARM64 the NEON module */
+#define KX_COLOR_VECTOR_LEVEL_AVX2 2   /* the AVX2 module, or else that of level 1, may be used */
+#define KX_COLOR_VECTOR_LEVEL_NEON 1   /* level 1 by its name on ARM64 */
 
 /* A color processor: a matrix, three input LUTs, three output LUTs and their switches. The host owns
  * what the handle stands for until it destroys it. */

@@ -5,6 +5,7 @@
 // processor and must count.
 #pragma once
 
+#include "platform/architecture.h"
 #include "transform_parameters.h"
 
 #include <cstdint>
@@ -45,5 +46,17 @@ inline constexpr vector_module_names avx2_module_names{
     "kx_color_processing_transform_16_bit_output_vector_avx2",
     "kx_color_processing_vector_avx2_module_terminate",
 };
+
+inline constexpr vector_module_names neon_module_names{
+    "korvex_kvi_color_processing_vector_neon",
+    "kx_color_processing_vector_neon_module_initialize",
+    "kx_color_processing_transform_8_bit_output_vector_neon",
+    "kx_color_processing_transform_16_bit_output_vector_neon",
+    "kx_color_processing_vector_neon_module_terminate",
+};
+
+// The module of 128-bit registers: what a vector level of 1 or more may use.
+inline constexpr const vector_module_names& narrow_module_names =
+    platform::on_arm64 ? neon_module_names : sse_module_names;
 
 } // namespace kx

@@ -1,4 +1,4 @@
-// The processor's own account of its features.
+// An x86-64 processor's own account of its features.
 #pragma once
 
 #include <cstdint>

@@ -14,6 +14,7 @@ struct transforms {
     std::uint32_t (*to_16_bits)(const transform_parameters& parameters);
 };
 
+extern const transforms neon_transforms;
 extern const transforms sse_transforms;
 extern const transforms avx2_transforms;
 extern const transforms avx512_transforms;

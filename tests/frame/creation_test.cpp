@@ -1,6 +1,7 @@
 // What creating and destroying processors does to the companion modules, also when these throw, and which vector
 // module the processors then use.
 #include "frame/frame_test.h"
+#include "processor.h"
 #include "vector_level.h"
 
 #include <algorithm>
@@ -59,9 +60,7 @@ TEST_F(creation, level_and_usable_modules_decide)
 
 TEST_F(creation, takes_the_level_from_the_machine)
 {
-    const bool sse_4_1 = __builtin_cpu_supports("sse4.1") != 0;
-    const bool avx2 = __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
-    const std::int32_t level = avx2 ? 2 : sse_4_1 ? 1 : 0;
+    const std::int32_t level = kx::verify::processor_has(2) ? 2 : kx::verify::processor_has(1) ? 1 : 0;
     kx_color_processor* const processor = kx.create_color_processor(3, 2);
     ASSERT_NE(processor, nullptr);
     EXPECT_EQ(events(), lines{notice} + LUTs_created(1, 8, 4, level == 2) + vector_modules_bound);

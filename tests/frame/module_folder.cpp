@@ -36,7 +36,7 @@ const std::map<std::string, companion>& companions()
          {"korvex_kvi_LUT" KX_MODULE_SUFFIX,
           {"kx_LUT_module_initialize", "kx_create_LUT_test", "kx_LUT_transform_16", "kx_get_LUT_data", "kx_destroy_LUT",
            "kx_LUT_module_terminate"}}},
-        {"sse", vector_module(kx::sse_module_names)},
+        {"sse", vector_module(kx::narrow_module_names)},
         {"avx2", vector_module(kx::avx2_module_names)},
     };
     return all;

@@ -76,6 +76,17 @@ TEST_P(vector_module_test, converts_only_between_its_first_initialize_and_its_la
     expect_nothing_done();
 }
 
+#if defined(KX_ARM64)
+INSTANTIATE_TEST_SUITE_P(arm64, vector_module_test, testing::Values(kx::neon_module_names),
+                         [](const auto&) { return "neon"; });
+
+TEST(neon_module, runs_on_every_machine)
+{
+    loaded_module module(kx::neon_module_names);
+    EXPECT_EQ(module.initialize(), 0);
+    module.terminate();
+}
+#else
 INSTANTIATE_TEST_SUITE_P(both, vector_module_test, testing::Values(kx::sse_module_names, kx::avx2_module_names),
                          [](const auto& info) { return info.index == 0 ? "sse" : "avx2"; });
 
@@ -95,6 +106,7 @@ TEST(avx2_module, runs_512_bits_where_the_machine_has_them)
     EXPECT_EQ(module.transform_16(&module.record), expected);
     module.terminate();
 }
+#endif
 
 // What a machine reports: registers ecx of leaf 1, ebx and ecx of leaf 7.
 struct machine {

@@ -2,8 +2,8 @@
 # Builds the shipped examples, of C99 and of C++, against an installed library as its users would, by CMake, by pkg-config
 # and by plain command line, runs what comes out, and verifies the library. Usage:
 #   use_installed.sh PREFIX FOLDER [CMAKE_ARGUMENT...]
-# PREFIX may have been moved. FOLDER is for what is built. The compilers may be named in CC and CXX. For Windows, what
-# runs the programs is in RUN.
+# PREFIX may have been moved. FOLDER is for what is built. The compilers may be named in CC and CXX. For another system or
+# processor, what runs the programs is in RUN.
 set -eu
 prefix=$1 folder=$2
 shift 2
@@ -16,6 +16,7 @@ include=$(dirname "$(find "$prefix" -name korvex_kvi_color_processing.h)")
 PKG_CONFIG_LIBDIR=$(dirname "$pc")
 export PKG_CONFIG_LIBDIR
 libraries=$(dirname "$PKG_CONFIG_LIBDIR")
+windows=$(find "$prefix" -name '*.dll' | head -n 1)
 mkdir -p "$folder/by cmake" "$folder/by hand"
 
 # The cross compiler's toolchain file shuts out prefixes.
@@ -31,7 +32,7 @@ cmake --build "$folder/by cmake"
 flags=$(pkg-config --cflags --libs korvex_kvi_color_processing)
 link=-l:korvex_kvi_color_processing.so
 threads=-pthread
-if [ -n "$RUN" ]; then
+if [ -n "$windows" ]; then
     # With the compiler's runtime in the program, which would have to find it as well.
     threads=-static
     link=-Wl,-Bdynamic,-lkorvex_kvi_color_processing,-Bstatic
@@ -46,14 +47,14 @@ eval "\$CXX -std=c++17 -Wall -Wextra -Wpedantic -Werror \"\$examples/convert_in_
 
 # Where the libraries are is written only into what CMake builds.
 for program in "$folder/by cmake"/host_* ./*.exe; do
-    if [ -n "$RUN" ]; then
+    # shellcheck disable=SC2086 # a command and its arguments
+    if [ -n "$windows" ]; then
         cp "$prefix"/bin/*.dll "$(dirname "$program")"
-        # shellcheck disable=SC2086 # a command and its arguments
         printed=$($RUN "$program" | tr -d '\r')
     elif [ "${program##*.}" = exe ]; then
-        printed=$(LD_LIBRARY_PATH=$libraries "$program")
+        printed=$(LD_LIBRARY_PATH=$libraries $RUN "$program")
     else
-        printed=$("$program")
+        printed=$($RUN "$program")
     fi
     case $printed in
     "red 59, green 29, blue 7" | "The bands give the same picture.") ;;

@@ -3,7 +3,7 @@
 #   binary_checks.sh linkage MODULE...          they need nothing but the C and C++ runtime, for Windows nothing but
 #                                               what every Windows has; .so files find each other beside themselves,
 #                                               after LD_LIBRARY_PATH
-#   binary_checks.sh instructions sse|avx2|avx512 FILE...
+#   binary_checks.sh instructions sse|avx2|avx512|neon FILE...
 #                                               of modules and object files: no fused multiply-add and no wider
 #                                               instructions; AVX2 or AVX-512 instructions where they may be. An object
 #                                               file shares no code with others, which may not have its instructions
@@ -63,10 +63,11 @@ check_instructions() {
             NF < 3 { next }
             { ++instructions }
             $3 ~ /^vf(n?m(add|sub)|maddsub|msubadd)/ { ++wrong; example = $0 }
+            kind == "neon" && $3 ~ /^f(n?m(add|sub)|n?ml[as]|cmla)/ { ++wrong; example = $0 }
             $2 ~ /^((2e|36|3e|64|65|67) )?62 / || $3 ~ /^k/ { ++avx512; if (kind != "avx512") { ++wrong; example = $0 } }
             $3 ~ /^v/ { ++avx; if (kind == "sse") { ++wrong; example = $0 } }
             END {
-                if (instructions < 50 || wrong > 0 || (kind != "sse" && avx < 50) || (kind == "avx512" && avx512 < 50)) {
+                if (instructions < 50 || wrong > 0 || (kind ~ /^avx/ && avx < 50) || (kind == "avx512" && avx512 < 50)) {
                     print file ": " wrong + 0 " of " instructions + 0 " instructions are wrong" example
                     exit 1
                 }

@@ -1,5 +1,7 @@
 #include "harness.h"
 
+#include "platform/architecture.h"
+#include "processor.h"
 #include "reference.h"
 #include "vector_spy.h"
 
@@ -28,22 +30,26 @@ std::string_view wanted_level()
 
 bool machine_supports(int level)
 {
-    if (wanted_level() == "512") {
-        return __builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("avx512vl") != 0
-               && __builtin_cpu_supports("avx512vbmi") != 0;
+    return wanted_level() == "512" ? kx::verify::processor_has_512_bits() : kx::verify::processor_has(level);
+}
+
+// From that of level 1 on.
+std::vector<vector_spy*> spies()
+{
+    if constexpr (kx::platform::on_arm64) {
+        return {&kx_vector_spy_neon()};
+    } else {
+        return {&kx_vector_spy_sse(), &kx_vector_spy_avx2()};
     }
-    if (level == KX_COLOR_VECTOR_LEVEL_AVX2) {
-        return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0;
-    }
-    return level != KX_COLOR_VECTOR_LEVEL_SSE || __builtin_cpu_supports("sse4.1") != 0;
 }
 
 // What the vector modules' part in this thread's last transform was, unless it was as it should be.
 std::string wrong_path(const pixel_case& wanted)
 {
-    for (const int level : {KX_COLOR_VECTOR_LEVEL_SSE, KX_COLOR_VECTOR_LEVEL_AVX2}) {
-        const vector_spy& spy = level == KX_COLOR_VECTOR_LEVEL_AVX2 ? kx_vector_spy_avx2() : kx_vector_spy_sse();
-        const bool meant = level == vector_level();
+    int level = KX_COLOR_VECTOR_LEVEL_SCALAR;
+    for (const vector_spy* const of_level : spies()) {
+        const vector_spy& spy = *of_level;
+        const bool meant = ++level == vector_level();
         const std::int64_t left_over = std::max(wanted.pixel_count, 0) - std::int64_t{spy.converted};
         if (spy.calls != (meant ? std::vector{wanted.choices.output_bits} : std::vector<int>{})
             || (meant && (left_over < 0 || left_over > most_left_over))) {
@@ -119,8 +125,9 @@ testing::AssertionResult pixel_harness::transform(const test_processor& processo
     std::fill(expected_.begin(), expected_.end(), untouched);
     reference_convert(wanted, processor.LUTs(), expected_.data() + (output - output_.begin()));
 
-    kx_vector_spy_sse().calls.clear();
-    kx_vector_spy_avx2().calls.clear();
+    for (vector_spy* const spy : spies()) {
+        spy->calls.clear();
+    }
     const std::int32_t status = processor.transform(wanted, input, output);
     if (status != KX_COLOR_SUCCESS) {
         return testing::AssertionFailure() << "status " << status << "\n  " << describe(wanted);

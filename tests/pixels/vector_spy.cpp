@@ -1,5 +1,5 @@
-// Compiled once for each vector module, with KX_SPY_ON as sse or avx2 and the module's path in KX_MODULE_FILE, and in
-// KX_WIDE_MODULE_FILE that of the one to take where KX_TEST_VECTOR_LEVEL is 512.
+// Compiled once for each vector module, with KX_SPY_ON as sse, avx2 or neon and the module's path in KX_MODULE_FILE,
+// and in KX_WIDE_MODULE_FILE that of the one to take where KX_TEST_VECTOR_LEVEL is 512.
 #include "vector_spy.h"
 
 #include "support/shared_library.h"

@@ -1,6 +1,6 @@
 // Stands between the library and a vector module and keeps account of what passes.
 //
-// A spy carries the vector module's file name and entry points. The test program is linked with both spies,
+// A spy carries the vector module's file name and entry points. The test program is linked with the spies,
 // so that they are the libraries of these names when the library loads its vector modules; each spy then
 // loads the module proper and passes every call on to it.
 #pragma once
@@ -22,3 +22,4 @@ struct vector_spy {
 // The calling thread's account.
 kx_test::vector_spy& kx_vector_spy_sse();
 kx_test::vector_spy& kx_vector_spy_avx2();
+kx_test::vector_spy& kx_vector_spy_neon();

@@ -43,7 +43,7 @@ guarded_buffer::guarded_buffer(std::size_t capacity)
         throw std::system_error(errno, std::generic_category(), "address space");
     }
     begin_ = static_cast<std::uint8_t*>(mapping) + page_size_;
-    if (mprotect(begin_, size_, PROT_READ | PROT_WRITE) != 0) {
+    if (size_ > 0 && mprotect(begin_, size_, PROT_READ | PROT_WRITE) != 0) {
         const std::system_error error(errno, std::generic_category(), "memory");
         munmap(mapping, size_ + 2 * page_size_);
         throw error;

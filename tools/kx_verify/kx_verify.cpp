@@ -3,15 +3,16 @@
 #include "conversion.h"
 #include "fixed_conversions.h"
 #include "loaded_file.h"
+#include "processor.h"
 #include "shipped_files.h"
-
-#include "platform/processor_identification.h"
+#include "vector_levels.h"
 
 #include <algorithm>
 #include <cstring>
 #include <ctime>
 #include <iomanip>
 #include <iostream>
+#include <optional>
 
 namespace {
 
@@ -23,35 +24,11 @@ constexpr int differs = 1;
 constexpr int wrong_usage = 2;
 constexpr int not_on_this_machine = 77;
 
-struct vector_level {
-    const char* name;
-    std::int32_t number;
-    const char* module; // the end of its name, or empty
+constexpr auto level_count = static_cast<std::int32_t>(kx::vector_level_names.size());
 
-    [[nodiscard]] bool exists_here() const
-    {
-        return number == KX_COLOR_VECTOR_LEVEL_SCALAR
-               || (number == KX_COLOR_VECTOR_LEVEL_SSE && __builtin_cpu_supports("sse4.1"))
-               || (number == KX_COLOR_VECTOR_LEVEL_AVX2 && __builtin_cpu_supports("avx2")
-                   && __builtin_cpu_supports("fma"));
-    }
-};
-
-constexpr vector_level levels[] = {
-    {"scalar", KX_COLOR_VECTOR_LEVEL_SCALAR, ""},
-    {"sse", KX_COLOR_VECTOR_LEVEL_SSE, "_vector_sse"},
-    {"avx2", KX_COLOR_VECTOR_LEVEL_AVX2, "_vector_avx2"},
-};
-
-std::string processor_name()
+std::string name_of(std::int32_t level)
 {
-    constexpr std::uint32_t first_leaf = 0x80000002; // three leaves of sixteen characters
-    std::string name;
-    for (std::uint32_t leaf = first_leaf; leaf < first_leaf + 3; ++leaf) {
-        const kx::platform::cpuid_registers registers = kx::platform::cpuid(leaf, 0);
-        name.append(reinterpret_cast<const char*>(&registers), sizeof registers);
-    }
-    return name.substr(0, name.find('\0'));
+    return kx::vector_level_names.at(static_cast<std::size_t>(level));
 }
 
 class verification {
@@ -82,24 +59,25 @@ public:
         return true;
     }
 
-    void check_level(const kc::library& library, const vector_level& level)
+    void check_level(const kc::library& library, std::int32_t level)
     {
-        std::cout << level.name << '\n';
+        const std::string name = name_of(level);
+        std::cout << name << '\n';
         kc::processor_options options;
-        options.vector_level = level.number;
+        options.vector_level = level;
         kc::processor processor(library, options);
-        if (*level.module != '\0' && !check_file(std::string("korvex_kvi_color_processing") + level.module)) {
+        if (level != KX_COLOR_VECTOR_LEVEL_SCALAR && !check_file("korvex_kvi_color_processing_vector_" + name)) {
             return;
         }
         const outcome all = run_fixed_conversions(processor);
         std::cout << "  " << combination_count << " conversions in " << std::fixed << std::setprecision(3)
                   << all.seconds << " s, hash " << all.hash << std::endl;
         if (all.differing > 0) {
-            differ(std::string(level.name) + ": " + std::to_string(all.differing)
+            differ(name + ": " + std::to_string(all.differing)
                    + " conversions differ from the reference, the first: " + all.first_difference);
         }
         if (all.hash != published_hash) {
-            differ(std::string(level.name) + ": the hash is not " + std::to_string(published_hash));
+            differ(name + ": the hash is not " + std::to_string(published_hash));
         }
     }
 
@@ -121,7 +99,7 @@ private:
     std::vector<std::string> differences_;
 };
 
-int verify(const char* only)
+int verify(std::optional<std::int32_t> only)
 {
     const std::time_t now = std::time(nullptr);
     std::cout << "kx_verify " KX_COLOR_PROCESSING_VERSION ", "
@@ -133,15 +111,12 @@ int verify(const char* only)
         for (const char* const name : {"korvex_kvi_color_processing", "korvex_kvi_LUT", "korvex_kvi_logger"}) {
             all.check_file(name);
         }
-        for (const vector_level& level : levels) {
-            if (only != nullptr && std::strcmp(only, level.name) != 0) {
-                continue;
-            }
-            if (level.exists_here()) {
+        for (std::int32_t level = only.value_or(0); level < (only ? *only + 1 : level_count); ++level) {
+            if (processor_has(level)) {
                 all.check_level(library, level);
             } else {
-                std::cout << level.name << "\n  this processor lacks the instructions\n";
-                if (only != nullptr) {
+                std::cout << name_of(level) << "\n  this processor lacks the instructions\n";
+                if (only) {
                     return not_on_this_machine;
                 }
             }
@@ -157,18 +132,19 @@ int verify(const char* only)
 int main(int count, char** arguments)
 {
     if (count == 1) {
-        return verify(nullptr);
+        return verify({});
     }
-    if (count == 3 && std::strcmp(arguments[1], "--level") == 0) {
-        for (const vector_level& level : levels) {
-            if (std::strcmp(arguments[2], level.name) == 0) {
-                return verify(level.name);
-            }
+    std::string levels;
+    for (std::int32_t level = 0; level < level_count; ++level) {
+        if (count == 3 && std::strcmp(arguments[1], "--level") == 0 && arguments[2] == name_of(level)) {
+            return verify(level);
         }
+        levels += (level == 0 ? "" : "|") + name_of(level);
     }
     const bool asked = count == 2 && std::strcmp(arguments[1], "--help") == 0;
     (asked ? std::cout : std::cerr)
-        << "Usage: kx_verify [--level scalar|sse|avx2]\n"
+        << "Usage: kx_verify [--level " << levels
+        << "]\n"
            "Verifies korvex_kvi_color_processing as it is installed on this machine: versions and exports of its "
            "files,\n"
            "and the output of all combinations of choices at every vector level that the processor has (or at one).\n"

@@ -1,4 +1,5 @@
-// Stand-in for a vector module: KX_VECTOR names the one, sse or avx2.
+// Stand-in for a vector module: KX_VECTOR is what the tests call it, sse or avx2, and KX_ENTRY_POINTS how it calls
+// itself.
 #include "frame/standins/standin.h"
 
 #include "companion_interfaces/transform_parameters.h"
@@ -32,7 +33,7 @@ std::uint32_t transform(const char* call)
 
 } // namespace
 
-KX_STANDIN_API std::int32_t KX_JOIN(kx_color_processing_vector_, KX_VECTOR, _module_initialize)()
+KX_STANDIN_API std::int32_t KX_JOIN(kx_color_processing_vector_, KX_ENTRY_POINTS, _module_initialize)()
 {
     record(name + std::string(" initialize"));
     throw_if(the_script().initialize_throws);
@@ -40,18 +41,18 @@ KX_STANDIN_API std::int32_t KX_JOIN(kx_color_processing_vector_, KX_VECTOR, _mod
 }
 
 KX_STANDIN_API std::uint32_t KX_JOIN(kx_color_processing_transform_8_bit_output_vector_,
-                                     KX_VECTOR, )(const kx::transform_parameters* /*parameters*/)
+                                     KX_ENTRY_POINTS, )(const kx::transform_parameters* /*parameters*/)
 {
     return transform(" transforms to 8 bits");
 }
 
 KX_STANDIN_API std::uint32_t KX_JOIN(kx_color_processing_transform_16_bit_output_vector_,
-                                     KX_VECTOR, )(const kx::transform_parameters* /*parameters*/)
+                                     KX_ENTRY_POINTS, )(const kx::transform_parameters* /*parameters*/)
 {
     return transform(" transforms to 16 bits");
 }
 
-KX_STANDIN_API std::int32_t KX_JOIN(kx_color_processing_vector_, KX_VECTOR, _module_terminate)()
+KX_STANDIN_API std::int32_t KX_JOIN(kx_color_processing_vector_, KX_ENTRY_POINTS, _module_terminate)()
 {
     record(name + std::string(" terminate"));
     throw_if(the_script().terminate_throws);
