@@ -56,7 +56,7 @@ class Case(unittest.TestCase):
 class CommandLine(Case):
     def test_no_file_is_replaced_unasked(self):
         before = self.everything()
-        for arguments, code in (("a.tif b.tif", 1), ("in -o in", 1), ("a.tif a.tif -o new", 2),
+        for arguments, code in (("a.tif b.tif", 1), ("in -o in", 2), ("a.tif a.tif -o new", 2),
                                 ("in/1.tif a.tif in/../a.tif -o new/", 2), ("a.tif b.tif in/1.tif", 2),
                                 ("a.tif b.tif -o new.tif", 2), ("a.tif new.jpeg", 1), ("in -o a.tif", 2),
                                 ("a.tif b.tif --overwrite --skip-existing", 2), ("in a.tif -o new --dry-run", 0)):
@@ -100,7 +100,7 @@ class CommandLine(Case):
         self.write("odd.tif", extratags=[(34675, "B", 200, b"no profile" * 20, True)])
         self.assertIn("odd.tif: not carried over: ", self.run_with("odd.tif x.png")[1])
         os.remove("x.png")
-        self.assertIn("odd.tif: --strict: not carried over: the ICC profile", self.run_with("odd.tif x.png --strict", 1)[1])
+        self.assertRegex(self.run_with("odd.tif x.png --strict", 1)[1], "odd.tif: --strict: .*not carried over: the ICC profile")
         self.assertFalse(os.path.exists("x.png"))
         self.run_with("a.tif x.tif --strict --sync")
 

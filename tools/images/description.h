@@ -1,6 +1,9 @@
 // What microscopy programs write into TIFF's ImageDescription: OME-XML, and the notes of ImageJ and of tifffile. They
-// speak of the pages and of the samples, so that they must change with them.
+// speak of the whole file, its pages and its samples, so that they must change with them.
 #pragma once
+
+#include "ledger.h"
+#include "metadata.h"
 
 #include <cstdint>
 #include <optional>
@@ -16,6 +19,10 @@ struct described_stack {
 // What a text says of the file's pages, of that many samples each.
 described_stack describe_stack(const std::string& description, std::uint64_t page_samples);
 
+// Takes from the first page's metadata what is the whole file's: such a description, and what else those programs write
+// once for all pages.
+metadata take_file_notes(metadata& first_page);
+
 // What a file's description has to agree with.
 struct described_output {
     bool same_pages;   // all of the input's, in their order
@@ -29,7 +36,13 @@ struct described_output {
     unsigned bits;
 };
 
-// The description as it holds for the output. Nothing if it cannot hold. Texts of other programs stay as they are.
-std::optional<std::string> corrected_description(const std::string& text, const described_output& output);
+// Corrects a page's description so that it holds for the output. What cannot hold is entered for the input's page.
+void correct_description(metadata& about, const described_output& output, ledger& losses, std::uint32_t page);
+
+// Puts what take_file_notes() took on the output's first page, as far as it holds.
+void add_file_notes(metadata& first_page, const metadata& notes, const described_output& output, ledger& losses);
+
+// The length in metres that ImageJ's resolution counts pixels for; nothing if its description names no length.
+std::optional<double> imagej_unit(const std::string& description);
 
 } // namespace kx::images

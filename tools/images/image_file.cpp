@@ -12,7 +12,13 @@
 
 namespace kx::images {
 
-std::unique_ptr<image_reader> open_image(const std::filesystem::path& file)
+namespace {
+
+ledger unread_ledger(false);
+
+} // namespace
+
+std::unique_ptr<image_reader> open_image(const std::filesystem::path& file, ledger& losses)
 {
     using namespace std::string_view_literals;
     std::error_code ignored;
@@ -31,11 +37,11 @@ std::unique_ptr<image_reader> open_image(const std::filesystem::path& file)
     stream.read(start.data(), start.size());
     const std::string_view signature(start.data(), static_cast<std::size_t>(stream.gcount()));
     if (signature == "\x89PNG\r\n\x1a\n"sv) {
-        return open_png(file);
+        return open_png(file, losses);
     }
     for (const std::string_view mark : {"II*\0"sv, "MM\0*"sv, "II+\0"sv, "MM\0+"sv}) {
         if (signature.starts_with(mark)) {
-            return open_tiff(file);
+            return open_tiff(file, losses);
         }
     }
     throw image_error(file, "is neither a TIFF nor a PNG file");
@@ -66,9 +72,21 @@ file_type type_from_suffix(const std::filesystem::path& file)
     throw image_error(file, "cannot tell the file type from the suffix: use .tif, .tiff or .png");
 }
 
+std::unique_ptr<image_writer> create_image(const std::filesystem::path& file, const write_options& options,
+                                           ledger& losses)
+{
+    return type_from_suffix(file) == file_type::png ? create_png(file, options, losses)
+                                                    : create_tiff(file, options, losses);
+}
+
+std::unique_ptr<image_reader> open_image(const std::filesystem::path& file)
+{
+    return open_image(file, unread_ledger);
+}
+
 std::unique_ptr<image_writer> create_image(const std::filesystem::path& file, const write_options& options)
 {
-    return type_from_suffix(file) == file_type::png ? create_png(file, options) : create_tiff(file, options);
+    return create_image(file, options, unread_ledger);
 }
 
 } // namespace kx::images

@@ -1,11 +1,12 @@
 // Image files as the color processing library wants them: 16-bit RGB in, 16- or 8-bit samples out.
 //
 // Reads TIFF (any libtiff compression, strips or tiles, contiguous or separate planes, several pages) and
-// PNG; writes TIFF and PNG. Samples in memory are the samples in the file, and a fourth sample that says nothing is left
-// out.
+// PNG; writes TIFF and PNG. Samples in memory are the samples in the file, and a fourth sample that says nothing is
+// left out.
 #pragma once
 
 #include "files/file_error.h"
+#include "ledger.h"
 #include "metadata.h"
 
 #include <cstddef>
@@ -13,7 +14,6 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -69,6 +69,9 @@ struct samples_view {
     const metadata* about;
 };
 
+// Of TIFF files, lossless.
+enum class compression { none, lzw, deflate, zstd, packbits, lzma };
+
 // An image file open for reading. Several threads may read pages at the same time.
 class image_reader {
 public:
@@ -83,6 +86,19 @@ public:
     // interleaved_rgb. Throws image_error.
     virtual void read_page(std::uint32_t number, image_16& page) = 0;
 
+    // What belongs to all pages together, and on an output's first page whichever that is: add_file_notes().
+    [[nodiscard]] virtual const metadata& notes() const
+    {
+        static const metadata none;
+        return none;
+    }
+
+    // How a TIFF is compressed, if that is lossless and can be written.
+    [[nodiscard]] virtual compression stored_compression() const { return compression::none; }
+
+    // Whether a tag to be carried on has a number that only a BigTIFF can hold.
+    [[nodiscard]] virtual bool needs_big_tiff() const { return false; }
+
     image_16 read_page(std::uint32_t number = 0)
     {
         image_16 page;
@@ -93,10 +109,12 @@ public:
 
 // Opens a TIFF or PNG file, told apart by its content. Throws image_error unless all of its pages are RGB
 // images of unsigned 16- or 8-bit samples. A fourth sample must be the same in all pixels, or opaque if it is alpha:
-// read_page() throws otherwise.
-std::unique_ptr<image_reader> open_image(const std::filesystem::path& file);
+// read_page() throws otherwise. What cannot be carried on of the file, and of each page that is read, is entered in
+// `losses`, which must outlive the reader.
+std::unique_ptr<image_reader> open_image(const std::filesystem::path& file, ledger& losses);
 
-enum class compression { none, lzw, deflate, zstd };
+// For whom the samples are all that counts.
+std::unique_ptr<image_reader> open_image(const std::filesystem::path& file);
 
 // A page's arrangement in memory decides whether a TIFF gets contiguous or separate planes.
 struct write_options {
@@ -138,15 +156,14 @@ public:
 
     // Completes the file and gives it its final name, in place of what had it before.
     virtual void commit() = 0;
-
-    // The names of what the pages' metadata had and a file of this type cannot hold.
-    [[nodiscard]] const std::set<std::string>& left_out() const { return left_out_; }
-
-protected:
-    std::set<std::string> left_out_;
 };
 
-// Creates an image file of the type that its suffix names. Throws files::file_error.
+// Creates an image file of the type that its suffix names. What the pages' metadata have and a file of this type cannot
+// hold is entered in `losses`, which must outlive the writer. Throws files::file_error.
+std::unique_ptr<image_writer> create_image(const std::filesystem::path& file, const write_options& options,
+                                           ledger& losses);
+
+// For pages without metadata.
 std::unique_ptr<image_writer> create_image(const std::filesystem::path& file, const write_options& options = {});
 
 } // namespace kx::images

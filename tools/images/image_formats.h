@@ -8,11 +8,13 @@
 
 namespace kx::images {
 
-std::unique_ptr<image_reader> open_tiff(const std::filesystem::path& file);
-std::unique_ptr<image_reader> open_png(const std::filesystem::path& file);
+std::unique_ptr<image_reader> open_tiff(const std::filesystem::path& file, ledger& losses);
+std::unique_ptr<image_reader> open_png(const std::filesystem::path& file, ledger& losses);
 
-std::unique_ptr<image_writer> create_tiff(const std::filesystem::path& file, const write_options& options);
-std::unique_ptr<image_writer> create_png(const std::filesystem::path& file, const write_options& options);
+std::unique_ptr<image_writer> create_tiff(const std::filesystem::path& file, const write_options& options,
+                                          ledger& losses);
+std::unique_ptr<image_writer> create_png(const std::filesystem::path& file, const write_options& options,
+                                         ledger& losses);
 
 // What a file must hold, for the texts of refusals.
 inline constexpr const char* needed_samples = "needed are RGB images of unsigned 16- or 8-bit samples";

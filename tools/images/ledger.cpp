@@ -6,6 +6,9 @@ namespace kx::images {
 
 void ledger::enter(loss kind, const std::string& what, std::uint32_t page)
 {
+    if (!keeps_) {
+        return;
+    }
     const std::lock_guard lock(guard_);
     const auto [entry, is_new] = entries_.try_emplace({kind, what}, pages{page, 1});
     if (!is_new) {

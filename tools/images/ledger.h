@@ -20,6 +20,9 @@ enum class loss {
 // Of one file. Several threads may use it.
 class ledger {
 public:
+    // One that does not keep anything is for whom samples are all that counts.
+    explicit ledger(bool keeps = true) : keeps_(keeps) {}
+
     // `what` names it for people: "EXIF", "tag 65000". Pages count from 1; 0 is the file as a whole. What is entered
     // for several pages is one entry.
     void enter(loss kind, const std::string& what, std::uint32_t page = 0);
@@ -35,6 +38,7 @@ private:
         std::uint32_t count;
     };
 
+    bool keeps_;
     mutable std::mutex guard_;
     std::map<std::pair<loss, std::string>, pages> entries_;
 };

@@ -1,6 +1,7 @@
 // What an image file says beside its samples.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -9,6 +10,13 @@
 #include <vector>
 
 namespace kx::images {
+
+inline constexpr const char* description_keyword = "Description"; // TIFF's ImageDescription
+inline constexpr const char* software_keyword = "Software";
+
+// What ImageJ has for a whole stack: labels, overlays, colour tables.
+inline constexpr std::uint16_t imagej_counts_tag = 50838;
+inline constexpr std::uint16_t imagej_values_tag = 50839;
 
 struct resolution {
     double x;
@@ -36,21 +44,11 @@ struct metadata {
 
     std::vector<tiff_tag> tags;
 
-    std::vector<std::string> left_out; // names of what was not read
-    std::vector<std::string> warnings; // of a file that is odd but readable
-
-    [[nodiscard]] const std::string* find_text(const std::string& keyword) const
+    [[nodiscard]] const std::string* description() const
     {
-        for (const auto& [key, text] : texts) {
-            if (key == keyword) {
-                return &text;
-            }
-        }
-        return nullptr;
+        const auto found = std::ranges::find(texts, description_keyword, [](const auto& text) { return text.first; });
+        return found != texts.end() ? &found->second : nullptr;
     }
 };
-
-inline constexpr const char* description_keyword = "Description";
-inline constexpr const char* software_keyword = "Software";
 
 } // namespace kx::images

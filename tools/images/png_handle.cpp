@@ -7,20 +7,27 @@
 
 namespace kx::images {
 
-png_handle::png_handle(const std::filesystem::path& input) : name_(input), input_(input, std::ios::binary)
+namespace {
+
+constexpr png_alloc_size_t max_chunk = 1U << 28;
+
+} // namespace
+
+png_handle::png_handle(const std::filesystem::path& input, ledger& losses)
+    : name_(input), losses_(losses), input_(input, std::ios::binary)
 {
     if (!input_) {
         throw image_error(name_, std::string("cannot be opened: ") + std::strerror(errno));
     }
     png_ =
-        png_create_read_struct_2(PNG_LIBPNG_VER_STRING, this, record_error, ignore_warning, nullptr, allocate, nullptr);
+        png_create_read_struct_2(PNG_LIBPNG_VER_STRING, this, record_error, record_warning, nullptr, allocate, nullptr);
     prepare();
     png_set_read_fn(png_, this, read);
 }
 
-png_handle::png_handle(files::output_file& output)
-    : name_(output.name()), output_(&output),
-      png_(png_create_write_struct(PNG_LIBPNG_VER_STRING, this, record_error, ignore_warning))
+png_handle::png_handle(files::output_file& output, ledger& losses)
+    : name_(output.name()), losses_(losses), output_(&output),
+      png_(png_create_write_struct(PNG_LIBPNG_VER_STRING, this, record_error, record_warning))
 {
     prepare();
     png_set_write_fn(png_, this, write, nullptr);
@@ -33,6 +40,8 @@ void png_handle::prepare()
         throw std::bad_alloc();
     }
     png_set_user_limits(png_, PNG_UINT_31_MAX, PNG_UINT_31_MAX); // check_dimensions() has the limits that count
+    png_set_chunk_cache_max(png_, 0);                            // any number of texts
+    png_set_chunk_malloc_max(png_, max_chunk);
 }
 
 png_handle::~png_handle()
@@ -52,8 +61,7 @@ void png_handle::fail(const char* failure) const
 // A damaged file may claim a chunk of gigabytes, which libpng would allocate before it reads on. No row is as long.
 png_voidp png_handle::allocate(png_structp /*png*/, png_alloc_size_t size)
 {
-    constexpr png_alloc_size_t most = 1U << 28;
-    return size <= most ? std::malloc(size) : nullptr;
+    return size <= max_chunk ? std::malloc(size) : nullptr;
 }
 
 // The jump may not leave a catch block, nor skip the end of an object.
@@ -61,6 +69,11 @@ void png_handle::record_error(png_structp png, png_const_charp text)
 {
     static_cast<png_handle*>(png_get_error_ptr(png))->message_ = text;
     png_longjmp(png, 1);
+}
+
+void png_handle::record_warning(png_structp png, png_const_charp text)
+{
+    static_cast<png_handle*>(png_get_error_ptr(png))->losses_.enter(loss::oddity, std::string("libpng: ") + text);
 }
 
 void png_handle::read(png_structp png, png_bytep bytes, std::size_t count)

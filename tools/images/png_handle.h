@@ -14,8 +14,9 @@ namespace kx::images {
 // libpng reports errors by a jump; call() turns them into exceptions.
 class png_handle {
 public:
-    explicit png_handle(const std::filesystem::path& input);
-    explicit png_handle(files::output_file& output);
+    // libpng's warnings are entered in `losses`.
+    png_handle(const std::filesystem::path& input, ledger& losses);
+    png_handle(files::output_file& output, ledger& losses);
     png_handle(const png_handle&) = delete;
     png_handle& operator=(const png_handle&) = delete;
     ~png_handle();
@@ -38,11 +39,12 @@ private:
     [[noreturn]] void fail(const char* failure) const;
     static png_voidp allocate(png_structp png, png_alloc_size_t size);
     static void record_error(png_structp png, png_const_charp text);
-    static void ignore_warning(png_structp, png_const_charp) {}
+    static void record_warning(png_structp png, png_const_charp text);
     static void read(png_structp png, png_bytep bytes, std::size_t count);
     static void write(png_structp png, png_bytep bytes, std::size_t count);
 
     std::filesystem::path name_;
+    ledger& losses_;
     std::ifstream input_;
     files::output_file* output_ = nullptr;
     std::uint64_t written_ = 0;

@@ -1,5 +1,8 @@
 #include "png_metadata.h"
 
+#include "description.h"
+#include "tiff_tags.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -18,7 +21,7 @@ bool is_utf8(const std::string& text)
     for (const char character : text) {
         const auto byte = static_cast<unsigned char>(character);
         const bool continues = (byte & 0xC0) == 0x80;
-        if (continues != (missing > 0)) {
+        if (continues != (missing > 0) || byte == 0xC0 || byte == 0xC1 || byte > 0xF4) {
             return false;
         }
         missing = continues ? missing - 1 : byte >= 0xF0 ? 3 : byte >= 0xE0 ? 2 : byte >= 0xC0 ? 1 : 0;
@@ -52,7 +55,7 @@ char profile_name[] = "profile";
 
 } // namespace
 
-metadata read_metadata(png_structp png, png_infop info)
+metadata read_metadata(png_structp png, png_infop info, ledger& losses)
 {
     metadata about;
     png_textp texts = nullptr;
@@ -61,7 +64,15 @@ metadata read_metadata(png_structp png, png_infop info)
         const png_text& text = texts[index];
         const bool is_international = text.compression >= PNG_ITXT_COMPRESSION_NONE;
         const std::string content(text.text, is_international ? text.itxt_length : text.text_length);
-        about.texts.emplace_back(text.key, is_utf8(content) ? content : utf8_from_latin1(content));
+        if (is_international && text.lang != nullptr && *text.lang != '\0') {
+            losses.enter(loss::dropped, std::string("the language of the text \"") + text.key + '"');
+        }
+        if (text.key == std::string_view(xmp_keyword)) {
+            const auto* const bytes = reinterpret_cast<const std::byte*>(content.data());
+            about.tags.push_back({TIFFTAG_XMLPACKET, TIFF_BYTE, content.size(), {bytes, bytes + content.size()}});
+        } else {
+            about.texts.emplace_back(text.key, is_utf8(content) ? content : utf8_from_latin1(content));
+        }
     }
     png_uint_32 x = 0;
     png_uint_32 y = 0;
@@ -102,28 +113,34 @@ metadata read_metadata(png_structp png, png_infop info)
     };
     for (const auto& [chunk, what] : others) {
         if (chunk != 0 && png_get_valid(png, info, chunk) != 0) {
-            about.left_out.emplace_back(what);
+            losses.enter(loss::dropped, what);
         }
     }
     png_unknown_chunkp unknown = nullptr;
     const int unknown_count = png_get_unknown_chunks(png, info, &unknown);
     for (int index = 0; index < unknown_count; ++index) {
-        about.left_out.push_back(std::string("the chunk ") + reinterpret_cast<const char*>(unknown[index].name));
+        losses.enter(loss::dropped, std::string("the chunk ") + reinterpret_cast<const char*>(unknown[index].name));
     }
     return about;
 }
 
-png_metadata::png_metadata(const metadata& about, std::set<std::string>& left_out) : about_(about), texts_(about.texts)
+png_metadata::png_metadata(const metadata& about, ledger& losses)
+    : about_(about), losses_(losses), density_(to_density()), texts_(about.texts)
 {
     for (const tiff_tag& tag : about.tags) {
         if (tag.tag == TIFFTAG_XMLPACKET) {
             texts_.emplace_back(xmp_keyword,
                                 std::string(reinterpret_cast<const char*>(tag.bytes.data()), tag.bytes.size()));
-        } else {
-            left_out.insert("tag " + std::to_string(tag.tag));
+        } else if ((tag.tag != TIFFTAG_XRESOLUTION && tag.tag != TIFFTAG_YRESOLUTION) || !about.pixels_per_length) {
+            losses.enter(loss::dropped, tag_name(tag.tag));
         }
     }
     for (auto& [keyword, text] : texts_) {
+        text = is_utf8(text) ? text : utf8_from_latin1(text);
+        if (text.find('\0') != std::string::npos) {
+            std::ranges::replace(text, '\0', '\n');
+            losses.enter(loss::changed, "the text \"" + keyword + "\", whose parts are now lines");
+        }
         png_text entry{};
         entry.compression =
             is_ascii(text) && keyword != xmp_keyword ? PNG_TEXT_COMPRESSION_NONE : PNG_ITXT_COMPRESSION_NONE;
@@ -134,24 +151,50 @@ png_metadata::png_metadata(const metadata& about, std::set<std::string>& left_ou
     }
 }
 
-bool png_metadata::set(png_structp png, png_infop info)
+// PNG counts pixels for a metre, in whole numbers, or knows the shape of a pixel alone.
+std::optional<png_metadata::density> png_metadata::to_density() const
+{
+    if (!about_.pixels_per_length) {
+        return std::nullopt;
+    }
+    const auto& [x, y, unit] = *about_.pixels_per_length;
+    const std::string* const description = about_.description();
+    const auto length = unit == resolution::unit::inch         ? std::optional(0.0254)
+                        : unit == resolution::unit::centimeter ? std::optional(0.01)
+                        : description != nullptr               ? imagej_unit(*description)
+                                                               : std::nullopt;
+    const auto whole = [](double value) { return static_cast<png_uint_32>(std::lround(value)); };
+    const auto fits = [](double value) { return value >= 0.5 && value < PNG_UINT_31_MAX; };
+    if (length && fits(x / *length) && fits(y / *length)) {
+        const density result{whole(x / *length), whole(y / *length), PNG_RESOLUTION_METER};
+        const auto is_near = [&length](png_uint_32 rounded, double exact) {
+            return std::abs(rounded * *length / exact - 1) < 1e-3;
+        };
+        if (!is_near(result.x, x) || !is_near(result.y, y)) {
+            losses_.enter(loss::changed, "the resolution, rounded to whole pixels for a metre");
+        }
+        return result;
+    }
+    // Without a unit, equal numbers say nothing, and 1 is what many programs write then.
+    if (length) {
+        losses_.enter(loss::dropped, "the resolution, which is beyond PNG's");
+    } else if (x != y || x != 1) {
+        losses_.enter(loss::dropped, "the resolution, which has no unit");
+    }
+    const double scale = 1e6 / std::max(x, y);
+    if (x == y || !fits(x * scale) || !fits(y * scale)) {
+        return std::nullopt;
+    }
+    return density{whole(x * scale), whole(y * scale), PNG_RESOLUTION_UNKNOWN};
+}
+
+void png_metadata::set(png_structp png, png_infop info)
 {
     if (!entries_.empty()) {
         png_set_text(png, info, entries_.data(), static_cast<int>(entries_.size()));
     }
-    if (about_.pixels_per_length) {
-        const auto& [x, y, unit] = *about_.pixels_per_length;
-        // What has no unit is a ratio, and PNG knows whole numbers only.
-        const double per_meter = unit == resolution::unit::inch         ? 1 / 0.0254
-                                 : unit == resolution::unit::centimeter ? 100.0
-                                                                        : 1000.0 / std::max({x, y, 1.0});
-        const auto whole = [per_meter](double value) {
-            return static_cast<png_uint_32>(std::clamp(std::round(value * per_meter), 0.0, 2147483647.0));
-        };
-        if (unit != resolution::unit::none || x != y) {
-            png_set_pHYs(png, info, whole(x), whole(y),
-                         unit == resolution::unit::none ? PNG_RESOLUTION_UNKNOWN : PNG_RESOLUTION_METER);
-        }
+    if (density_) {
+        png_set_pHYs(png, info, density_->x, density_->y, density_->unit);
     }
     if (about_.is_srgb) {
         png_set_sRGB_gAMA_and_cHRM(png, info, PNG_sRGB_INTENT_RELATIVE);
@@ -159,11 +202,12 @@ bool png_metadata::set(png_structp png, png_infop info)
         png_set_iCCP(png, info, profile_name, PNG_COMPRESSION_TYPE_BASE,
                      reinterpret_cast<png_const_bytep>(about_.icc_profile.data()),
                      static_cast<png_uint_32>(about_.icc_profile.size()));
-        return png_get_valid(png, info, PNG_INFO_iCCP) != 0; // refused unless it is a profile for RGB
+        if (png_get_valid(png, info, PNG_INFO_iCCP) == 0) {
+            losses_.enter(loss::dropped, "the ICC profile, which is none for RGB");
+        }
     } else if (about_.gamma) {
         png_set_gAMA(png, info, *about_.gamma);
     }
-    return true;
 }
 
 } // namespace kx::images

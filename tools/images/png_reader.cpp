@@ -24,7 +24,7 @@ const char* color_type_name(int type)
 
 class png_reader final : public image_reader {
 public:
-    explicit png_reader(const std::filesystem::path& file);
+    png_reader(const std::filesystem::path& file, ledger& losses);
 
     [[nodiscard]] std::uint32_t page_count() const override { return 1; }
     [[nodiscard]] std::uint64_t pixel_count(std::uint32_t) const override { return image_.pixel_count(); }
@@ -34,13 +34,15 @@ private:
     std::unique_ptr<png_handle> open(); // and reads what comes before the samples
 
     std::filesystem::path name_;
+    ledger& losses_;
     std::unique_ptr<png_handle> handle_; // of the first read
     image_16 image_;                     // without samples
     unsigned bits_ = 16;
     bool has_alpha_ = false;
 };
 
-png_reader::png_reader(const std::filesystem::path& file) : name_(file), handle_(open())
+png_reader::png_reader(const std::filesystem::path& file, ledger& losses)
+    : name_(file), losses_(losses), handle_(open())
 {
     png_struct* const png = handle_->png();
     bits_ = png_get_bit_depth(png, handle_->info());
@@ -58,7 +60,7 @@ png_reader::png_reader(const std::filesystem::path& file) : name_(file), handle_
 
 std::unique_ptr<png_handle> png_reader::open()
 {
-    auto handle = std::make_unique<png_handle>(name_);
+    auto handle = std::make_unique<png_handle>(name_, losses_);
     handle->call("cannot be read", [&handle] {
         png_set_keep_unknown_chunks(handle->png(), PNG_HANDLE_CHUNK_ALWAYS, nullptr, 0);
         png_read_info(handle->png(), handle->info());
@@ -94,7 +96,7 @@ void png_reader::read_page(std::uint32_t, image_16& page)
         }
         png_read_end(png, handle->info()); // the checksums too
     });
-    page.about = read_metadata(handle->png(), handle->info());
+    page.about = read_metadata(handle->png(), handle->info(), losses_);
     const fourth_samples& fourth = rows.finish();
     if (has_alpha_) {
         check_fourth_sample(name_, "the picture", fourth, true);
@@ -103,9 +105,9 @@ void png_reader::read_page(std::uint32_t, image_16& page)
 
 } // namespace
 
-std::unique_ptr<image_reader> open_png(const std::filesystem::path& file)
+std::unique_ptr<image_reader> open_png(const std::filesystem::path& file, ledger& losses)
 {
-    return std::make_unique<png_reader>(file);
+    return std::make_unique<png_reader>(file, losses);
 }
 
 } // namespace kx::images

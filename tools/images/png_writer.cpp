@@ -24,9 +24,9 @@ struct encoded_png final : encoded_page {
 
 class png_writer final : public image_writer {
 public:
-    png_writer(const std::filesystem::path& file, const write_options& options)
-        : level_(options.level.value_or(default_level)),
-          output_(file, {.replace = options.overwrite, .sync = options.sync}), handle_(output_)
+    png_writer(const std::filesystem::path& file, const write_options& options, ledger& losses)
+        : level_(options.level.value_or(default_level)), losses_(losses),
+          output_(file, {.replace = options.overwrite, .sync = options.sync}), handle_(output_, losses)
     {
     }
 
@@ -44,6 +44,7 @@ private:
     void write(const samples_view& page);
 
     int level_;
+    ledger& losses_;
     files::output_file output_;
     png_handle handle_;
     bool page_written_ = false;
@@ -60,7 +61,7 @@ void png_writer::write(const samples_view& page)
     if (refusal != nullptr) {
         throw image_error(output_.name(), refusal);
     }
-    png_metadata about(*page.about, left_out_);
+    png_metadata about(*page.about, losses_);
     handle_.call("cannot be written", [this, &page, &about] {
         png_struct* const png = handle_.png();
         png_set_compression_level(png, level_);
@@ -69,9 +70,7 @@ void png_writer::write(const samples_view& page)
         png_set_IHDR(png, handle_.info(), page.width, page.height, static_cast<int>(8 * page.sample_bytes),
                      PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
         png_set_benign_errors(png, 1); // a profile that it does not like is no reason to give up
-        if (!about.set(png, handle_.info())) {
-            left_out_.insert("the ICC profile, which is none for RGB");
-        }
+        about.set(png, handle_.info());
         png_write_info(png, handle_.info());
         if (page.sample_bytes > 1) {
             set_byte_order(png);
@@ -86,13 +85,14 @@ void png_writer::write(const samples_view& page)
 
 } // namespace
 
-std::unique_ptr<image_writer> create_png(const std::filesystem::path& file, const write_options& options)
+std::unique_ptr<image_writer> create_png(const std::filesystem::path& file, const write_options& options,
+                                         ledger& losses)
 {
     if (options.page_count > 1) {
         throw image_error(file, "PNG takes one page only, and there are " + std::to_string(options.page_count)
                                     + ": write a TIFF instead");
     }
-    return std::make_unique<png_writer>(file, options);
+    return std::make_unique<png_writer>(file, options, losses);
 }
 
 } // namespace kx::images

@@ -12,9 +12,11 @@ namespace {
 // What libtiff may allocate at once; larger wishes come from damaged files.
 constexpr tmsize_t max_allocation = tmsize_t{1} << 31;
 
-int ignore_warning(TIFF*, void*, const char*, const char*, va_list)
+std::string to_text(const char* format, va_list arguments)
 {
-    return 1;
+    std::array<char, 300> text{};
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    return text.data();
 }
 
 } // namespace
@@ -27,7 +29,7 @@ tiff_file::tiff_file(std::unique_ptr<byte_stream> stream, const char* mode, std:
         throw std::bad_alloc();
     }
     TIFFOpenOptionsSetErrorHandlerExtR(options, record_error, this);
-    TIFFOpenOptionsSetWarningHandlerExtR(options, ignore_warning, nullptr);
+    TIFFOpenOptionsSetWarningHandlerExtR(options, record_warning, this);
     TIFFOpenOptionsSetMaxSingleMemAlloc(options, max_allocation);
     const auto close = [](thandle_t) { return 0; };
     const auto size = [](thandle_t self) { return static_cast<tiff_file*>(self)->stream_->size(); };
@@ -48,6 +50,11 @@ tiff_file::~tiff_file()
 std::string tiff_file::take_messages()
 {
     return std::exchange(messages_, {});
+}
+
+std::vector<std::string> tiff_file::take_warnings()
+{
+    return std::exchange(warnings_, {});
 }
 
 void tiff_file::close(const char* failure)
@@ -71,15 +78,25 @@ int tiff_file::record_error(TIFF*, void* self, const char* module, const char* f
 {
     tiff_file& file = *static_cast<tiff_file*>(self);
     if (file.messages_.size() < 300) {
-        std::array<char, 300> text{};
-        std::vsnprintf(text.data(), text.size(), format, arguments);
         file.messages_ += file.messages_.empty() ? "" : "; ";
         if (module != nullptr && *module != '\0' && module != file.name_) {
             file.messages_ += std::string(module) + ": ";
         }
-        file.messages_ += text.data();
+        file.messages_ += to_text(format, arguments);
     }
     return 1; // handled: libtiff must not print it as well
+}
+
+// Tags that libtiff does not know and texts with NULs are no oddities: tiff_tags.cpp reads them itself.
+int tiff_file::record_warning(TIFF*, void* self, const char*, const char* format, va_list arguments)
+{
+    constexpr std::size_t enough = 20;
+    tiff_file& file = *static_cast<tiff_file*>(self);
+    const std::string text = to_text(format, arguments);
+    if (!text.starts_with("Unknown field") && !text.starts_with("ASCII value") && file.warnings_.size() < enough) {
+        file.warnings_.push_back(text);
+    }
+    return 1;
 }
 
 // Exceptions must not pass through libtiff, which is C.

@@ -20,8 +20,11 @@ public:
     [[nodiscard]] const std::filesystem::path& name() const { return name_; }
     [[nodiscard]] byte_stream& stream() const { return *stream_; }
 
-    // What libtiff has complained about since the file was opened or this was called last.
+    // What libtiff has found wrong since the file was opened or this was called last.
     std::string take_messages();
+
+    // What libtiff, or a library behind it, has warned of since then.
+    std::vector<std::string> take_warnings();
 
     // Completes the file and throws image_error if libtiff has complained.
     void close(const char* failure);
@@ -39,6 +42,7 @@ public:
     }
 
 private:
+    static int record_warning(TIFF* tiff, void* self, const char* module, const char* format, va_list arguments);
     static int record_error(TIFF* tiff, void* self, const char* module, const char* format, va_list arguments);
     template <typename Action>
     tmsize_t transfer(Action action);
@@ -50,6 +54,7 @@ private:
     std::unique_ptr<byte_stream> stream_;
     std::uint64_t position_ = 0;
     std::string messages_;
+    std::vector<std::string> warnings_;
     std::string system_error_;
     TIFF* tiff_ = nullptr;
 };

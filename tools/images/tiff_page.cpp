@@ -56,6 +56,20 @@ bool has_alpha(TIFF* tiff)
 
 } // namespace
 
+std::optional<std::string> other_than_page(TIFF* tiff)
+{
+    std::uint32_t kind = 0;
+    TIFFGetFieldDefaulted(tiff, TIFFTAG_SUBFILETYPE, &kind);
+    constexpr std::uint32_t macro = 8; // of slide scanners: the whole slide
+    if ((kind & macro) != 0) {
+        return "the macro image";
+    }
+    if ((kind & FILETYPE_MASK) != 0) {
+        return "a transparency mask";
+    }
+    return (kind & FILETYPE_REDUCEDIMAGE) != 0 ? std::optional("a reduced copy of a page") : std::nullopt;
+}
+
 tiff_page describe_page(tiff_file& file, std::uint32_t number)
 {
     TIFF* const tiff = file.get();
@@ -84,7 +98,10 @@ tiff_page describe_page(tiff_file& file, std::uint32_t number)
                                                                                   : arrangement::interleaved_rgb;
     image.orientation = short_tag(tiff, TIFFTAG_ORIENTATION);
     page.is_alpha = page.samples == 4 && has_alpha(tiff);
-    page.oddities = file.take_messages();
+    page.oddities = file.take_warnings();
+    if (std::string wrong = file.take_messages(); !wrong.empty()) {
+        page.oddities.push_back(std::move(wrong));
+    }
     return page;
 }
 

@@ -34,7 +34,9 @@ public:
 
     void read()
     {
-        if (TIFFIsTiled(file_.get()) != 0) {
+        if (page_.shared) {
+            read_shared();
+        } else if (TIFFIsTiled(file_.get()) != 0) {
             read_tiles();
         } else if (is_plain(file_.get())) {
             read_plain();
@@ -44,7 +46,9 @@ public:
     }
 
 private:
+    void read_shared();
     void read_plain();
+    void read_piece(std::uint64_t place, std::uint32_t first_row, std::uint32_t rows);
     void read_rows();
     void read_tiles();
 
@@ -59,6 +63,33 @@ private:
     sample_rows& rows_;
     std::uint16_t plane_;
 };
+
+// Rows that stand side by side in the file.
+void plane_reader::read_piece(std::uint64_t place, std::uint32_t first_row, std::uint32_t rows)
+{
+    std::byte* const samples = rows_.next(rows);
+    const std::size_t bytes = rows * rows_.row_bytes();
+    if (file_.stream().read(place, samples, bytes) != bytes) {
+        fail("row", first_row);
+    }
+    if (page_.bits == 16 && TIFFIsByteSwapped(file_.get()) != 0) {
+        TIFFSwabArrayOfShort(reinterpret_cast<std::uint16_t*>(samples),
+                             static_cast<tmsize_t>(bytes / sizeof(std::uint16_t)));
+    }
+    rows_.take(rows);
+}
+
+void plane_reader::read_shared()
+{
+    const std::size_t row_bytes = rows_.row_bytes();
+    const std::uint64_t rows_at_once = std::max<std::uint64_t>(1, max_read_bytes / row_bytes);
+    const std::uint64_t start = page_.shared->start + plane_ * page_.shared->plane_step;
+    for (std::uint32_t row = 0; row < page_.image.height;) {
+        const auto rows = static_cast<std::uint32_t>(std::min<std::uint64_t>(rows_at_once, page_.image.height - row));
+        read_piece(start + row * row_bytes, row, rows);
+        row += rows;
+    }
+}
 
 // Strips that follow each other are read as one.
 void plane_reader::read_plain()
@@ -90,15 +121,7 @@ void plane_reader::read_plain()
             bytes += rows * row_bytes;
             row += rows;
         } while (row < height);
-        std::byte* const samples = rows_.next(row - first);
-        if (file_.stream().read(start + page_.skip, samples, bytes) != bytes) {
-            fail("row", first);
-        }
-        if (page_.bits == 16 && TIFFIsByteSwapped(tiff) != 0) {
-            TIFFSwabArrayOfShort(reinterpret_cast<std::uint16_t*>(samples),
-                                 static_cast<tmsize_t>(bytes / sizeof(std::uint16_t)));
-        }
-        rows_.take(row - first);
+        read_piece(start, first, row - first);
     }
 }
 

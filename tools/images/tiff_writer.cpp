@@ -26,9 +26,19 @@ std::uint16_t tag_of(compression chosen)
         return COMPRESSION_ADOBE_DEFLATE;
     case compression::zstd:
         return COMPRESSION_ZSTD;
+    case compression::packbits:
+        return COMPRESSION_PACKBITS;
+    case compression::lzma:
+        return COMPRESSION_LZMA;
     default:
         return COMPRESSION_NONE;
     }
+}
+
+// What the samples may take: noise grows when it is compressed, by LZW to one and a half.
+std::uint64_t most_bytes(const write_options& options)
+{
+    return options.expected_bytes + options.expected_bytes / (options.tiff_compression == compression::lzw ? 2 : 64);
 }
 
 // How a page is divided into strips: as many for each plane, all planes' strips numbered in turn.
@@ -77,7 +87,7 @@ void set_layout(tiff_file& file, const samples_view& page, const write_options& 
     file.set(TIFFTAG_PLANARCONFIG,
              page.layout == arrangement::planar_bgr ? PLANARCONFIG_SEPARATE : PLANARCONFIG_CONTIG);
     file.set(TIFFTAG_COMPRESSION, static_cast<int>(tag_of(options.tiff_compression)));
-    if (options.tiff_compression != compression::none) {
+    if (options.tiff_compression != compression::none && options.tiff_compression != compression::packbits) {
         file.set(TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
     }
     if (options.tiff_compression == compression::zstd) {
@@ -142,10 +152,10 @@ struct encoded_tiff_page final : encoded_page {
 
 class tiff_writer final : public image_writer {
 public:
-    tiff_writer(const std::filesystem::path& file, const write_options& options)
-        : options_(options), output_(file, {.replace = options.overwrite, .sync = options.sync}),
+    tiff_writer(const std::filesystem::path& file, const write_options& options, ledger& losses)
+        : options_(options), losses_(losses), output_(file, {.replace = options.overwrite, .sync = options.sync}),
           file_(std::make_unique<output_stream>(output_),
-                options.big_tiff || options.expected_bytes >= big_tiff_from ? "w8" : "w", file)
+                options.big_tiff || most_bytes(options) >= big_tiff_from ? "w8" : "w", file)
     {
     }
 
@@ -160,6 +170,7 @@ public:
 
 private:
     write_options options_;
+    ledger& losses_;
     files::output_file output_;
     tiff_file file_;
     std::uint32_t pages_written_ = 0;
@@ -200,7 +211,7 @@ void tiff_writer::append(encoded_page& encoded)
     const auto& [page, parts, compressed] = dynamic_cast<const encoded_tiff_page&>(encoded);
     set_layout(file_, page, options_);
     file_.set(TIFFTAG_ORIENTATION, static_cast<int>(page.orientation));
-    write_metadata(file_, *page.about, left_out_);
+    const std::vector<tiff_tag> exact = write_metadata(file_, *page.about, losses_);
     if (options_.page_count > 1) {
         file_.set(TIFFTAG_SUBFILETYPE, FILETYPE_PAGE);
         if (options_.page_count <= 0xFFFF) {
@@ -214,20 +225,27 @@ void tiff_writer::append(encoded_page& encoded)
             file_.fail("cannot be written");
         }
     }
+    // A directory is written at the end, on an even place.
+    const std::uint64_t directory = (output_.size() + 1) / 2 * 2;
     if (TIFFWriteDirectory(file_.get()) != 1) {
         file_.fail("cannot be written");
+    }
+    if (!exact.empty()) {
+        const tiff_directory written(file_, directory);
+        std::ranges::for_each(exact, [&](const tiff_tag& tag) { written.replace(tag); });
     }
     ++pages_written_;
 }
 
 } // namespace
 
-std::unique_ptr<image_writer> create_tiff(const std::filesystem::path& file, const write_options& options)
+std::unique_ptr<image_writer> create_tiff(const std::filesystem::path& file, const write_options& options,
+                                          ledger& losses)
 {
     if (TIFFIsCODECConfigured(tag_of(options.tiff_compression)) == 0) {
         throw image_error(file, "cannot be compressed so: this libtiff was built without");
     }
-    return std::make_unique<tiff_writer>(file, options);
+    return std::make_unique<tiff_writer>(file, options, losses);
 }
 
 } // namespace kx::images

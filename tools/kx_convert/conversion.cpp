@@ -57,6 +57,7 @@ struct file_job {
     color_conversions& conversions;
     images::image_reader& reader;
     images::image_writer& writer;
+    images::ledger& losses;
     std::vector<std::uint32_t> pages;
     unsigned threads_per_page;
     bool to_png;
@@ -87,8 +88,9 @@ struct page_state {
 };
 
 template <typename Sample>
-void prepare(const file_job& job, std::uint32_t page, page_state<Sample>& state)
+void prepare(const file_job& job, std::uint32_t number, page_state<Sample>& state)
 {
+    const std::uint32_t page = job.pages[number];
     const settings& wanted = job.run.wanted;
     auto& [input, output, facts, encoded] = state;
     job.reader.read_page(page, input);
@@ -108,7 +110,12 @@ void prepare(const file_job& job, std::uint32_t page, page_state<Sample>& state)
     facts.clipped = count_clipping(plan.library, input, wanted.info ? 1 : rows_between_samples);
     facts.used_bits = used_bits(output);
     output.about = std::move(input.about);
-    carry_metadata(output.about, plan, job.described(input, plan));
+    const images::described_output described = job.described(input, plan);
+    images::correct_description(output.about, described, job.losses, page + 1);
+    if (number == 0) {
+        images::add_file_notes(output.about, job.reader.notes(), described, job.losses);
+    }
+    carry_metadata(output.about, plan, job.losses, page + 1);
     if (output.orientation != 1 && job.to_png) {
         output = images::upright(output);
     }
@@ -122,14 +129,14 @@ void convert_pages(const file_job& job, unsigned workers)
     const auto finish = [&](std::uint32_t, unsigned worker) {
         const page_state<Sample>& state = states[worker];
         job.writer.append(*state.encoded);
-        job.report.add_page(state.facts, state.output.about);
+        job.report.add_page(state.facts);
         if (job.run.steps_are_pages) {
             job.run.messages.step();
         }
     };
     run_in_order(
         static_cast<std::uint32_t>(job.pages.size()), workers,
-        [&](std::uint32_t number, unsigned worker) { prepare(job, job.pages[number], states[worker]); }, finish);
+        [&](std::uint32_t number, unsigned worker) { prepare(job, number, states[worker]); }, finish);
 }
 
 std::uint64_t total_pixels(const images::image_reader& reader, const std::vector<std::uint32_t>& pages)
@@ -156,14 +163,21 @@ void check_output(const settings& wanted, const file_task& task)
     if (to_png && wanted.tiff_compression) {
         throw option_error("--compression", "is for TIFF; PNG has its own");
     }
-    if (!to_png && wanted.level
-        && wanted.tiff_compression.value_or(images::compression::none) == images::compression::none) {
+}
+
+// As asked for, or else as the input's.
+images::compression choose_compression(const settings& wanted, const images::image_reader& reader, bool to_png)
+{
+    const images::compression chosen =
+        to_png ? images::compression::none : wanted.tiff_compression.value_or(reader.stored_compression());
+    if (!to_png && wanted.level && chosen == images::compression::none) {
         throw option_error("--level", "there is nothing to compress: give --compression, or write a PNG");
     }
-    const bool to_zstd = wanted.tiff_compression == images::compression::zstd;
+    const bool to_zstd = chosen == images::compression::zstd;
     if (wanted.level && (to_zstd ? *wanted.level < 1 : *wanted.level > 9)) {
         throw option_error("--level", "there is no level " + std::to_string(*wanted.level) + " of this compression");
     }
+    return chosen;
 }
 
 // In a dry run the output's folder need not be there: the output, which vanishes, begins in one above.
@@ -210,7 +224,8 @@ bool convert_file(const conversion_run& run, const file_task& task, unsigned thr
         }
         throw images::image_error(task.output, "exists already: --overwrite replaces it, --skip-existing leaves it");
     }
-    const std::unique_ptr<images::image_reader> reader = images::open_image(task.input);
+    images::ledger losses;
+    const std::unique_ptr<images::image_reader> reader = images::open_image(task.input, losses);
     const std::vector<std::uint32_t> pages = select_pages(wanted, reader->page_count());
     std::optional<color_conversions> balanced;
     if (wanted.balance_area) {
@@ -220,15 +235,17 @@ bool convert_file(const conversion_run& run, const file_task& task, unsigned thr
     const auto depth = static_cast<unsigned>(conversions.source().values.output_depth);
     const std::uint64_t output_pixel_bytes = wanted.channels * (depth / 8);
     const std::uint64_t pixels = total_pixels(*reader, pages);
+    const bool to_png = images::type_from_suffix(task.output) == images::file_type::png;
     const std::unique_ptr<images::image_writer> writer =
         images::create_image(wanted.dry_run ? name_in_existing_folder(task.output) : task.output,
-                             {.tiff_compression = wanted.tiff_compression.value_or(images::compression::none),
+                             {.tiff_compression = choose_compression(wanted, *reader, to_png),
                               .level = wanted.level,
-                              .big_tiff = wanted.big_tiff,
+                              .big_tiff = wanted.big_tiff || reader->needs_big_tiff(),
                               .page_count = static_cast<std::uint32_t>(pages.size()),
                               .expected_bytes = pixels * output_pixel_bytes,
                               .overwrite = wanted.overwrite,
-                              .sync = wanted.sync});
+                              .sync = wanted.sync},
+                             losses);
 
     if (run.steps_are_pages) {
         run.messages.begin_progress(pages.size());
@@ -241,18 +258,22 @@ bool convert_file(const conversion_run& run, const file_task& task, unsigned thr
                        .conversions = conversions,
                        .reader = *reader,
                        .writer = *writer,
+                       .losses = losses,
                        .pages = pages,
                        .threads_per_page = std::max(1U, threads / memory.workers()),
-                       .to_png = images::type_from_suffix(task.output) == images::file_type::png,
+                       .to_png = to_png,
                        .report = report};
     if (depth == 8) {
         convert_pages<std::uint8_t>(job, memory.workers());
     } else {
         convert_pages<std::uint16_t>(job, memory.workers());
     }
-    report.add_left_out(writer->left_out());
-    if (wanted.strict) {
-        report.refuse_losses();
+    if (wanted.strict && !losses.empty()) {
+        std::string all;
+        for (const std::string& line : losses.lines()) {
+            all += (all.empty() ? "" : "; ") + line;
+        }
+        throw images::image_error(task.input, "--strict: " + all);
     }
     if (wanted.dry_run) {
         run.messages.note(task.input.string() + ": " + std::to_string(pages.size())
@@ -260,7 +281,7 @@ bool convert_file(const conversion_run& run, const file_task& task, unsigned thr
     } else {
         writer->commit();
     }
-    report.warn(run.messages);
+    report.warn(run.messages, losses);
     if (wanted.info) {
         const std::chrono::duration<double> whole = std::chrono::steady_clock::now() - start;
         run.messages.inform(report.info(pixels, whole.count()));

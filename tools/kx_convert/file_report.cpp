@@ -21,20 +21,8 @@ std::string percent(double share)
 
 } // namespace
 
-void carry_metadata(images::metadata& about, const transform_plan& plan, const images::described_output& output)
+void carry_metadata(images::metadata& about, const transform_plan& plan, images::ledger& losses, std::uint32_t page)
 {
-    for (auto text = about.texts.begin(); text != about.texts.end();) {
-        if (text->first == images::description_keyword) {
-            const auto corrected = images::corrected_description(text->second, output);
-            if (!corrected) {
-                about.left_out.emplace_back("the description, which would no longer hold");
-                text = about.texts.erase(text);
-                continue;
-            }
-            text->second = *corrected;
-        }
-        ++text;
-    }
     const auto software =
         std::ranges::find(about.texts, images::software_keyword, &std::pair<std::string, std::string>::first);
     if (software == about.texts.end()) {
@@ -42,55 +30,33 @@ void carry_metadata(images::metadata& about, const transform_plan& plan, const i
     } else {
         software->second += "; " + plan.record;
     }
-    if (plan.changes_colors) {
-        if (!about.icc_profile.empty()) {
-            about.left_out.emplace_back("the ICC profile, which is not applied");
-        } else if (about.is_srgb || about.gamma) {
-            about.left_out.emplace_back(about.is_srgb ? "the mark as sRGB, which is not applied"
-                                                      : "the gamma, which is not applied");
-        }
-        about.icc_profile.clear();
-        about.gamma.reset();
-        about.is_srgb = plan.output_is_srgb;
+    if (!plan.changes_colors) {
+        return;
     }
+    if (!about.icc_profile.empty()) {
+        losses.enter(images::loss::dropped, "the ICC profile, which is not applied", page);
+    } else if (about.is_srgb || about.gamma) {
+        losses.enter(images::loss::dropped,
+                     about.is_srgb ? "the mark as sRGB, which is not applied" : "the gamma, which is not applied",
+                     page);
+    }
+    about.icc_profile.clear();
+    about.gamma.reset();
+    about.is_srgb = plan.output_is_srgb;
 }
 
-void file_report::add_page(const page_facts& facts, const images::metadata& about)
+void file_report::add_page(const page_facts& facts)
 {
     ++pages_;
     sum_.clipped.add(facts.clipped);
     sum_.used_bits |= facts.used_bits;
     sum_.library_seconds += facts.library_seconds;
-    for (const std::string& name : about.left_out) {
-        losses_.enter(images::loss::dropped, name, pages_);
-    }
-    for (const std::string& oddity : about.warnings) {
-        losses_.enter(images::loss::oddity, oddity);
-    }
 }
 
-void file_report::add_left_out(const std::set<std::string>& names)
-{
-    for (const std::string& name : names) {
-        losses_.enter(images::loss::dropped, name);
-    }
-}
-
-void file_report::refuse_losses() const
-{
-    std::string text;
-    for (const std::string& line : losses_.lines()) {
-        text += (text.empty() ? "" : "; ") + line;
-    }
-    if (!text.empty()) {
-        throw images::image_error(task_.input, "--strict: " + text);
-    }
-}
-
-void file_report::warn(console& messages) const
+void file_report::warn(console& messages, const images::ledger& losses) const
 {
     const std::string input = task_.input.string() + ": ";
-    for (const std::string& line : losses_.lines()) {
+    for (const std::string& line : losses.lines()) {
         messages.warn(input + line);
     }
     const unsigned sixteenth = 1U << (depth_ - 4);

@@ -3,17 +3,14 @@
 
 #include "console.h"
 #include "file_tasks.h"
-#include "images/description.h"
-#include "images/ledger.h"
+#include "images/image_file.h"
 #include "sample_statistics.h"
 #include "transform_plan.h"
 
-#include <set>
-
 namespace kx::convert {
 
-// Turns the input's metadata into what holds for the output; what does not is added to the names of what is left out.
-void carry_metadata(images::metadata& about, const transform_plan& plan, const images::described_output& output);
+// Adds to an input page's metadata how the output is made, and leaves out what does not hold once colours have changed.
+void carry_metadata(images::metadata& about, const transform_plan& plan, images::ledger& losses, std::uint32_t page);
 
 // What is known of a page's samples once it is converted.
 struct page_facts {
@@ -27,13 +24,9 @@ public:
     // `depth`: the output's bits.
     file_report(file_task task, unsigned depth) : task_(std::move(task)), depth_(depth) {}
 
-    void add_page(const page_facts& facts, const images::metadata& about);
-    void add_left_out(const std::set<std::string>& names);
+    void add_page(const page_facts& facts);
 
-    // Throws image_error if anything was lost.
-    void refuse_losses() const;
-
-    void warn(console& messages) const;
+    void warn(console& messages, const images::ledger& losses) const;
     [[nodiscard]] std::string info(std::uint64_t pixels, double whole_seconds) const;
 
 private:
@@ -41,7 +34,6 @@ private:
     unsigned depth_;
     std::uint32_t pages_ = 0;
     page_facts sum_;
-    images::ledger losses_;
 };
 
 } // namespace kx::convert

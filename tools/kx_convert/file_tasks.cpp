@@ -1,6 +1,7 @@
 #include "file_tasks.h"
 
 #include <map>
+#include <set>
 
 namespace kx::convert {
 
@@ -73,9 +74,7 @@ bool output_is_folder(const fs::path& output, bool several)
     return several;
 }
 
-} // namespace
-
-task_list list_tasks(const settings& wanted)
+task_list pair_files(const settings& wanted)
 {
     std::vector<file_task> tasks;
     bool from_folder = false;
@@ -104,6 +103,45 @@ task_list list_tasks(const settings& wanted)
         }
     }
     return {std::move(tasks), is_folder(wanted.output) ? fs::path() : wanted.output};
+}
+
+// Where links lead; the name itself if they lead nowhere.
+fs::path end_of_links(const fs::path& file)
+{
+    std::error_code failed;
+    const fs::path end = fs::weakly_canonical(file, failed);
+    return failed ? file : end;
+}
+
+// Links may lead an output to what the same run reads, or to where another output goes.
+void check_targets(const std::vector<file_task>& tasks)
+{
+    std::set<fs::path> inputs;
+    for (const file_task& task : tasks) {
+        inputs.insert(end_of_links(task.input));
+    }
+    std::set<fs::path> targets;
+    for (const auto& [input, output, trouble] : tasks) {
+        if (!trouble.empty()) {
+            continue;
+        }
+        const fs::path target = end_of_links(output);
+        if (inputs.contains(target)) {
+            throw option_error("--output", output.string() + " is an input of this run too: " + target.string());
+        }
+        if (!targets.insert(target).second) {
+            throw option_error("--output", "two files would be written to " + target.string());
+        }
+    }
+}
+
+} // namespace
+
+task_list list_tasks(const settings& wanted)
+{
+    task_list list = pair_files(wanted);
+    check_targets(list.tasks);
+    return list;
 }
 
 } // namespace kx::convert

@@ -51,8 +51,8 @@ struct settings {
     bool overwrite = false;
     bool skip_existing = false;
     bool stop_at_error = false;
-    bool strict = false; // a loss is an error
-    bool sync = false;   // a file is done when it is on the disk
+    bool strict = false;  // a loss is an error
+    bool sync = false;    // a file is done when it is on the disk
     bool dry_run = false; // outputs are made, but none gets a name
 
     // The camera's profile, and what comes before its members.

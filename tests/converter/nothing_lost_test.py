@@ -1,0 +1,206 @@
+"""No page, sample, tag or text is lost, or the ledger says so; no file is left half-done or open to others.
+
+Usage: nothing_lost_test.py KX_CONVERT [unittest's arguments]; ends with 77 if a program or a module is missing.
+"""
+
+import os
+import shutil
+import signal
+import stat
+import struct
+import subprocess
+import sys
+import time
+import unittest
+import zlib
+
+from converter_case import CONVERTER, OCTETS, STACK, ConverterCase, numpy, tifffile
+
+if not shutil.which("tiffcp"):
+    print("libtiff's tools are missing")
+    sys.exit(77)
+PLAIN = {"photometric": "rgb", "metadata": None}
+
+
+def write_png(name, *chunks):
+    def chunk(kind, data, damage=0):
+        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data) ^ damage)
+
+    rows = b"".join(b"\0" + row.tobytes() for row in STACK[0].astype(">u2"))
+    with open(name, "wb") as file:
+        file.write(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", 37, 21, 16, 2, 0, 0, 0))
+                   + b"".join(chunk(*each) for each in chunks) + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b""))
+
+
+class Pages(ConverterCase):
+    def test_every_directory_is_expanded(self):
+        both = numpy.concatenate([STACK, STACK[::-1]])
+        tifffile.imwrite("depth.tif", both.reshape(2, *STACK.shape), photometric="rgb", volumetric=True)
+        with tifffile.TiffWriter("series.tif") as writer:
+            for part in (STACK, STACK[::-1].copy()):
+                writer.write(part, photometric="rgb", truncate=True)
+        for file in ("depth.tif", "series.tif"):
+            self.convert(file, "out.tif")
+            self.assert_pages("out.tif", both)
+        tifffile.imwrite("planes.tif", STACK.transpose(3, 0, 1, 2), photometric="rgb", volumetric=True,
+                         planarconfig="separate", byteorder=">")
+        self.convert("planes.tif", "out.tif")
+        self.assert_pages("out.tif", STACK)
+
+    def test_a_stale_count_finds_no_pages_in_tags(self):
+        text = "ImageJ=1.53\nimages=3\nslices=3\nunit=um\n"
+        tifffile.imwrite("stale.tif", OCTETS[:1], photometric="rgb", metadata=None, description=text,
+                         extratags=[(65000, "s", 0, "x" * 20000, True)])
+        subprocess.run(["tiffcp", "stale.tif", "behind.tif"], check=True, stderr=subprocess.DEVNULL)
+        for file in ("stale.tif", "behind.tif"):
+            self.convert(file, "out.tif", warns=["3 pages by its description, and holds one"])
+            self.convert("out.tif", "again.tif")
+            self.assert_pages("again.tif", OCTETS[:1] * numpy.uint16(257))
+            self.assertEqual(self.tags("out.tif")["ImageDescription"].split(), ["ImageJ=1.53", "images=1", "unit=um"])
+
+    def test_copies_and_masks_are_no_pages(self):
+        with tifffile.TiffWriter("in.tif") as writer:
+            writer.write(STACK[0], subifds=1, **PLAIN)
+            writer.write(STACK[0, ::2, ::2].copy(), subfiletype=1, **PLAIN)
+            for kind in (1, 9, 1):
+                writer.write(OCTETS[0, :, :, 0].copy(), photometric="minisblack", metadata=None, subfiletype=kind)
+            writer.write(STACK[1], subfiletype=2, **PLAIN)
+        subprocess.run(["tiffset", "-d", "3", "-s", "254", "4", "in.tif"], check=True)
+        self.convert("in.tif", "out.tif", warns=["reduced copy of a page (page 2)", "macro image (page 3)", "SubIFDs",
+                                                 "mask (page 4)"])
+        self.assert_pages("out.tif", STACK[:2])
+        with tifffile.TiffWriter("raw.tif") as writer:
+            writer.write(STACK[0], subfiletype=1, subifds=1, **PLAIN)
+            writer.write(STACK[1], **PLAIN)
+        self.assertIn("SubIFD", self.convert("raw.tif", "none.tif", expected=1))
+        tifffile.imwrite("alone.tif", STACK[0], subfiletype=1, **PLAIN)
+        self.convert("alone.tif", "out.tif", warns=["only page is marked"])
+
+    def test_damaged_jpeg_is_refused(self):
+        tifffile.imwrite("raw.tif", OCTETS[0], **PLAIN)
+        subprocess.run(["tiffcp", "-c", "jpeg:r:95", "-r", "16", "raw.tif", "in.tif"], check=True)
+        self.convert("in.tif", "out.tif", "--depth", "8")
+        data = bytearray(self.content("in.tif"))
+        start = self.tags("in.tif")["StripOffsets"][0]
+        data[start + 100:start + 140] = b"\xff\xd9" * 20
+        with open("bad.tif", "wb") as file:
+            file.write(data)
+        self.assertIn("damaged", self.convert("bad.tif", "none.tif", expected=1))
+        self.assertFalse(os.path.exists("none.tif"))
+
+
+class Metadata(ConverterCase):
+    def test_tags_keep_their_values_exactly(self):
+        kept = [(65010, "2I", 1, (1234567891, 1000000007)), (65011, "2i", 2, (-7, 3, 2147483647, -2147483647)),
+                (51123, "s", 0, '{"Micro": "Manager"}'), (33432, "s", 0, b"photographer\0editor"),
+                (306, "s", 0, "2026-01-02T03:04:05"), (65421, "f", 1, 20.5)]
+        lost = [(65012, 13, 1, 8), (34412, "B", 8, b"12345678"), (33628, "I", 1, 5), (65420, "I", 1, 1),
+                (65426, "I", 2, (5, 6))]
+        tifffile.imwrite("in.tif", STACK[0], datetime=None, byteorder=">", **PLAIN, resolutionunit=3,
+                         resolution=((1234567891, 1000000007), (300, 7)), extratags=[(*tag, True) for tag in kept + lost])
+        for options in ([], ["--bigtiff", "--compression", "deflate"]):
+            self.convert("in.tif", "out.tif", *options, warns=["LSM", "tag 65012", "UIC1", "tag 65420", "tag 65426"])
+            seen = self.tags("out.tif")
+            names = {51123: "MicroManagerMetadata", 33432: "Copyright", 306: "DateTime"}
+            for tag, _, _, value in kept:
+                wanted = {51123: {"Micro": "Manager"}, 33432: "photographer\0editor"}.get(tag, value)
+                self.assertEqual(seen[names.get(tag, tag)], wanted)
+            self.assertEqual((seen["XResolution"], seen["YResolution"]), ((1234567891, 1000000007), (300, 7)))
+            self.assertTrue({tag for tag, *_ in lost}.isdisjoint(seen))
+            self.assert_pages("out.tif", STACK[:1])
+
+    def test_numbers_above_32_bits_make_a_big_tiff_and_lossless_compression_stays(self):
+        for compression, code in (("zlib", 8), ("lzma", 34925), (None, 1)):
+            tifffile.imwrite("in.tif", STACK[0], bigtiff=True, compression=compression, **PLAIN,
+                             extratags=[(65005, "Q", 1, 2**40 + 3, True), (65006, "q", 1, -2**40, True)])
+            self.convert("in.tif", "out.tif")
+            seen = self.tags("out.tif")
+            self.assertEqual((seen[65005], seen[65006], seen["Compression"]), (2**40 + 3, -2**40, code))
+            self.convert("in.tif", "out.tif", "--compression", "none")
+            self.assertEqual(self.tags("out.tif")["Compression"], 1)
+
+    def test_png_keeps_what_it_can_hold(self):
+        write_png("many.png", *[(b"tEXt", b"Comment\0number %d" % number) for number in range(1500)],
+                  (b"zTXt", b"Comment\0\0" + zlib.compress(b"x" * 9000000)))
+        self.convert("many.png", "out.png")
+        self.assertEqual(self.content("out.png").count(b"tEXtComment"), 1501)
+        write_png("xmp.png", (b"iTXt", b"XML:com.adobe.xmp\0\0\0\0\0<x:xmpmeta/>"))
+        self.convert("xmp.png", "out.tif")
+        self.assertEqual(self.tags("out.tif")["XMP"], b"<x:xmpmeta/>")
+        self.convert("out.tif", "out.png")
+        self.assertIn(b"XML:com.adobe.xmp\0\0\0\0\0<x:xmpmeta/>", self.content("out.png"))
+        for chunk, text in (((b"tEXt", b"Author\0me", 1), "CRC"), ((b"eXIf", b"II*\0"), "EXIF"),
+                            ((b"iCCP", b"profile\0\0" + zlib.compress(b"nonsense" * 40)), "iCCP"),
+                            ((b"iTXt", "Title\0\0\0de\0Titel\0Bl\u00e4tter".encode()), "language")):
+            write_png("in.png", chunk)
+            self.convert("in.png", "out.png", warns=[text])
+
+    def test_resolution_reaches_png_or_is_named(self):
+        for unit, x, y, wanted, warns in (
+                ("micron", 4, 2, (4000000, 2000000, 1), []), (None, 4, 4, None, ["no unit"]),
+                (None, 4, 2, (1000000, 500000, 0), ["no unit"]), ("nm", 4, 2, (1000000, 500000, 0), ["beyond"])):
+            text = "ImageJ=1.53\n" + (f"unit={unit}\n" if unit else "")
+            tifffile.imwrite("in.tif", STACK[0], resolution=(x, y), resolutionunit=1, description=text, **PLAIN)
+            self.convert("in.tif", "out.png", warns=warns)
+            place = self.content("out.png").find(b"pHYs")
+            seen = struct.unpack(">IIB", self.content("out.png")[place + 4:place + 13]) if place > 0 else None
+            self.assertEqual(seen, wanted)
+
+    def test_texts_of_other_encodings(self):
+        latin = [(315, "s", 0, "Andr\xe9".encode("latin1"), True), (33432, "s", 0, b"one\0two", True)]
+        tifffile.imwrite("latin.tif", STACK[0], extratags=latin, **PLAIN)
+        self.convert("latin.tif", "out.tif")
+        self.assertIn(b"Andr\xe9\0", self.content("out.tif"))
+        self.convert("latin.tif", "out.png", warns=['"Copyright", whose parts'])
+        self.assertIn("iTXtAuthor\0\0\0\0\0Andr\u00e9".encode(), self.content("out.png"))
+        self.assertIn(b"Copyright\0one\ntwo", self.content("out.png"))
+
+    def test_ome_xml(self):
+        text = ('<?xml version="1.0" encoding="ISO-8859-1"?><o:OME xmlns:o="http://www.openmicroscopy.org/Schemas/OME/'
+                '2016-06"><o:Image ID="Image:0" Name="\xe9t\xe9"><o:Pixels ID="Pixels:0" DimensionOrder="XYCZT" Type='
+                '"uint16" SizeX="37" SizeY="21" SizeC="3" SizeZ="1" SizeT="2"><o:Channel ID="Channel:0:0" '
+                'SamplesPerPixel="3"/><o:TiffData IFD="0" PlaneCount="2"/></o:Pixels></o:Image></o:OME>')
+        tifffile.imwrite("in.tif", STACK[:2], description=text.encode("latin1"), **PLAIN)
+        self.convert("in.tif", "out.tif", "--depth", "8")
+        seen = self.tags("out.tif")["ImageDescription"]
+        for part in ('encoding="UTF-8"', 'Name="\u00e9t\u00e9"', 'Type="uint8"', '<o:TiffData IFD="0" PlaneCount="2"/>'):
+            self.assertIn(part, seen)
+        tifffile.imwrite("in.tif", STACK[0], **PLAIN, description='<OME xmlns="http://www.openmicroscopy.org/Schemas/OME/'
+                         '2016-06"><BinaryOnly MetadataFile="a.companion.ome" UUID="urn:uuid:1"/></OME>')
+        self.convert("in.tif", "out.tif", warns=["the description"])
+        self.assertNotIn("ImageDescription", self.tags("out.tif"))
+
+
+class Outputs(ConverterCase):
+    def test_many_files_under_a_mask_and_signals(self):
+        os.mkdir("in")
+        for number in range(60):
+            tifffile.imwrite(f"in/{number:02}.tif", numpy.resize(STACK, (700, 700, 3)), **PLAIN)
+        subprocess.run(["sh", "-c", f"umask 077; exec '{CONVERTER}' in -o masked/ --threads 64 --quiet"], check=True)
+        self.assertEqual({stat.S_IMODE(os.stat(f"masked/{name}").st_mode) for name in os.listdir("masked")}, {0o600})
+        self.assertEqual(len(os.listdir("masked")), 60)
+        for number, ending in enumerate((signal.SIGTERM, signal.SIGKILL)):
+            folder = f"ended{number}"
+            with subprocess.Popen([CONVERTER, "in", "-o", folder + "/", "--quiet"]) as process:
+                while not os.path.isdir(folder) or len(os.listdir(folder)) < 3:
+                    self.assertIsNone(process.poll(), "ended before it could be")
+                    time.sleep(0.001)
+                process.send_signal(ending)
+            names = os.listdir(folder)
+            self.assertLess(len(names), 60)
+            for name in names:  # complete, or not there at all
+                self.assertEqual(self.content(f"{folder}/{name}"), self.content(f"masked/{name}"))
+
+    def test_links_to_inputs_are_no_outputs(self):
+        os.mkdir("in")
+        os.mkdir("out")
+        for number in range(2):
+            tifffile.imwrite(f"in/{number}.tif", STACK[number], **PLAIN)
+        os.symlink("../in/1.tif", "out/0.tif")
+        self.assertIn("in/1.tif", self.convert("in", "-o", "out/", expected=2))
+        self.assert_pages("in/1.tif", STACK[1:2])
+        self.assertEqual(os.listdir("out"), ["0.tif"])
+
+
+if __name__ == "__main__":
+    unittest.main()
