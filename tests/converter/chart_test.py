@@ -148,8 +148,12 @@ def test_what_cannot_be_a_profile_changes_nothing(folder):
         assert done.returncode == 1 and "orners right" in done.stderr
         assert contents(folder) == before
     calibrated("--force", photo="bent.tif", warns="no matrix brings the patches near")
-    # A little off the line is worth a warning.
+    # Dark patches count more: where light falls off, they are off by less.
     y, x = np.mgrid[:480, :640]
+    slanting = BLACK + (picture - BLACK) * (1 - 0.1 * x / 640)[..., None]
+    tifffile.imwrite("slanting.tif", np.rint(slanting.clip(0)).astype(np.uint16), photometric="rgb")
+    assert np.abs(np.subtract(calibrated(photo="slanting.tif")[0]["black_level"], BLACK)).max() < 1.5
+    # A little off the line is worth a warning.
     uneven = 64 + (picture - 64.0) * np.where((y > 180) & (x < 260), 0.8, 1)[..., None]
     tifffile.imwrite("uneven.tif", np.rint(uneven.clip(0)).astype(np.uint16), photometric="rgb")
     calibrated(photo="uneven.tif", warns=r"do not lie on one line: \w+[\w .]* is off by \d+ %")

@@ -26,32 +26,30 @@ std::string summary(const judgement& verdict, const char* when)
                   largest.name.c_str());
 }
 
-constexpr double margin = 24;
-constexpr double picture_width = 960;
-constexpr double header = 84;
-constexpr double cell_width = (picture_width - 2 * margin) / static_cast<double>(patch_columns);
-constexpr double cell_height = 136;
-constexpr double swatch_width = cell_width - 14;
-constexpr double swatch_height = 72;
+// In pixels: whole ones, which no locale writes in another way.
+constexpr int margin = 24;
+constexpr int picture_width = 960;
+constexpr int header = 84;
+constexpr int cell_width = 152;
+constexpr int cell_height = 136;
+constexpr int swatch_width = 138;
+constexpr int swatch_height = 72;
 
-std::string rectangle(double left, double top, double width, double height, const std::string& color)
+std::string rectangle(int left, int top, int width, int height, const std::string& color)
 {
-    return format(R"(<rect x="%.2f" y="%.2f" width="%.2f" height="%.2f" fill="%s"/>)", left, top, width, height,
-                  color.c_str())
-           + '\n';
+    return format("<rect x='%d' y='%d' width='%d' height='%d' fill='%s'/>\n", left, top, width, height, color.c_str());
 }
 
 // `room` is what there is for it: longer text is narrowed.
-std::string text(double left, double baseline, int size, const char* color, double room, const std::string& content)
+std::string text(int left, int baseline, int size, const char* color, int room, const std::string& content)
 {
-    constexpr double usual_width = 0.5; // of a letter, in sizes
     std::string escaped;
     for (const char letter : content) {
         escaped += letter == '&' ? "&amp;" : letter == '<' ? "&lt;" : std::string(1, letter);
     }
-    const bool is_long = static_cast<double>(content.size()) * usual_width * size > room;
-    return format(R"(<text x="%.2f" y="%.2f" font-size="%d" fill="%s")", left, baseline, size, color)
-           + (is_long ? format(R"( textLength="%.0f" lengthAdjust="spacingAndGlyphs")", room) : "") + '>' + escaped
+    const bool is_long = content.size() * static_cast<std::size_t>(size) / 2 > static_cast<std::size_t>(room);
+    return format("<text x='%d' y='%d' font-size='%d' fill='%s'", left, baseline, size, color)
+           + (is_long ? format(" textLength='%d' lengthAdjust='spacingAndGlyphs'>", room) : ">") + escaped
            + "</text>\n";
 }
 
@@ -61,26 +59,26 @@ std::string web_color(const cmsCIELab& lab)
     return format("#%02x%02x%02x", red, green, blue);
 }
 
-std::string draw_patch(double left, double top, const patch_judgement& patch, double uncorrected, double bar)
+std::string draw_patch(int left, int top, const patch_judgement& patch, double uncorrected, double bar)
 {
-    constexpr double half = swatch_width / 2;
-    const double bar_top = top + swatch_height + 40;
+    constexpr int half = swatch_width / 2;
+    const int bar_top = top + swatch_height + 40;
     std::string drawn = rectangle(left, top, half, swatch_height, web_color(patch.measured))
                         + rectangle(left + half, top, half, swatch_height, web_color(patch.reference))
                         + text(left, top + swatch_height + 17, 13, "#1a1a1a", swatch_width,
                                patch.name + (patch.outside_srgb ? " (not in sRGB)" : ""));
     if (patch.left_out) {
         return drawn
-               + format(R"(<path d="M%.2f %.2fl%.2f %.2fm%.2f 0l%.2f %.2f" stroke="white" stroke-width="3"/>)", left,
-                        top, swatch_width, swatch_height, -swatch_width, swatch_width, -swatch_height)
-               + '\n' + text(left, bar_top - 6, 12, "#6b6b6b", swatch_width, "over-exposed: left out");
+               + format("<path d='M%d %dl%d %dm%d 0l%d %d' stroke='white' stroke-width='3'/>\n", left, top,
+                        swatch_width, swatch_height, -swatch_width, swatch_width, -swatch_height)
+               + text(left, bar_top - 6, 12, "#6b6b6b", swatch_width, "over-exposed: left out");
     }
     const double share = std::clamp(patch.difference / bar, 0.0, 1.0);
     return drawn
            + text(left, bar_top - 6, 12, "#6b6b6b", swatch_width,
                   format("%.2f  (before %.1f)", patch.difference, uncorrected))
            + rectangle(left, bar_top, swatch_width, 9, "#e6e6e6")
-           + rectangle(left, bar_top, swatch_width * share, 9, "#1f59a6");
+           + rectangle(left, bar_top, static_cast<int>(std::lround(swatch_width * share)), 9, "#1f59a6");
 }
 
 } // namespace
@@ -106,13 +104,11 @@ std::string to_text(const judgement& verdict, const judgement* before)
 
 std::string to_svg(const judgement& before, const judgement& after)
 {
-    const double room = picture_width - 2 * margin;
+    constexpr int room = picture_width - 2 * margin;
     const patch_judgement& largest = after.patches.at(after.largest);
     const double bar = std::max(std::ceil(largest.difference), 1.0); // what a whole one stands for
-    std::string picture =
-        R"(<svg xmlns="http://www.w3.org/2000/svg" width="960" height="640" font-family="sans-serif">)"
-        "\n";
-    picture += "<desc>korvex_kvi_color_processing " KX_COLOR_PROCESSING_VERSION "</desc>\n";
+    std::string picture = "<svg xmlns='http://www.w3.org/2000/svg' width='960' height='640' font-family='sans-serif'>\n"
+                          "<desc>korvex_kvi_color_processing " KX_COLOR_PROCESSING_VERSION "</desc>\n";
     picture += rectangle(0, 0, picture_width, 640, "white");
     picture += text(margin, 36, 20, "#1a1a1a", room,
                     format("CIEDE2000: mean %.2f, largest %.2f (%.100s); before the correction %.2f", after.mean,
@@ -120,9 +116,9 @@ std::string to_svg(const judgement& before, const judgement& after)
     picture += text(margin, 62, 14, "#6b6b6b", room,
                     format("Left measured, right published. A full bar is a difference of %.0f.", bar));
     for (std::size_t index = 0; index < patch_count; ++index) {
-        picture += draw_patch(margin + cell_width * static_cast<double>(index % patch_columns),
-                              header + cell_height * static_cast<double>(index / patch_columns), after.patches[index],
-                              before.patches[index].difference, bar);
+        const int left = margin + cell_width * static_cast<int>(index % patch_columns);
+        const int top = header + cell_height * static_cast<int>(index / patch_columns);
+        picture += draw_patch(left, top, after.patches[index], before.patches[index].difference, bar);
     }
     return picture + "</svg>\n";
 }
