@@ -31,7 +31,7 @@ random = np.random.default_rng(24)
 def photograph(light: NDArray[np.float64]) -> NDArray[np.uint16]:
     electrons = random.poisson(30000 * np.clip(0.9 * light @ SEES.T, 0, 1))
     samples = BLACK + electrons / 30000 * (4095 - BLACK) + random.normal(0, 0.8, light.shape)
-    return np.clip(np.round(samples), 0, 4095).astype(np.uint16)
+    return np.asarray(np.clip(np.round(samples), 0, 4095), np.uint16)
 
 
 # %% A colour chart before it

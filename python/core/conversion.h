@@ -12,7 +12,7 @@ namespace kx::python {
 
 namespace kc = korvex::color;
 
-inline constexpr std::size_t most_dimensions = 32; // of a NumPy array
+inline constexpr std::size_t most_dimensions = 64; // of a NumPy array
 
 // Where the samples of a stack of images lie.
 struct sample_places {

@@ -75,13 +75,6 @@ std::tuple<bool, bool, bool> enabled(py::handle capsule, bool of_input)
 
 } // namespace
 
-const kc::library& loaded_library()
-{
-    // Never terminated: what the process's end unloads may still be in use then (see running_work).
-    static const auto* const library = new kc::library();
-    return *library;
-}
-
 void set_python_error()
 {
     try {

@@ -39,6 +39,14 @@ kc::matrix product(const kc::matrix& left, const kc::matrix& right)
 
 } // namespace
 
+const kc::library& loaded_library()
+{
+    const std::lock_guard<std::mutex> no_fork(all().mutex);
+    // Never terminated: what the process's end unloads may still be in use then (see running_work).
+    static const auto* const library = new kc::library();
+    return *library;
+}
+
 shared_processor::shared_processor(kc::processor processor, const kc::transform_options& options)
     : processor_(std::move(processor)), options_(options), matrix_(identity)
 {

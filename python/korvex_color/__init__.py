@@ -18,8 +18,6 @@ from ._profile import Profile
 from ._types import Error, PerChannel, ProfileError
 from .chart import Differences, Judgement, PatchDifference, calibrate, find_chart, report
 
-apply = Profile.apply
-
 __all__ = [
     "Differences",
     "Error",
@@ -31,7 +29,6 @@ __all__ = [
     "Profile",
     "ProfileError",
     "__version__",
-    "apply",
     "calibrate",
     "find_chart",
     "report",

@@ -30,24 +30,18 @@ def overlapping():
 
 @pytest.mark.parametrize("says, error, options", [
     ("image must be a NumPy array", TypeError, {"image": FRAME.tolist()}),
-    ("image has samples of int16", TypeError, {"image": FRAME.astype(np.int16)}),
     ("image has samples of >u2", TypeError, {"image": FRAME.astype(">u2")}),
     ("image is a masked array", TypeError, {"image": np.ma.masked_equal(FRAME, FRAME[0, 0, 0])}),
     ("image has the shape", ValueError, {"layout": "planar"}),
     ("image[1, 0, 2, 4, 1] is 4096", ValueError, {"image": np.stack([FRAME, BEYOND])[:, None], "out": None}),
     ("image[1, 2, 4] is 4096", ValueError, {"image": np.moveaxis(BEYOND, -1, 0), "layout": "planar", "out": None}),
     ("depth must be 8 or 16", ValueError, {"depth": 12}),
-    ("channels must be a whole number", TypeError, {"channels": 3.0}),
     ("clamp .* above", ValueError, {"clamp": kc.PerChannel((0, 1), (5, 4), (0, 1))}),
     ("clamp .* beyond the blue output LUT", ValueError, {"clamp": (0, 4096)}),
     ("clamp must be .* not 4095", TypeError, {"clamp": 4095}),
     ("clamp must be from 0", ValueError, {"clamp": [(0, 1), (0, 1), (0, 65536)]}),
-    ("shift must be from -15", ValueError, {"shift": -16}),
     ("shift must be a whole number.* not array", TypeError, {"shift": np.array([1, 2])}),
-    ("threads must be", ValueError, {"threads": 2**70}),
-    ("layout must be", ValueError, {"layout": "rgb"}),
     ("out_order must be", TypeError, {"out_order": 1}),
-    ("out has samples", TypeError, {"depth": 8}),
     ("out has the shape", ValueError, {"channels": 4}),
     ("out is read-only", ValueError, {"out": READ_ONLY}),
     ("out has elements that overlap", ValueError, {"out": overlapping()}),
@@ -66,14 +60,11 @@ def test_refused(says, error, options):
 
 @pytest.mark.parametrize("says, error, call", [
     ("input_lut_bits", ValueError, lambda p: kc.Processor(input_lut_bits=17)),
-    ("output_lut_bits", TypeError, lambda p: kc.Processor(output_lut_bits=12.0)),
     ("vector_level", ValueError, lambda p: kc.Processor(vector_level="avx")),
     ("matrix", ValueError, lambda p: p.append_matrix([1, 2, 3])),
     ("matrix", ValueError, lambda p: p.append_matrix(np.eye(3) * 1e300)),
-    ("matrix", TypeError, lambda p: p.append_matrix([["1", "0", "0"]] * 3)),
     ("enabled", TypeError, lambda p: setattr(p.input_luts, "enabled", [True, 1, True])),
     ("red must be whole", TypeError, lambda p: setattr(p.input_luts, "red", np.ones(65536))),
-    ("red has the shape", ValueError, lambda p: setattr(p.input_luts, "red", [1, 2])),
     ("red .* outside", ValueError, lambda p: setattr(p.input_luts, "red", np.arange(65536) - 1)),
     ("pickle", TypeError, lambda p: pickle.dumps(p)),
     # Objects that nobody has made.
@@ -234,34 +225,6 @@ def test_closing_lets_transforms_end():
     assert processors_alive() == 0
 
 
-def test_the_gil_is_released():
-    frame = np.zeros((2000, 2000, 3), np.uint16)
-    processor = kc.Processor()
-    processor.append_matrix(np.eye(3) * 0.5)
-    interval = sys.getswitchinterval()
-    sys.setswitchinterval(1000)  # nobody takes the GIL: it must be given
-    try:
-        for _ in range(200):
-            running, seen = [], False
-
-            def work():
-                running.append(True)
-                processor.transform(frame)
-                running.clear()
-
-            thread = threading.Thread(target=work)
-            thread.start()
-            while thread.is_alive() and not seen:
-                seen = bool(running)
-                thread.join(0.0001)
-            thread.join()
-            if seen:
-                return
-    finally:
-        sys.setswitchinterval(interval)
-    pytest.fail("no other thread ran during a transform")
-
-
 @pytest.mark.parametrize("end", ["", "os._exit(0) if os.fork() == 0 else os.wait()", "sys.exit(0 if os.fork() else 0)"])
 def test_daemons_at_exit(end):
     """Transforms end before the process unloads what they use: it sleeps after that, so that none is just lucky."""
@@ -357,39 +320,35 @@ with kc.Processor(8, 8) as processor:
 """)) < 4000
 
 
-def ticks_during(work):
-    """How often another thread of Python runs meanwhile, at most every millisecond."""
-    ticks, ended = 0, threading.Event()
+def test_others_run_meanwhile():
+    """While pixels are converted, and while the sample is sought for which a frame is refused."""
+    frame = np.zeros((3000, 4000, 3), np.uint16)
+    samples = np.zeros(330_000, np.uint16)
+    samples[-3] = 4096
+    many = np.lib.stride_tricks.as_strided(samples, (1001, 100_000, 3), (60, 6, 2))  # only the last row has that sample
+    processor = kc.Processor(12, 12, "scalar")
+    processor.append_matrix(np.eye(3) * 0.5)
 
-    def tick():
-        nonlocal ticks
-        while not ended.wait(0.001):
-            ticks += 1
+    def refused():
+        processor.input_luts.enabled = True
+        with pytest.raises(ValueError, match=r"image\[1000, 99999, 0\] is 4096"):
+            processor.transform(many, depth=8)
 
-    thread = threading.Thread(target=tick)
-    thread.start()
-    started = time.perf_counter()
-    try:
+    for work in lambda: processor.transform(frame), refused:
+        ended = threading.Event()
+        times = [time.perf_counter()]
+
+        def look():
+            while not ended.wait(0.001):
+                times.append(time.perf_counter())
+
+        thread = threading.Thread(target=look)
+        thread.start()
         work()
-    finally:
         ended.set()
         thread.join()
-    return ticks, time.perf_counter() - started
-
-
-def test_a_refused_frame_leaves_the_gil():
-    frame = np.zeros((3000, 4000, 3), np.uint16)
-    frame[-1, -1, 0] = 4096
-    with kc.Processor(12, 12) as processor:
-        processor.input_luts.enabled = kc.PerChannel(red=True, green=False, blue=False)
-
-        def refused():
-            for part in frame, frame[:, ::-1]:
-                with pytest.raises(ValueError, match="is 4096"):
-                    processor.transform(part)
-
-        ticks, seconds = ticks_during(refused)
-    assert ticks > 100 * seconds
+        times.append(time.perf_counter())
+        assert np.diff(times).max() < 0.5 * (times[-1] - times[0])
 
 
 def test_interrupts_are_seen():
