@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -57,6 +58,10 @@ private:
     kx::vector_transform_function* transform_16_ = nullptr;
 };
 
+// What the LUTs hold: every sample itself; as of a camera's profile lines that take off a black level and balance the
+// white, and one curve for all outputs; or a curve for each, which is no line and no other's equal.
+enum class contents { identity, profile, curves };
+
 struct choices {
     int output_bits;
     pixel_format input_format;
@@ -66,6 +71,7 @@ struct choices {
     int LUTs; // one bit for each: blue, green and red input, then output
     std::int32_t shift[3];
     int depth; // of samples and LUTs, in bits
+    contents LUT_contents = contents::identity;
 };
 
 struct named_choices {
@@ -97,16 +103,19 @@ std::vector<named_choices> main_cases()
             }
         }
     }
-    for (const int depth : {12, 16}) {
-        for (const auto& [matrix_name, matrix] :
-             {std::pair{"matrix", correction}, std::pair{"identity", identity}, std::pair{"diagonal", diagonal}}) {
-            for (const int LUTs : {0x07, 0x38, 0x3F, 0x01, 0x08, 0x09}) {
-                for (const int bits : {16, 8}) {
-                    char text[40];
-                    std::snprintf(text, sizeof text, "LUTs 0x%02x %d bits %d out", static_cast<unsigned>(LUTs), depth,
-                                  bits);
-                    all.push_back({std::string(text) + " " + matrix_name,
-                                   {bits, bgr, bgr, false, matrix, LUTs, {0, 0, 0}, depth}});
+    for (const auto& [LUT_name, LUT_contents] :
+         {std::pair{"LUTs", contents::identity}, std::pair{"profile's LUTs", contents::profile},
+          std::pair{"curved LUTs", contents::curves}}) {
+        for (const int depth : {12, 16}) {
+            for (const auto& [matrix_name, matrix] :
+                 {std::pair{"matrix", correction}, std::pair{"identity", identity}, std::pair{"diagonal", diagonal}}) {
+                for (const int LUTs : {0x07, 0x38, 0x3F, 0x01, 0x08, 0x09}) {
+                    for (const int bits : {16, 8}) {
+                        char text[60];
+                        std::snprintf(text, sizeof text, "%s 0x%02x %d bits %d out %s", LUT_name,
+                                      static_cast<unsigned>(LUTs), depth, bits, matrix_name);
+                        all.push_back({text, {bits, bgr, bgr, false, matrix, LUTs, {0, 0, 0}, depth, LUT_contents}});
+                    }
                 }
             }
         }
@@ -149,17 +158,14 @@ std::vector<named_choices> all_combinations()
     return all;
 }
 
-// Both modules' subject: images, and LUTs that map every sample to itself.
+// Both modules' subject: images and LUTs.
 class comparison {
 public:
     comparison(const char* first, const char* second, std::int32_t pixels)
         : modules_{vector_module(first), vector_module(second)}, pixels_(pixels),
           noise_(kx::benchmarks::noise_image(pixels)), samples_(noise_.size()),
-          output_(static_cast<std::size_t>(pixels) * 4 + 1000), LUT_(65'536)
+          output_(static_cast<std::size_t>(pixels) * 4 + 1000)
     {
-        for (std::size_t i = 0; i < LUT_.size(); ++i) {
-            LUT_[i] = static_cast<std::uint32_t>(i);
-        }
     }
 
     struct outcome {
@@ -174,6 +180,7 @@ public:
             std::transform(noise_.begin(), noise_.end(), samples_.begin(),
                            [&](std::uint16_t x) { return static_cast<std::uint16_t>(x >> (16 - depth_)); });
         }
+        fill_LUTs(what);
         const kx::transform_parameters record = record_of(what);
         std::vector<double> ratios;
         double best = std::numeric_limits<double>::infinity();
@@ -191,6 +198,33 @@ public:
     }
 
 private:
+    void fill_LUTs(const choices& what)
+    {
+        const std::size_t entries = std::size_t{1} << what.depth;
+        const auto last = static_cast<double>(entries - 1);
+        const double largest = what.output_bits == 8 ? 255 : last;
+        for (int channel = 0; channel < 3; ++channel) {
+            std::vector<std::uint32_t>& input = LUTs_[channel];
+            std::vector<std::uint32_t>& output = LUTs_[channel + 3];
+            input.resize(entries);
+            output.resize(entries);
+            for (std::size_t i = 0; i < entries; ++i) {
+                const double x = static_cast<double>(i) / last;
+                double in = x * last;
+                double out = x * last;
+                if (what.LUT_contents == contents::profile) {
+                    in = (x - 0.0156) * (1 + 0.37 * channel) * last;
+                    out = kx::benchmarks::encoded(x) * largest;
+                } else if (what.LUT_contents == contents::curves) {
+                    in = std::pow(x, 0.9 + 0.1 * channel + 0.01) * last;
+                    out = std::pow(x, 0.4 + 0.1 * channel) * largest;
+                }
+                input[i] = static_cast<std::uint32_t>(std::lround(std::clamp(in, 0.0, last)));
+                output[i] = static_cast<std::uint32_t>(std::lround(out));
+            }
+        }
+    }
+
     [[nodiscard]] kx::transform_parameters record_of(const choices& what)
     {
         kx::transform_parameters record{};
@@ -199,8 +233,12 @@ private:
         record.processor = reinterpret_cast<const kx::color_correction*>(what.matrix.data());
         record.blue_clamp_max = record.green_clamp_max = record.red_clamp_max =
             static_cast<std::uint16_t>((1U << what.depth) - 1);
-        record.blue_input_LUT_data = record.green_input_LUT_data = record.red_input_LUT_data = LUT_.data();
-        record.blue_output_LUT_data = record.green_output_LUT_data = record.red_output_LUT_data = LUT_.data();
+        record.blue_input_LUT_data = LUTs_[0].data();
+        record.green_input_LUT_data = LUTs_[1].data();
+        record.red_input_LUT_data = LUTs_[2].data();
+        record.blue_output_LUT_data = LUTs_[3].data();
+        record.green_output_LUT_data = LUTs_[4].data();
+        record.red_output_LUT_data = LUTs_[5].data();
         const auto is_enabled = [&](int bit) { return static_cast<std::uint8_t>(what.LUTs >> bit & 1); };
         record.blue_input_LUT_enabled = is_enabled(0);
         record.green_input_LUT_enabled = is_enabled(1);
@@ -223,7 +261,7 @@ private:
     std::vector<std::uint16_t> noise_;
     std::vector<std::uint16_t> samples_;
     std::vector<std::uint16_t> output_;
-    std::vector<std::uint32_t> LUT_;
+    std::vector<std::uint32_t> LUTs_[6]; // as in choices
     int depth_ = 0;
 };
 

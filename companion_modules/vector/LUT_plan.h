@@ -3,12 +3,14 @@
 
 #include "convert.h"
 #include "image.h"
+#include "lines.h"
 #include "loads_and_stores.h"
 #include "tables.h"
 
 #include "per_channel.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -32,18 +34,21 @@ struct conversion {
 // A bound that no sample exceeds.
 inline constexpr std::uint16_t unbounded = 0xFFFF;
 
-// What takes the place of the LUTs: tables of whole conversions; or compact tables on either side. A side without any
-// goes through the LUTs themselves.
+// What takes the place of the LUTs. Either tables of whole conversions; or on each side lines or compact tables, and on
+// a side without any of them the LUTs themselves.
 template <typename sample>
 struct LUT_plan {
     tables<sample> whole{};
     tables<std::uint16_t> inputs{};
     tables<sample> outputs{};
-    std::uint16_t bound = unbounded; // the last sample that `whole` or `inputs` have an entry for
+    std::uint16_t last_in_tables = unbounded; // the largest sample that `whole` or `inputs` have an entry for
+    std::optional<per_channel<line>> input_lines{};
+    std::optional<per_channel<line>> output_lines{};
+    std::uint16_t last_on_lines = unbounded; // the largest sample whose entries are known to be on the input lines
 
-    own_tables<sample> whole_memory{};
-    own_tables<std::uint16_t> input_memory{};
-    own_tables<sample> output_memory{};
+    own_tables<sample, whole_function<sample>> whole_memory{};
+    own_tables<std::uint16_t, input_function> input_memory{};
+    own_tables<sample, output_function<sample>> output_memory{};
 };
 
 template <typename vectors, sample_layout layout>
@@ -120,76 +125,141 @@ inline constexpr std::uint16_t small_input_LUT = 8192;
 template <typename sample>
 void make_whole(LUT_plan<sample>& plan, const conversion<sample>& call, const per_channel<std::uint16_t>& maxima)
 {
-    plan.bound = greatest(maxima);
+    plan.last_in_tables = greatest(maxima);
+    const bool all_have_LUTs = all(call.input_LUTs);
     const auto make = [&](const std::uint32_t* input_LUT, float factor, const channel_settings& finish,
-                          const std::uint32_t* output_LUT, std::uint16_t last) {
-        return plan.whole_memory.make(0, last, plan.bound + std::size_t{1},
-                                      channel_function<sample>{input_LUT, factor, finish, output_LUT});
+                          const std::uint32_t* output_LUT, std::uint16_t maximum) {
+        // A channel without a LUT may have larger samples than there are entries in the others' LUTs.
+        const std::uint16_t last = all_have_LUTs || input_LUT == nullptr ? plan.last_in_tables : maximum;
+        return plan.whole_memory.make({input_LUT, factor, finish, output_LUT}, last,
+                                      plan.last_in_tables + std::size_t{1});
     };
     const per_channel<float> diagonal{call.matrix[8], call.matrix[4], call.matrix[0]};
     plan.whole = plan.whole_memory.if_complete(
         map_channels(make, call.input_LUTs, diagonal, call.settings.channels, call.output_LUTs, maxima));
 }
 
-// The low 16 bits of the input LUTs.
 template <typename sample>
 void make_inputs(LUT_plan<sample>& plan, const conversion<sample>& call, const per_channel<std::uint16_t>& maxima)
 {
-    plan.bound = greatest(maxima);
-    const auto make = [&](const std::uint32_t* LUT, std::uint16_t last) -> const std::uint16_t* {
-        return LUT == nullptr ? nullptr
-                              : plan.input_memory.make(0, last, plan.bound + std::size_t{1}, [LUT](std::size_t x) {
-                                    return static_cast<std::uint16_t>(LUT[x]);
-                                });
+    plan.last_in_tables = greatest(maxima);
+    const auto make = [&](const std::uint32_t* LUT, std::uint16_t maximum) -> const std::uint16_t* {
+        const std::uint16_t last = all(call.input_LUTs) ? plan.last_in_tables : maximum;
+        return LUT != nullptr ? plan.input_memory.make({LUT}, last, plan.last_in_tables + std::size_t{1}) : nullptr;
     };
     plan.inputs = plan.input_memory.if_complete(map_channels(make, call.input_LUTs, maxima));
 }
 
-// The samples that output LUTs and shifts lead to, from clamp to clamp.
 template <typename sample>
 void make_outputs(LUT_plan<sample>& plan, const conversion<sample>& call)
 {
     const auto make = [&](const std::uint32_t* LUT, const channel_settings& finish) -> const sample* {
-        return LUT == nullptr ? nullptr
-                              : plan.output_memory.make(
-                                  finish.clamp_min, finish.clamp_max, finish.clamp_max + std::size_t{1},
-                                  [=](std::size_t value) { return shifted_entry<sample>(LUT[value], finish); });
+        const std::uint16_t last = finish.clamp_max;
+        return LUT != nullptr ? plan.output_memory.make({LUT, finish}, last, last + std::size_t{1}) : nullptr;
     };
     plan.outputs = plan.output_memory.if_complete(map_channels(make, call.output_LUTs, call.settings.channels));
 }
 
-// A plan holds for samples up to those that the image has now; larger ones are to be bounded.
+// Pixels between looks at the samples' size, where a plan depends on it and the image is not searched as a whole.
+inline constexpr std::ptrdiff_t pixels_at_once = 4096;
+
+// The largest sample that meets a LUT in the first of so many pixels.
+template <register_vectors vectors, typename sample>
+std::uint16_t greatest_looked_up(const conversion<sample>& call, std::ptrdiff_t count)
+{
+    const auto if_looked_up = [](const std::uint32_t* LUT, std::uint16_t maximum) {
+        return LUT != nullptr ? maximum : std::uint16_t{0};
+    };
+    return greatest(map_channels(if_looked_up, call.input_LUTs, find_maxima<vectors>(call.input, count)));
+}
+
+// The largest value that meets an output LUT.
+template <typename sample>
+std::uint16_t greatest_value_looked_up(const conversion<sample>& call)
+{
+    const auto if_looked_up = [](const std::uint32_t* LUT, const channel_settings& finish) {
+        return LUT != nullptr ? finish.clamp_max : std::uint16_t{0};
+    };
+    return greatest(map_channels(if_looked_up, call.output_LUTs, call.settings.channels));
+}
+
+// Whether it is worth looking for lines in tables of the values up to `last`: for a line takes some nanoseconds an
+// entry.
+constexpr bool is_worth_lines(std::ptrdiff_t pixel_count, std::uint16_t last)
+{
+    return pixel_count >= 16 * (std::ptrdiff_t{last} + 1);
+}
+
+// The lines of all LUTs, if all of them are lines from their first entry to the last that counts.
+inline std::optional<per_channel<line>> lines_of(const tables<std::uint32_t>& LUTs,
+                                                 const per_channel<std::uint16_t>& first,
+                                                 const per_channel<std::uint16_t>& last, std::uint32_t mask)
+{
+    const auto line_if_any = [mask](const std::uint32_t* LUT, std::uint16_t from, std::uint16_t to) {
+        return LUT != nullptr ? line_of(LUT, from, to, mask) : std::optional(identity_line);
+    };
+    const auto found = map_channels(line_if_any, LUTs, first, last);
+    if (!all_channels([](const auto& each) { return each.has_value(); }, found)) {
+        return std::nullopt;
+    }
+    return map_channels([](const auto& each) { return *each; }, found);
+}
+
+// Looks for the lines of all output LUTs, where that is worth it.
+template <typename sample>
+void find_output_lines(LUT_plan<sample>& plan, const conversion<sample>& call)
+{
+    if (is_worth_lines(call.count, greatest_value_looked_up(call))) {
+        const auto first = [](const channel_settings& of) { return of.clamp_min; };
+        const auto last = [](const channel_settings& of) { return of.clamp_max; };
+        plan.output_lines = lines_of(call.output_LUTs, map_channels(first, call.settings.channels),
+                                     map_channels(last, call.settings.channels), ~std::uint32_t{0});
+    }
+}
+
+// The same for the input LUTs, as far as the first samples tell how far they go: they have as many entries as some
+// number of bits can count.
+template <register_vectors vectors, typename sample>
+void find_input_lines(LUT_plan<sample>& plan, const conversion<sample>& call)
+{
+    const auto beginning = greatest_looked_up<vectors>(call, std::min(call.count, pixels_at_once));
+    const auto last = static_cast<std::uint16_t>(std::bit_ceil(beginning + 1U) - 1);
+    if (is_worth_lines(call.count, last)) {
+        plan.input_lines = lines_of(call.input_LUTs, {0, 0, 0}, {last, last, last}, 0xFFFF);
+        plan.last_on_lines = last;
+    }
+}
+
 template <register_vectors vectors, typename sample>
 LUT_plan<sample> plan_of(const conversion<sample>& call)
 {
     LUT_plan<sample> plan;
     const bool inputs = any(call.input_LUTs);
     const bool outputs = any(call.output_LUTs);
+    if (outputs) {
+        find_output_lines(plan, call);
+    }
+    const bool output_tables = outputs && !plan.output_lines;
 
-    // A table of whole conversions takes the place of two look-ups or conversions at least.
+    // A table of whole conversions takes the place of two look-ups or conversions at least. Lines do better if there is
+    // nothing else.
     const int replaced = (inputs ? 1 : 0) + (call.settings.matrix != nullptr ? 1 : 0) + (outputs ? 1 : 0);
-    const bool whole = replaced >= 2 && is_diagonal(call.matrix);
-    if (whole || inputs) {
+    bool whole = replaced >= 2 && is_diagonal(call.matrix);
+    if (inputs && !(whole && output_tables)) {
+        find_input_lines<vectors>(plan, call);
+    }
+    const bool input_tables = inputs && !plan.input_lines;
+    whole = whole && (input_tables || output_tables);
+    if (whole || input_tables) {
         const auto maxima = find_worthwhile_maxima<vectors>(call.input, call.count, whole ? 0 : small_input_LUT);
         if (maxima && whole) {
             make_whole(plan, call, *maxima);
         } else if (maxima) {
             make_inputs(plan, call, *maxima);
         }
-        if (any(plan.whole)) {
-            return plan;
-        }
-        if (!any(plan.inputs)) {
-            plan.bound = unbounded;
-        }
     }
-    if (outputs) {
-        const auto last = [](const std::uint32_t* LUT, const channel_settings& finish) {
-            return LUT != nullptr ? finish.clamp_max : std::uint16_t{0};
-        };
-        if (is_worth_tables(call.count, greatest(map_channels(last, call.output_LUTs, call.settings.channels)))) {
-            make_outputs(plan, call);
-        }
+    if (!any(plan.whole) && output_tables && is_worth_tables(call.count, greatest_value_looked_up(call))) {
+        make_outputs(plan, call);
     }
     return plan;
 }

@@ -159,7 +159,7 @@ conversion_settings before_look_up(const tables<entry>& outputs, const conversio
     const auto without_shift = [](const entry* table, const channel_settings& of) {
         return table == nullptr ? of : channel_settings{of.clamp_min, of.clamp_max, 0, 0};
     };
-    return {settings.matrix, map_channels(without_shift, outputs, settings.channels)};
+    return {settings.matrix, map_channels(without_shift, outputs, settings.channels), settings.input_lines, nullptr};
 }
 
 // With tables whose entries are the LUTs' own (32 bits) or compact ones.
@@ -207,24 +207,62 @@ void convert_by_tables(const conversion<sample>& call, const tables<sample>& who
     }
 }
 
-// Does what the plan says.
+// Does what the plan says, for samples that are no larger than it knows.
 template <register_vectors vectors, typename sample>
-void run(const LUT_plan<sample>& plan, const conversion<sample>& call)
+void run(const LUT_plan<sample>& plan, conversion<sample> call)
 {
     if (any(plan.whole)) {
-        return convert_by_tables<vectors>(call, plan.whole, plan.bound);
+        return convert_by_tables<vectors>(call, plan.whole, plan.last_in_tables);
     }
-    const auto with_outputs = [&](const auto& inputs) {
+    if (plan.input_lines) {
+        call.settings.input_lines = &*plan.input_lines;
+        call.input_LUTs = {};
+    }
+    if (plan.output_lines) {
+        call.settings.output_lines = &*plan.output_lines;
+        call.output_LUTs = {};
+    }
+    const auto with_outputs = [&](const auto& inputs, std::uint16_t bound) {
         if (any(plan.outputs)) {
-            convert_blocks<vectors>(call, inputs, plan.bound, plan.outputs);
+            convert_blocks<vectors>(call, inputs, bound, plan.outputs);
         } else {
-            convert_blocks<vectors>(call, inputs, plan.bound, call.output_LUTs);
+            convert_blocks<vectors>(call, inputs, bound, call.output_LUTs);
         }
     };
     if (any(plan.inputs)) {
-        with_outputs(plan.inputs);
+        with_outputs(plan.inputs, plan.last_in_tables);
+    } else if (any(call.input_LUTs) || any(call.output_LUTs)) {
+        with_outputs(call.input_LUTs, unbounded);
     } else {
-        with_outputs(call.input_LUTs);
+        convert<vectors>(call.input, call.output, call.count, call.settings);
+    }
+}
+
+template <typename sample>
+conversion<sample> part_of(const conversion<sample>& call, std::ptrdiff_t first, std::ptrdiff_t count)
+{
+    conversion<sample> part = call;
+    part.input = call.input.from_pixel(first);
+    part.output = call.output.from_pixel(first);
+    part.count = count;
+    return part;
+}
+
+// Plans and runs a call. The lines of a plan hold up to a sample; where larger ones begin, the rest gets a plan of its
+// own. Should samples become larger after they were looked at, then their entry is that of the last one on the line.
+template <register_vectors vectors, typename sample>
+void convert_with_LUTs(const conversion<sample>& call)
+{
+    const LUT_plan<sample> plan = plan_of<vectors>(call);
+    if (any(plan.whole) || !plan.input_lines || plan.last_on_lines == unbounded) {
+        return run<vectors>(plan, call);
+    }
+    for (std::ptrdiff_t i = 0; i < call.count; i += pixels_at_once) {
+        const auto part = part_of(call, i, std::min(call.count - i, pixels_at_once));
+        if (greatest_looked_up<vectors>(part, part.count) > plan.last_on_lines) {
+            return convert_with_LUTs<vectors>(part_of(call, i, call.count - i));
+        }
+        run<vectors>(plan, part);
     }
 }
 

@@ -101,6 +101,8 @@ struct avx512_vectors : x86_memory {
     static words move_to_upper_bytes(words value) { return _mm512_slli_epi16(value, 8); }
 
     static words shift_left_integers(words value, shift_count bits) { return _mm512_sll_epi32(value, bits); }
+    static words min_integers(words a, words b) { return _mm512_min_epi32(a, b); }
+    static words max_integers(words a, words b) { return _mm512_max_epi32(a, b); }
     static words upper_of_product_and_sum(words x, words factor, words summand)
     {
         const words even = _mm512_add_epi64(_mm512_mul_epu32(x, factor), summand);

@@ -96,9 +96,12 @@ concept register_vectors =
     words = vectors::shift_right(words, bits);
     words = vectors::move_to_upper_bytes(words); // a shift to the left by eight
 
-    // On unsigned integers of 32 bits. The second: the upper 32 of the 64 bits of x * factor + summand, for each
-    // integer x, where every integer of `factor` is the same, and so is every 64-bit integer of `summand`.
+    // On integers of 32 bits; the smaller and the greater of signed ones.
     words = vectors::shift_left_integers(words, bits);
+    words = vectors::min_integers(words, words);
+    words = vectors::max_integers(words, words);
+    // For each unsigned integer x the upper 32 of the 64 bits of x * factor + summand, the other two arguments. Every
+    // integer of `factor` is the same, and so is every 64-bit integer of `summand`.
     words = vectors::upper_of_product_and_sum(words, words, words);
 
     // Signed integers as floats, exact up to 2^24, and back; back truncates, and what does not fit, as NaN, becomes the

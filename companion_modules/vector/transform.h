@@ -1,7 +1,6 @@
 // One transform call, up to the last whole register of pixels: without LUTs in one pass, with LUTs by a plan.
 #pragma once
 
-#include "LUT_plan.h"
 #include "LUT_stages.h"
 #include "convert.h"
 #include "image.h"
@@ -49,7 +48,7 @@ std::uint32_t transform(const transform_parameters& parameters)
         .input_LUTs = map_channels([](const channel_parameters& of) { return of.input_LUT; }, channels),
         .output_LUTs = map_channels([](const channel_parameters& of) { return of.output_LUT; }, channels)};
     if (any(call.input_LUTs) || any(call.output_LUTs)) {
-        run<vectors>(plan_of<vectors>(call), call);
+        convert_with_LUTs<vectors>(call);
     } else {
         convert<vectors>(call.input, call.output, call.count, call.settings);
     }

@@ -71,6 +71,41 @@ TEST_F(live_frame, looks_up_nothing_but_entries_of_the_LUTs)
     }
 }
 
+// The same where LUTs are lines as far as the samples go at first, and end there: samples grow soon after they were
+// looked at. Beyond 8,191 the lines would lead out of the entries.
+TEST_F(live_frame, lines_end_where_the_entries_do)
+{
+    random_source random(6);
+    const test_processor processor(depth, depth, random);
+    for (std::uint32_t* const LUT : processor.LUTs().input) {
+        for (std::uint32_t x = 0; x < 1 << depth; ++x) {
+            LUT[x] = x < 8192 ? 0x3C20 + x / 300 : 0x3C3F;
+        }
+    }
+    pixel_case made;
+    made.pixel_count = pixels;
+    made.channels.fill({0, 0xFFFF, 0});
+    made.matrices = {identity};
+    for (int number = 0; number < 36; number += KX_EXTENT_STEP) {
+        made.choices = combination_at(number);
+        made.choices.input_LUT = {true, true, true};
+        made.choices.output_LUT = {};
+        made.choices.shift = {};
+        const auto output_bytes = static_cast<std::size_t>(made.choices.bytes_per_pixel()) * pixels;
+        constexpr std::size_t ahead = 6 * 1000;
+        const guarded_buffer buffer(std::max(input_bytes, ahead + output_bytes));
+        auto* const input = reinterpret_cast<std::uint16_t*>(buffer.begin());
+        std::generate_n(input, input_bytes / 2, [&random] { return static_cast<std::uint16_t>(random() % 8192); });
+        processor.configure(made);
+        ASSERT_EQ(processor.transform(made, input, buffer.begin() + ahead), KX_COLOR_SUCCESS);
+
+        const std::uint8_t* const output = buffer.begin() + ahead;
+        const auto wrong = std::count_if(output, output + output_bytes,
+                                         [](std::uint8_t byte) { return byte != 0 && (byte < 0x20 || byte > 0x3F); });
+        ASSERT_EQ(wrong, 0) << describe(made);
+    }
+}
+
 } // namespace
 
 } // namespace kx_test

@@ -1,0 +1,149 @@
+// LUTs that the vector modules may compute instead of looking up, because they are lines, and tables that channels may
+// share, because their LUTs are equal: large images in which every value occurs.
+#include "harness.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace kx_test {
+
+namespace {
+
+using lines = pixel_test;
+
+// A line as black level and white balance make it: of any slope and height, rounded and clipped.
+void fill_with_line(std::span<std::uint32_t> LUT, double largest, random_source& random)
+{
+    const auto uniform = [&random] { return static_cast<double>(random() >> 11) * 0x1p-53; };
+    const double last = static_cast<double>(LUT.size()) - 1;
+    const double slope = std::exp2(4 * uniform() - 2) * largest / last;
+    const double height = (0.5 * uniform() - 0.25) * largest;
+    const double least = std::floor(0.02 * uniform() * largest);
+    const double greatest = std::ceil((0.7 + 0.3 * uniform()) * largest);
+    const double rounding = random() % 2 == 0 ? 0.5 : 0;
+    for (std::size_t x = 0; x < LUT.size(); ++x) {
+        const double value = std::floor(slope * static_cast<double>(x) + height + rounding);
+        LUT[x] = static_cast<std::uint32_t>(std::clamp(value, least, greatest));
+    }
+}
+
+// A curve now and then, which is none.
+void fill(std::span<std::uint32_t> LUT, double largest, random_source& random)
+{
+    fill_with_line(LUT, largest, random);
+    if (random() % 5 == 0) {
+        const double last = static_cast<double>(LUT.size()) - 1;
+        for (std::size_t x = 0; x < LUT.size(); ++x) {
+            LUT[x] = static_cast<std::uint32_t>(std::lround(std::sqrt(static_cast<double>(x) / last) * largest));
+        }
+    }
+}
+
+TEST_F(lines, of_every_depth_slope_height_and_clip_but_for_one_entry)
+{
+    random_source random(11);
+    pixel_harness harness(17 << 16);
+    for (int depth = 4; depth <= 16; depth += depth == 14 ? 2 : 1) {
+        const int output_depth = depth < 13 ? pick(random, 8, 12) : depth;
+        const test_processor processor(depth, output_depth, random);
+        const std::size_t entries = std::size_t{1} << depth;
+        const std::size_t output_entries = std::size_t{1} << output_depth;
+        const int rounds = depth < 13 ? 30 : 2;
+        for (int round = 0; round < rounds; ++round) {
+            combination choices = combination_at(pick(random, 0, combination_count - 1));
+            for (std::size_t channel = 0; channel < 3; ++channel) {
+                choices.input_LUT[channel] = random() % 4 != 0;
+                choices.output_LUT[channel] = random() % 4 != 0;
+                fill({processor.LUTs().input[channel], entries}, random() % 2 == 0 ? 65535 : 1023, random);
+                fill({processor.LUTs().output[channel], output_entries}, random() % 2 == 0 ? 65535 : 255, random);
+            }
+            const std::size_t most_entries = std::max(entries, output_entries);
+            const auto pixels = static_cast<std::int32_t>(16 * most_entries) + pick(random, 0, 200);
+            pixel_case made = random_case(choices, processor.LUTs(), pixels, random);
+            if (round % 3 != 0) { // dark at first: only later samples tell how far the LUTs go
+                std::fill_n(made.samples.begin(), made.samples.size() / 3, std::uint16_t{1});
+            }
+            ASSERT_TRUE(harness.run(processor, made));
+
+            // One entry off, of any LUT; an output's maybe by a bit that only a shift to the right brings down.
+            const std::size_t channel = random() % 3;
+            if (random() % 2 == 0) {
+                processor.LUTs().input[channel][random() % 3 == 0 ? entries - 1 : random() % entries] += 1;
+            } else {
+                const std::size_t last = made.channels[channel].clamp_max % output_entries;
+                std::uint32_t* const LUT = processor.LUTs().output[channel];
+                LUT[random() % 3 == 0 ? last : random() % output_entries] += random() % 2 == 0 ? 1 : 1 << 16;
+            }
+            ASSERT_TRUE(harness.run(processor, made)) << "with one entry off";
+        }
+    }
+}
+
+// The upper bits of input LUTs do not count.
+TEST_F(lines, under_other_bits)
+{
+    random_source random(12);
+    const test_processor processor(12, 12, random);
+    pixel_harness harness(1 << 17);
+    for (int number = 0; number < 36; ++number) {
+        combination choices = combination_at(number);
+        choices.input_LUT = {true, true, true};
+        for (std::uint32_t* const LUT : processor.LUTs().input) {
+            fill_with_line({LUT, 4096}, 65535, random);
+            std::for_each_n(LUT, 4096, [&random](std::uint32_t& entry) {
+                entry |= static_cast<std::uint32_t>(random() % 4) << 16;
+            });
+        }
+        ASSERT_TRUE(harness.run(processor, random_case(choices, processor.LUTs(), 100'000, random)));
+    }
+}
+
+TEST_F(lines, tables_are_shared_by_none_but_equals)
+{
+    random_source random(13);
+    const test_processor processor(12, 10, random);
+    const auto& [input_depth, output_depth, inputs, outputs] = processor.LUTs();
+    pixel_harness harness(1 << 16);
+    for (int number = 0; number < 120; ++number) {
+        combination choices = combination_at(number % 36);
+        choices.input_LUT.fill(number % 2 == 0);
+        choices.output_LUT = {true, true, true};
+        choices.shift = {-1, -1, -1};
+        pixel_case made = random_case(choices, processor.LUTs(), 60'000, random);
+        made.channels.fill({5, 1000, -2});
+        made.matrices = {number % 3 == 0 ? matrix_values{0.5F, 0, 0, 0, 0.5F, 0, 0, 0, 0.5F}
+                                         : matrix_values{0.1F, 0.05F, 0, 0.1F, 0, 0.1F, 0, 0.15F, 0.1F}};
+        for (const std::size_t channel : {1, 2}) {
+            std::copy_n(inputs[0], 4096, inputs[channel]);
+            std::copy_n(outputs[0], 1024, outputs[channel]);
+        }
+        const std::size_t odd = random() % 3;
+        switch (number % 6) {
+        case 0:
+            outputs[odd][pick(random, 5, 1000)] ^= 4;
+            break;
+        case 1:
+            inputs[odd][pick(random, 0, 4095)] ^= 4;
+            break;
+        case 2:
+            made.channels[odd].clamp_min = 300;
+            break;
+        case 3:
+            made.channels[odd].clamp_max = 400;
+            break;
+        case 4:
+            made.channels[odd].shift_distance = -3;
+            break;
+        default:
+            break;
+        }
+        ASSERT_TRUE(harness.run(processor, made)) << "kind " << number % 6;
+    }
+}
+
+} // namespace
+
+} // namespace kx_test
