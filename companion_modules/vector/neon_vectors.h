@@ -91,6 +91,14 @@ struct neon_vectors {
     {
         return vreinterpretq_u16_u32(vshlq_u32(to_integers(value), vreinterpretq_s32_s16(bits)));
     }
+    static words min_integers(words a, words b)
+    {
+        return vreinterpretq_u16_s32(vminq_s32(vreinterpretq_s32_u16(a), vreinterpretq_s32_u16(b)));
+    }
+    static words max_integers(words a, words b)
+    {
+        return vreinterpretq_u16_s32(vmaxq_s32(vreinterpretq_s32_u16(a), vreinterpretq_s32_u16(b)));
+    }
     static words upper_of_product_and_sum(words x, words factor, words summand)
     {
         const uint32x4_t integers = to_integers(x);
