@@ -1,9 +1,14 @@
-// The kernels' short way to round against the rule, over all 2^32 floats.
+// The short way to round against the rule, over all 2^32 floats: the kernels', and on ARM64 also the vector module's,
+// whose conversions the processor does not have by itself.
 #include "rounding.h"
 
 #include "reference.h"
 
 #include <gtest/gtest.h>
+
+#if defined(KX_ARM64)
+#include "vector/neon_vectors.h"
+#endif
 
 #include <algorithm>
 #include <bit>
@@ -35,6 +40,49 @@ TEST_P(rounding_shortcut, equals_the_rule_after_the_clamp)
         }
     }
 }
+
+std::int32_t truncated(float value)
+{
+    return value >= -0x1p31F && value < 0x1p31F ? static_cast<std::int32_t>(value) : INT32_MIN;
+}
+
+TEST_P(rounding_shortcut, truncates_what_fits_and_nothing_else)
+{
+    const std::uint64_t first = GetParam() * shard_length;
+    for (std::uint64_t bits = first; bits < first + shard_length; bits += KX_FLOAT_STEP) {
+        const float value = std::bit_cast<float>(static_cast<std::uint32_t>(bits));
+        if (kx::truncate(value) != truncated(value)) {
+            FAIL() << value << " (0x" << std::hex << bits << "): " << std::dec << kx::truncate(value);
+        }
+    }
+}
+
+#if defined(KX_ARM64)
+TEST_P(rounding_shortcut, of_registers_is_the_same)
+{
+    using kx::vector::neon_vectors;
+    constexpr std::uint64_t together = 4;
+    const std::uint64_t first = GetParam() * shard_length;
+    for (std::uint64_t bits = first; bits < first + shard_length; bits += together * KX_FLOAT_STEP) {
+        const auto value_at = [bits](std::uint64_t i) {
+            return std::bit_cast<float>(static_cast<std::uint32_t>(bits + i * KX_FLOAT_STEP));
+        };
+        const float values[together] = {value_at(0), value_at(1), value_at(2), value_at(3)};
+        const auto registers = vld1q_f32(values);
+        std::int32_t truncated_values[together];
+        neon_vectors::store(truncated_values, neon_vectors::truncate(registers));
+        const auto sums = neon_vectors::add(registers, neon_vectors::all(kx::just_below_one_half));
+        std::uint16_t rounded[2 * together];
+        neon_vectors::store(rounded, neon_vectors::pack_to_words(neon_vectors::truncate(sums), neon_vectors::zero()));
+        for (std::uint64_t i = 0; i < together; ++i) {
+            if (truncated_values[i] != truncated(values[i]) || rounded[i] != clamped(reference_rounded(values[i]))) {
+                FAIL() << values[i] << " (0x" << std::hex << bits + i * KX_FLOAT_STEP << "): " << std::dec
+                       << truncated_values[i] << ", " << rounded[i];
+            }
+        }
+    }
+}
+#endif
 
 INSTANTIATE_TEST_SUITE_P(shard, rounding_shortcut, testing::Range(std::uint64_t{0}, shard_count));
 
