@@ -52,6 +52,7 @@ TEST_F(LUT_module_test, tables_of_every_size_are_aligned_zero_and_separate)
     std::vector<LUT_pointer> tables;
     for (std::uint32_t i = 0; i < 17; ++i) {
         const std::ptrdiff_t count = std::ptrdiff_t{1} << i;
+        create_with(std::vector<std::uint32_t>(static_cast<std::size_t>(count), ~0U)); // leaves its memory to the next
         tables.emplace_back(create_LUT(static_cast<std::int32_t>(count), i % 2), destroy_LUT);
         std::uint32_t* const data = get_LUT_data(tables[i].get());
         ASSERT_NE(data, nullptr);
