@@ -139,7 +139,8 @@ int main(int count, char** arguments)
         if (count == 3 && std::strcmp(arguments[1], "--level") == 0 && arguments[2] == name_of(level)) {
             return verify(level);
         }
-        levels += (level == 0 ? "" : "|") + name_of(level);
+        levels += level == 0 ? "" : "|";
+        levels += name_of(level);
     }
     const bool asked = count == 2 && std::strcmp(arguments[1], "--help") == 0;
     (asked ? std::cout : std::cerr)
