@@ -41,5 +41,8 @@ install(FILES ${root}/packaging/README.md ${root}/CHANGELOG.md ${root}/THIRD_PAR
   DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT library)
 install(DIRECTORY ${root}/docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
   FILES_MATCHING REGEX "/(host_guide|profiles|benchmarks)\\.[a-z]+$")
+if(KX_TOOLS)
+  install(FILES ${root}/docs/converter.md ${root}/docs/profiles.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT tools)
+endif()
 install(DIRECTORY ${root}/examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
   FILES_MATCHING PATTERN "*.c" PATTERN "*.cpp")

@@ -48,9 +48,8 @@ def recording(tmp_path):
 @pytest.fixture
 def command(recording, kind):
     """The example's, which makes parts of one page."""
-    beside = recording.parent
-    return [*map(str, [EXAMPLE, recording, beside / kind, "--profile", beside / "camera.json", "--format", kind,
-                       "--part-size", "0"])]
+    options = ["--profile", recording.parent / "camera.json", "--format", kind, "--part-size", "0"]
+    return [*map(str, [EXAMPLE, recording, recording.parent / kind, *options])]
 
 
 @pytest.fixture
@@ -58,10 +57,11 @@ def run(cluster, command, monkeypatch, capsys):
     """The example in this process, on the cluster; `meanwhile` is called when the first part has been converted."""
     def run(meanwhile=lambda: None):
         def completed(futures):
-            for number, future in enumerate(distributed.as_completed(futures)):
-                if number == 0:
-                    meanwhile()
-                yield future
+            results = distributed.as_completed(futures)
+            first = next(results)
+            meanwhile()
+            yield first
+            yield from results
 
         monkeypatch.setattr(dask_stacks, "as_completed", completed)
         monkeypatch.setattr(sys, "argv", [*command, "--scheduler", cluster.scheduler_address])
@@ -189,8 +189,8 @@ def test_growing_stacks(recording, run, kind, write, options):
     write(file, STACK[:6], **options)
     content = file.read_bytes()
     file.write_bytes(content[:1500])  # always in the middle of a page
-    for length in [2200, 3000]:
-        code, errors = run(lambda: file.write_bytes(content[:length]))
+    for length in [2200, 3000, None]:
+        code, errors = run(lambda: length and file.write_bytes(content[:length]))
         assert code == 3 and "still grows, or was cut short" in errors
         assert len(begun(folder)) == 1 and done.items() < parts(folder).items()
         done = parts(folder)
