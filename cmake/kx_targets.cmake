@@ -61,6 +61,12 @@ endfunction()
 # Everything that is installed.
 add_custom_target(kx_installed)
 
+# What Windows shows as the file's properties, and the manifest, if there is one.
+function(kx_describe_for_windows target suffix file_type manifest)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc @ONLY)
+  target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+endfunction()
+
 # Makes `target` a shared library named korvex_kvi_NAME.so or .dll. Hosts load it by its bare name or, when it is
 # LINKED, link it: on Windows that takes an import library. Unless it is UNINSTALLED, it ships.
 # EXPORTS names a version script: whatever it does not list stays hidden, also the templates of the standard
@@ -95,9 +101,7 @@ function(kx_shared_library target)
     target_link_options(${target} PRIVATE $<$<CONFIG:Release>:-Wl,--strip-all>)
   endif()
   if(WIN32)
-    # What Windows shows as the file's properties.
-    configure_file(${PROJECT_SOURCE_DIR}/cmake/version.rc.in ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc @ONLY)
-    target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+    kx_describe_for_windows(${target} dll 0x2 "")
   endif()
   if(ARG_UNINSTALLED)
     return()
@@ -127,7 +131,10 @@ function(kx_program target)
   cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES")
   add_executable(${target} ${ARG_SOURCES})
   target_link_libraries(${target} PRIVATE kx_options)
-  if(UNIX)
+  if(WIN32)
+    # Names of files in UTF-8, and of any length.
+    kx_describe_for_windows(${target} exe 0x1 "1 24 \"${PROJECT_SOURCE_DIR}/cmake/program.manifest\"")
+  else()
     set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH "$ORIGIN/../lib")
     if(KX_SANITIZERS)
       # The sanitizers call dlopen in the library's place, so that its RUNPATH does not count for the companion

@@ -10,7 +10,12 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32)
+# Those of scripts/windows_dependencies come first.
+set(CMAKE_FIND_ROOT_PATH ${CMAKE_CURRENT_LIST_DIR}/../build/windows-dependencies /usr/x86_64-w64-mingw32)
+set(KX_WINDOWS_DEPENDENCIES OFF)
+if(EXISTS ${CMAKE_CURRENT_LIST_DIR}/../build/windows-dependencies/complete)
+  set(KX_WINDOWS_DEPENDENCIES ON)
+endif()
 
 # What is built runs under Wine, here with a folder of the build's own for its settings.
 find_program(KX_WINE NAMES wine64 wine PATHS /usr/lib/wine)

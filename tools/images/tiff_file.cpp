@@ -33,7 +33,8 @@ tiff_file::tiff_file(std::unique_ptr<byte_stream> stream, const char* mode, std:
     TIFFOpenOptionsSetMaxSingleMemAlloc(options, max_allocation);
     const auto close = [](thandle_t) { return 0; };
     const auto size = [](thandle_t self) { return static_cast<tiff_file*>(self)->stream_->size(); };
-    tiff_ = TIFFClientOpenExt(name_.c_str(), mode, this, read, write, seek, close, size, nullptr, nullptr, options);
+    tiff_ = TIFFClientOpenExt(name_.string().c_str(), mode, this, read, write, seek, close, size, nullptr, nullptr,
+                              options);
     TIFFOpenOptionsFree(options);
     if (tiff_ == nullptr) {
         fail("cannot be opened as a TIFF file");

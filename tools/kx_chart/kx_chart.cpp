@@ -1,5 +1,6 @@
 // kx_chart: makes a camera's profile from a photograph of a 24-patch colour chart, and judges pictures of the chart.
 #include "commands.h"
+#include "start/start.h"
 
 #include <korvex_kvi_color_processing.h>
 
@@ -132,11 +133,13 @@ int main(int argc, char** argv)
 try {
     CLI::App app("Camera profiles from photographs of a 24-patch colour chart", "kx_chart");
     app.set_version_flag("--version", program, "Print the version and end");
+    app.set_help_all_flag("--help-all", "Print the help messages of all subcommands and exit");
     app.require_subcommand(1);
     add_calibrate(app);
     add_judge(app);
     try {
-        app.parse(argc, argv);
+        const std::vector<char*> words = kx::start_program(argc, argv);
+        app.parse(static_cast<int>(words.size()), words.data());
     } catch (const CLI::ParseError& error) {
         return app.exit(error);
     }

@@ -7,7 +7,7 @@
 namespace kx::convert {
 
 // A count that changes in a log file helps nobody.
-void console::begin_progress(unsigned long steps)
+void console::begin_progress(std::size_t steps)
 {
     steps_ = steps > 1 && !quiet_ && standard_error_is_terminal() ? steps : 0;
     done_ = 0;

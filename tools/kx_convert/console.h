@@ -1,6 +1,7 @@
 // What the program says while it works: progress, warnings, errors, information.
 #pragma once
 
+#include <cstddef>
 #include <iosfwd>
 #include <mutex>
 #include <string>
@@ -17,7 +18,7 @@ public:
     ~console() { end_line(); } // what others print begins on a line of its own, too
 
     // Counts so many steps, if anybody watches and there is something to wait for.
-    void begin_progress(unsigned long steps);
+    void begin_progress(std::size_t steps);
     void step();
 
     void warn(const std::string& text);
@@ -31,8 +32,8 @@ private:
 
     bool quiet_;
     std::mutex guard_;
-    unsigned long steps_ = 0; // 0: none are shown
-    unsigned long done_ = 0;
+    std::size_t steps_ = 0; // 0: none are shown
+    std::size_t done_ = 0;
     bool line_is_open_ = false;
 };
 

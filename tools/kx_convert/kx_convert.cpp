@@ -2,11 +2,13 @@
 
 #include "batch.h"
 #include "command_line.h"
+#include "start/start.h"
 
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <new>
+#include <vector>
 
 namespace {
 
@@ -23,8 +25,9 @@ int main(int count, char** arguments)
 #ifdef SIGXFSZ
     std::signal(SIGXFSZ, SIG_IGN); // a write beyond the file size limit then fails like any other
 #endif
+    std::vector<char*> words = kx::start_program(count, arguments);
     try {
-        const auto parsed = kx::convert::parse_command_line(count, arguments);
+        const auto parsed = kx::convert::parse_command_line(static_cast<int>(words.size()), words.data());
         if (const int* exit_code = std::get_if<int>(&parsed)) {
             return *exit_code;
         }
