@@ -158,7 +158,7 @@ def test_stacks_of_all_kinds(recording, run, kind):
     save(recording / "one.tiff", some[0])
     code, errors = run()
     assert (code, len(errors.splitlines())) == (1, 4), errors
-    for problem in ["bright.tif: pages 3 to 3: frame", "grey.tif: its pages are not RGB", "broken.tif: ",
+    for problem in ["bright.tif: pages 3 to 3: ", "grey.tif: its pages are not RGB", "broken.tif: ",
                     "one.tiff: another stack has the same name"]:
         assert f"{recording}/{problem}" in errors
     folder = recording.parent / kind
