@@ -151,7 +151,7 @@ class Refusals(unittest.TestCase):
         ten = GOOD & 1023
         for texts, file in (
                 (("page 3", "1 unsigned 8-bit"), tiff(GOOD, GOOD, grey.astype("uint8"), photometric=None)),
-                (("1 unsigned", "grey"), tiff(grey, photometric="minisblack")),
+                (("grey pages", "--channel-pages"), tiff(grey, photometric="minisblack")),
                 (("fourth sample",), tiff(varying, extrasamples=[0])),
                 (("page 2", "fourth sample"), tiff(FOURTH.transpose(2, 0, 1), varying.transpose(2, 0, 1),
                                                    planarconfig="separate", extrasamples=[0])),

@@ -18,7 +18,7 @@ ledger unread_ledger(false);
 
 } // namespace
 
-std::unique_ptr<image_reader> open_image(const std::filesystem::path& file, ledger& losses)
+std::unique_ptr<image_reader> open_image(const std::filesystem::path& file, ledger& losses, bool channel_pages)
 {
     using namespace std::string_view_literals;
     std::error_code ignored;
@@ -41,7 +41,7 @@ std::unique_ptr<image_reader> open_image(const std::filesystem::path& file, ledg
     }
     for (const std::string_view mark : {"II*\0"sv, "MM\0*"sv, "II+\0"sv, "MM\0+"sv}) {
         if (signature.starts_with(mark)) {
-            return open_tiff(file, losses);
+            return open_tiff(file, losses, channel_pages);
         }
     }
     throw image_error(file, "is neither a TIFF nor a PNG file");

@@ -111,7 +111,10 @@ public:
 // images of unsigned 16- or 8-bit samples. A fourth sample must be the same in all pixels, or opaque if it is alpha:
 // read_page() throws otherwise. What cannot be carried on of the file, and of each page that is read, is entered in
 // `losses`, which must outlive the reader.
-std::unique_ptr<image_reader> open_image(const std::filesystem::path& file, ledger& losses);
+//
+// A TIFF's grey pages are taken as channels where its description (OME-XML, ImageJ) says that they are red, green and
+// blue, or, with `channel_pages`, by threes; the file is refused otherwise.
+std::unique_ptr<image_reader> open_image(const std::filesystem::path& file, ledger& losses, bool channel_pages = false);
 
 // For whom the samples are all that counts.
 std::unique_ptr<image_reader> open_image(const std::filesystem::path& file);

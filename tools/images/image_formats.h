@@ -8,7 +8,7 @@
 
 namespace kx::images {
 
-std::unique_ptr<image_reader> open_tiff(const std::filesystem::path& file, ledger& losses);
+std::unique_ptr<image_reader> open_tiff(const std::filesystem::path& file, ledger& losses, bool channel_pages);
 std::unique_ptr<image_reader> open_png(const std::filesystem::path& file, ledger& losses);
 
 std::unique_ptr<image_writer> create_tiff(const std::filesystem::path& file, const write_options& options,

@@ -70,7 +70,7 @@ std::optional<std::string> other_than_page(TIFF* tiff)
     return (kind & FILETYPE_REDUCEDIMAGE) != 0 ? std::optional("a reduced copy of a page") : std::nullopt;
 }
 
-tiff_page describe_page(tiff_file& file, std::uint32_t number)
+tiff_page describe_page(tiff_file& file, std::uint32_t number, const tiff_page* first)
 {
     TIFF* const tiff = file.get();
     tiff_page page;
@@ -86,16 +86,19 @@ tiff_page describe_page(tiff_file& file, std::uint32_t number)
     page.bits = short_tag(tiff, TIFFTAG_BITSPERSAMPLE);
     page.samples = short_tag(tiff, TIFFTAG_SAMPLESPERPIXEL);
     const std::uint16_t format = short_tag(tiff, TIFFTAG_SAMPLEFORMAT);
-    if ((page.bits != 16 && page.bits != 8) || (page.samples != 3 && page.samples != 4) || format != SAMPLEFORMAT_UINT
-        || photometric != PHOTOMETRIC_RGB) {
+    const bool is_color = photometric == PHOTOMETRIC_RGB && (page.samples == 3 || page.samples == 4);
+    const bool is_grey = photometric == PHOTOMETRIC_MINISBLACK && page.samples == 1;
+    if ((page.bits != 16 && page.bits != 8) || format != SAMPLEFORMAT_UINT || (!is_color && !is_grey)
+        || (first != nullptr && first->is_grey() != is_grey)) {
         file.fail(page.name() + " has " + std::to_string(page.samples) + " " + sample_format_name(format) + " "
                   + std::to_string(page.bits) + "-bit samples a pixel, colour type " + photometric_name(photometric)
                   + "; " + needed_samples);
     }
     image.was_8_bit = page.bits == 8;
     check_dimensions(file.name(), image.width, image.height);
-    image.layout = short_tag(tiff, TIFFTAG_PLANARCONFIG) == PLANARCONFIG_SEPARATE ? arrangement::planar_bgr
-                                                                                  : arrangement::interleaved_rgb;
+    const bool separate = is_color && short_tag(tiff, TIFFTAG_PLANARCONFIG) == PLANARCONFIG_SEPARATE;
+    image.layout = separate ? arrangement::planar_bgr : arrangement::interleaved_rgb;
+    image.channels = is_grey ? 1 : 3;
     image.orientation = short_tag(tiff, TIFFTAG_ORIENTATION);
     page.is_alpha = page.samples == 4 && has_alpha(tiff);
     page.oddities = file.take_warnings();

@@ -1,3 +1,4 @@
+#include "channel_pages.h"
 #include "description.h"
 #include "image_formats.h"
 #include "tiff_page.h"
@@ -41,6 +42,7 @@ public:
         return pages_.at(page).image.pixel_count();
     }
     void read_page(std::uint32_t number, image_16& page) override;
+    [[nodiscard]] bool is_grey() const { return pages_.front().is_grey(); }
     [[nodiscard]] const metadata& notes() const override { return notes_; }
     [[nodiscard]] compression stored_compression() const override { return compression_; }
     [[nodiscard]] bool needs_big_tiff() const override { return needs_big_tiff_; }
@@ -95,7 +97,7 @@ tiff_reader::tiff_reader(const std::filesystem::path& file, ledger& losses)
 
 void tiff_reader::add_pages(tiff_file& handle, bool one_directory)
 {
-    const tiff_page first = describe_page(handle, page_count() + 1);
+    const tiff_page first = describe_page(handle, page_count() + 1, pages_.empty() ? nullptr : &pages_.front());
     if (pages_.empty()) {
         std::uint16_t code = 0;
         TIFFGetFieldDefaulted(handle.get(), TIFFTAG_COMPRESSION, &code);
@@ -154,9 +156,13 @@ void tiff_reader::read_page(std::uint32_t number, image_16& page)
 
 } // namespace
 
-std::unique_ptr<image_reader> open_tiff(const std::filesystem::path& file, ledger& losses)
+std::unique_ptr<image_reader> open_tiff(const std::filesystem::path& file, ledger& losses, bool channel_pages)
 {
-    return std::make_unique<tiff_reader>(file, losses);
+    auto reader = std::make_unique<tiff_reader>(file, losses);
+    if (reader->is_grey()) {
+        return combine_channel_pages(file, std::move(reader), channel_pages, losses);
+    }
+    return reader;
 }
 
 } // namespace kx::images

@@ -160,6 +160,7 @@ void add_file_options(CLI::App& app, settings& wanted)
            "--pages", [&wanted](const std::string& list) { wanted.pages = to_pages(list); },
            "Convert these pages only: 1-10,50 or 7-")
         ->type_name("LIST");
+    app.add_flag("--channel-pages", wanted.channel_pages, "Three grey pages of a TIFF are red, green and blue");
     CLI::Option* const overwrite = app.add_flag("--overwrite", wanted.overwrite, "Replace outputs that exist");
     app.add_flag("--skip-existing", wanted.skip_existing, "Leave files out whose output exists: resumes a run")
         ->excludes(overwrite);

@@ -225,7 +225,7 @@ bool convert_file(const conversion_run& run, const file_task& task, unsigned thr
         throw images::image_error(task.output, "exists already: --overwrite replaces it, --skip-existing leaves it");
     }
     images::ledger losses;
-    const std::unique_ptr<images::image_reader> reader = images::open_image(task.input, losses);
+    const std::unique_ptr<images::image_reader> reader = images::open_image(task.input, losses, wanted.channel_pages);
     const std::vector<std::uint32_t> pages = select_pages(wanted, reader->page_count());
     std::optional<color_conversions> balanced;
     if (wanted.balance_area) {

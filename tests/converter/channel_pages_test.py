@@ -1,0 +1,65 @@
+"""Colour that is stored as one grey page for each channel.
+
+Usage: channel_pages_test.py KX_CONVERT [unittest's arguments]; ends with 77 if NumPy or tifffile is missing.
+"""
+
+import unittest
+
+from converter_case import STACK, ConverterCase, numpy, tifffile
+
+PLANES = numpy.ascontiguousarray(STACK.transpose(0, 3, 1, 2))  # T, C, Y, X
+RAMPS = [numpy.array([numpy.arange(256) * (part == color) for part in range(3)], "uint8") for color in range(3)]
+
+
+def ome(name, planes, axes, names, **more):
+    tifffile.imwrite(name, planes, ome=True, photometric="minisblack",
+                     metadata={"axes": axes, "Channel": {"Name": names}, "PhysicalSizeX": 0.25, **more})
+
+
+class ChannelPages(ConverterCase):
+    def test_descriptions_say_which_pages_are_red_green_and_blue(self):
+        ome("plain.tif", PLANES, "TCYX", ["Red", "Green", "Blue"])
+        ome("turned.tif", PLANES[:, ::-1], "TCYX", ["B", "G", "R"])
+        ome("slow.tif", PLANES.transpose(1, 0, 2, 3), "CTYX", ["red", "green", "blue"])
+        imagej = {"axes": "TCYX", "mode": "composite", "unit": "um"}
+        tifffile.imwrite("imagej.tif", PLANES, imagej=True, metadata=imagej)
+        tifffile.imwrite("tables.tif", PLANES[:, [1, 2, 0]], imagej=True, byteorder="<",
+                         metadata={**imagej, "LUTs": [RAMPS[1], RAMPS[2], RAMPS[0]]})
+        for file in ("plain.tif", "turned.tif", "slow.tif", "imagej.tif", "tables.tif"):
+            self.convert(file, "out.tif", "--overwrite", warns=["three channels become one"])
+            self.assert_pages("out.tif", STACK)
+            with tifffile.TiffFile("out.tif") as tiff:
+                text = tiff.pages[0].description
+                self.assertEqual(tiff.is_imagej, "imagej" in file or "tables" in file)
+                if tiff.is_imagej:
+                    self.assertEqual(set(text.split()[1:]), {"images=5", "frames=5", "hyperstack=true", "loop=false",
+                                                             "unit=um"})
+                else:
+                    self.assertEqual(tiff.series[0].shape, STACK.shape)
+                    self.assertIn('PhysicalSizeX="0.25"', text)
+                    self.assertEqual(text.count("<Channel "), 1)
+            self.convert("out.tif", "again.tif", "--overwrite")
+        self.convert("plain.tif", "out.tif", "--overwrite", "--pages", "2,4-5", "--planar", warns=["picked pages"])
+        self.assert_pages("out.tif", PLANES[[1, 3, 4]])
+
+    def test_others_are_refused_unless_they_are_to_be_taken_by_threes(self):
+        ome("stains.tif", PLANES, "TCYX", ["DAPI", "FITC", "Cy5"])
+        tifffile.imwrite("imagej.tif", PLANES, imagej=True, metadata={"axes": "TCYX", "mode": "grayscale"})
+        tifffile.imwrite("stained.tif", PLANES, imagej=True,
+                         metadata={"axes": "TCYX", "mode": "composite", "LUTs": [RAMPS[0], RAMPS[1], RAMPS[1]]})
+        tifffile.imwrite("bare.tif", PLANES, photometric="minisblack", metadata=None)
+        for file in ("stains.tif", "imagej.tif", "stained.tif", "bare.tif"):
+            self.assertIn("--channel-pages", self.convert(file, "none.tif", expected=1))
+            self.convert(file, "out.tif", "--overwrite", "--channel-pages",
+                         warns=[] if file == "bare.tif" else ["the description, which speaks of grey pages"])
+            self.assert_pages("out.tif", STACK)
+        tifffile.imwrite("seven.tif", PLANES.reshape(-1, 21, 37)[:7], photometric="minisblack", metadata=None)
+        self.assertIn("has 7 grey pages", self.convert("seven.tif", "none.tif", "--channel-pages", expected=1))
+        with tifffile.TiffWriter("sizes.tif") as writer:
+            for page in (PLANES[0, 0], PLANES[0, 1], PLANES[0, 2, :20]):
+                writer.write(page, photometric="minisblack", metadata=None)
+        self.assertIn("another size", self.convert("sizes.tif", "none.tif", "--channel-pages", expected=1))
+
+
+if __name__ == "__main__":
+    unittest.main()
