@@ -97,8 +97,9 @@ def test_parts_of_one_array_are_no_overlap():
             assert np.array_equal(memory, wanted)
 
 
-def test_files_mapped_into_memory(tmp_path):
+def test_files_mapped_into_memory_and_samples_whose_bytes_were_swapped(tmp_path):
     stack = np.memmap(tmp_path / "stack", np.uint16, "w+", shape=(2, 5, 7, 3))
     stack[:] = np.arange(stack.size).reshape(stack.shape)
     with kc.Processor() as processor:
-        assert np.array_equal(processor.transform(stack, shift=1), np.asarray(stack) * 2)
+        for frames in stack, stack.astype(">u2").byteswap().newbyteorder(), stack.astype("<u2"):
+            assert np.array_equal(processor.transform(frames, shift=1), np.asarray(stack) * 2)

@@ -22,6 +22,8 @@ READ_ONLY = np.zeros_like(FRAME)
 READ_ONLY.flags.writeable = False
 BEYOND = FRAME.copy()
 BEYOND[2, 4, 1] = 4096
+ROW = np.zeros((2, 1, 70_000, 3), np.uint16)
+ROW[1, 0, 65_000, 1] = 4097
 
 
 def overlapping():
@@ -35,6 +37,7 @@ def overlapping():
     ("image has the shape", ValueError, {"layout": "planar"}),
     ("image[1, 0, 2, 4, 1] is 4096", ValueError, {"image": np.stack([FRAME, BEYOND])[:, None], "out": None}),
     ("image[1, 2, 4] is 4096", ValueError, {"image": np.moveaxis(BEYOND, -1, 0), "layout": "planar", "out": None}),
+    ("image[1, 0, 65000, 1] is 4097", ValueError, {"image": ROW, "threads": 4, "out": None}),
     ("depth must be 8 or 16", ValueError, {"depth": 12}),
     ("clamp .* above", ValueError, {"clamp": kc.PerChannel((0, 1), (5, 4), (0, 1))}),
     ("clamp .* beyond the blue output LUT", ValueError, {"clamp": (0, 4096)}),
