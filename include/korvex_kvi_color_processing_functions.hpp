@@ -23,11 +23,11 @@ namespace detail {
 
 // Throws std::runtime_error unless the library that has the function serves this header, as far as its file says what
 // it is.
-inline void require_version_of([[maybe_unused]] std::uintptr_t function)
+inline void require_version_of([[maybe_unused]] const void* function)
 {
 #if defined(__linux__)
     Dl_info library{};
-    if (dladdr(reinterpret_cast<void*>(function), &library) == 0) {
+    if (dladdr(function, &library) == 0) {
         return;
     }
     std::ifstream file(library.dli_fname, std::ios::binary);
@@ -99,7 +99,7 @@ struct function_table {
     }
         KX_COLOR_FOR_EACH_FUNCTION(KX_COLOR_FIND)
 #undef KX_COLOR_FIND
-        detail::require_version_of(reinterpret_cast<std::uintptr_t>(table.kx_color_create_color_processor));
+        detail::require_version_of(reinterpret_cast<const void*>(table.kx_color_create_color_processor));
         return table;
     }
 #undef KX_COLOR_FOR_EACH_FUNCTION
