@@ -4,19 +4,11 @@ Usage: arithmetic_test.py KX_CONVERT [unittest's arguments]; ends with 77 if Num
 """
 
 import json
-import os
 import subprocess
-import sys
-import tempfile
 import unittest
 
-try:
-    import numpy as np
-    import tifffile
-except ImportError as missing:
-    print(missing)
-    sys.exit(77)
-CONVERTER = os.path.abspath(sys.argv.pop(1))
+from converter_case import CONVERTER, ConverterCase, tifffile
+from converter_case import numpy as np
 
 CURVES = {
     "srgb": lambda x: np.where(x <= 0.0031308, 12.92 * x, 1.055 * x ** (1 / 2.4) - 0.055),
@@ -69,12 +61,9 @@ def convert(frame, profile, *, input_luts={}, output_luts={}, output_bits=None, 
     return result
 
 
-class Arithmetic(unittest.TestCase):
+class Arithmetic(ConverterCase):
     def setUp(self):
-        self.folder = tempfile.TemporaryDirectory()
-        self.addCleanup(self.folder.cleanup)
-        self.addCleanup(os.chdir, os.getcwd())
-        os.chdir(self.folder.name)
+        super().setUp()
         self.random = np.random.default_rng(7)
         self.runs = 0
 

@@ -10,31 +10,22 @@ import pty
 import shutil
 import subprocess
 import sys
-import tempfile
 import unittest
 
-try:
-    import numpy
-    import tifffile
-except ImportError as missing:
-    print(missing)
-    sys.exit(77)
+from converter_case import CONVERTER, ConverterCase, numpy, tifffile
+
 MAGICK = shutil.which("convert-im6.q16") or shutil.which("magick") or ""
 if not MAGICK or not shutil.which("tiffcp"):
     print("ImageMagick or libtiff's tools are missing")
     sys.exit(77)
-CONVERTER = os.path.abspath(sys.argv.pop(1))
 LIBRARIES = os.path.join(os.path.dirname(CONVERTER), "../lib")
 
 PAGE = (numpy.arange(30 * 20 * 3) * 7919 % 65536).astype("uint16").reshape(20, 30, 3)
 
 
-class Case(unittest.TestCase):
+class Case(ConverterCase):
     def setUp(self):
-        self.folder = tempfile.TemporaryDirectory()
-        self.addCleanup(self.folder.cleanup)
-        self.addCleanup(os.chdir, os.getcwd())
-        os.chdir(self.folder.name)
+        super().setUp()
         for name in ("a.tif", "b.tif", "in/1.tif", "in/2.tif"):
             self.write(name)
 

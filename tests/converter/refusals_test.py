@@ -8,18 +8,11 @@ import pathlib
 import resource
 import struct
 import subprocess
-import sys
 import tempfile
 import unittest
 import zlib
 
-try:
-    import numpy
-    import tifffile
-except ImportError as missing:
-    print(missing)
-    sys.exit(77)
-CONVERTER = os.path.abspath(sys.argv.pop(1))
+from converter_case import CONVERTER, ConverterCase, numpy, tifffile
 
 GOOD = numpy.random.default_rng(5).integers(0, 65536, (150, 150, 3), "uint16")
 FOURTH = numpy.dstack([GOOD, numpy.full(GOOD.shape[:2], 65535, "uint16")])
@@ -54,12 +47,9 @@ def with_tags(data, **tags):
         return path.read_bytes()
 
 
-class Refusals(unittest.TestCase):
+class Refusals(ConverterCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.addCleanup(os.chdir, os.getcwd())
-        os.chdir(folder.name)
+        super().setUp()
         for name, data in (("good.tif", tiff(GOOD)), ("stack.tif", tiff(GOOD, GOOD)), ("protected.tif", b"to be kept"),
                            ("out.tif", b"an older file"), ("out.png", b"an older picture"),
                            ("camera.json", b'{"version": 1, "bits": 12, "tone_curve": "srgb", "output_depth": 8}'),
