@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 # What builds everything but the benchmarks' comparisons, the tests and the Windows version.
-build_packages=(g++ cmake ninja-build libspdlog-dev libfmt-dev libcli11-dev libtiff-dev libpng-dev liblcms2-dev
+build_packages=(g++ cmake ninja-build libspdlog-dev libfmt-dev libcli11-dev libtiff-dev libpng-dev libisal-dev liblcms2-dev
     nlohmann-json3-dev libpugixml-dev python3-dev pybind11-dev)
 
 # need_packages PACKAGE...: installs those Debian packages that are missing, or names them and stops when
