@@ -1,10 +1,9 @@
 // kx_chart: makes a camera's profile from a photograph of a 24-patch colour chart, and judges pictures of the chart.
 #include "commands.h"
+#include "start/command_line_paths.h"
 #include "start/start.h"
 
 #include <korvex_kvi_color_processing.h>
-
-#include <CLI/CLI.hpp>
 
 #include <array>
 #include <exception>

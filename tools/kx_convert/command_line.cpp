@@ -1,10 +1,9 @@
 #include "command_line.h"
 
+#include "start/command_line_paths.h"
 #include "text_numbers.h"
 
 #include <korvex_kvi_color_processing.h>
-
-#include <CLI/CLI.hpp>
 
 #include <map>
 #include <sstream>
@@ -167,7 +166,8 @@ void add_file_options(CLI::App& app, settings& wanted)
     app.add_flag("--stop-at-error", wanted.stop_at_error, "Begin no further file once one has failed");
     app.add_flag("--strict", wanted.strict, "What cannot be carried over is an error, and no output is written");
     app.add_flag("--sync", wanted.sync, "Wait until outputs are on the disk");
-    app.add_flag("--dry-run", wanted.dry_run, "Say what would be read, written and lost: outputs are made, but not kept");
+    app.add_flag("--dry-run", wanted.dry_run,
+                 "Say what would be read, written and lost: outputs are made, but not kept");
 }
 
 void add_camera_options(CLI::App& app, settings& wanted)
