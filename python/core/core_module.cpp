@@ -144,6 +144,7 @@ void fill(py::module_& module)
 namespace py = pybind11;
 
 // What PYBIND11_MODULE writes, but for other interpreters, in which pybind11 would wait for itself.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the name that Python looks for
 extern "C" PYBIND11_EXPORT PyObject* PyInit__core()
 {
     if (PyInterpreterState_Get() != PyInterpreterState_Main()) {
