@@ -233,7 +233,7 @@ bool convert_file(const conversion_run& run, const file_task& task, unsigned thr
     }
     color_conversions& conversions = balanced ? *balanced : run.conversions;
     const auto depth = static_cast<unsigned>(conversions.source().values.output_depth);
-    const std::uint64_t output_pixel_bytes = wanted.channels * (depth / 8);
+    const std::uint64_t output_pixel_bytes = std::uint64_t{wanted.channels} * (depth / 8);
     const std::uint64_t pixels = total_pixels(*reader, pages);
     const bool to_png = images::type_from_suffix(task.output) == images::file_type::png;
     const std::unique_ptr<images::image_writer> writer =
