@@ -205,6 +205,14 @@ inline std::optional<per_channel<line>> lines_of(const tables<std::uint32_t>& LU
     return map_channels([](const auto& each) { return *each; }, found);
 }
 
+// Lines take arithmetic for all channels, where there would be none: the look-ups of one channel alone cost less.
+inline bool are_several(const tables<std::uint32_t>& LUTs)
+{
+    int count = 0;
+    for_each_channel([&count](const std::uint32_t* LUT) { count += LUT != nullptr ? 1 : 0; }, LUTs);
+    return count > 1;
+}
+
 // Looks for the lines of all output LUTs, where that is worth it.
 template <typename sample>
 void find_output_lines(LUT_plan<sample>& plan, const conversion<sample>& call)
@@ -236,7 +244,7 @@ LUT_plan<sample> plan_of(const conversion<sample>& call)
     LUT_plan<sample> plan;
     const bool inputs = any(call.input_LUTs);
     const bool outputs = any(call.output_LUTs);
-    if (outputs) {
+    if (are_several(call.output_LUTs)) {
         find_output_lines(plan, call);
     }
     const bool output_tables = outputs && !plan.output_lines;
@@ -245,7 +253,8 @@ LUT_plan<sample> plan_of(const conversion<sample>& call)
     // nothing else.
     const int replaced = (inputs ? 1 : 0) + (call.settings.matrix != nullptr ? 1 : 0) + (outputs ? 1 : 0);
     bool whole = replaced >= 2 && is_diagonal(call.matrix);
-    if (inputs && !(whole && output_tables)) {
+    const bool computes = call.settings.matrix != nullptr || plan.output_lines;
+    if (inputs && (computes || are_several(call.input_LUTs)) && !(whole && output_tables)) {
         find_input_lines<vectors>(plan, call);
     }
     const bool input_tables = inputs && !plan.input_lines;
