@@ -17,10 +17,9 @@ public:
     logger_client(const logger_client&) = delete;
     logger_client& operator=(const logger_client&) = delete;
 
-    // Formats (printf conventions; up to 511 characters) and hands over one line. Takes no lock. Returns whether the logger module accepted
-    // the line. When memory runs out on the way the line is dropped: no std::bad_alloc leaves.
-    [[gnu::format(printf, 4, 5)]] bool write(std::int32_t level, const call_site& site, const char* format,
-                                             ...) const;
+    // Formats (printf conventions; up to 511 characters) and hands over one line. Takes no lock. Returns whether the
+    // logger module accepted the line. When memory runs out on the way the line is dropped: no std::bad_alloc leaves.
+    [[gnu::format(printf, 4, 5)]] bool write(std::int32_t level, const call_site& site, const char* format, ...) const;
 
     // Writes an error line whose format begins with "%s ", which becomes the error mark.
     void write_error(const char* format, const call_site& site) const;

@@ -20,9 +20,9 @@
  * korvex_kvi_LUT (required), korvex_kvi_logger (diagnostics; without it nothing is logged),
  * korvex_kvi_color_processing_vector_sse and korvex_kvi_color_processing_vector_avx2 (speed; without
  * them the results are the same, only slower). On ARM64 korvex_kvi_color_processing_vector_neon takes the
- * place of the SSE module, and there is no AVX2 module: all that is said of SSE goes for NEON. On Linux they are found beside the library, on Windows
- * beside the host's program, or wherever else the system looks for libraries by default. A library reached
- * through a symbolic link that stands alone in another folder does not find them: link the folder.
+ * place of the SSE module, and there is no AVX2 module: all that is said of SSE goes for NEON. On Linux they are found
+ * beside the library, on Windows beside the host's program, or wherever else the system looks for libraries by default.
+ * A library reached through a symbolic link that stands alone in another folder does not find them: link the folder.
  *
  * Which vector module runs is not reported. A host that wants to know loads the module by its file name and
  * calls its ..._module_initialize: 0 means that it accepts the machine, so that processors use it, AVX2
