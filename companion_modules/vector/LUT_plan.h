@@ -119,8 +119,8 @@ inline bool is_diagonal(const float* matrix)
     return true;
 }
 
-// Up to this value the entries of input LUTs are well in the caches as they are.
-inline constexpr std::uint16_t small_input_LUT = 8192;
+// Up to this value the entries of LUTs are well in the caches as they are.
+inline constexpr std::uint16_t small_LUT = 8192;
 
 template <typename sample>
 void make_whole(LUT_plan<sample>& plan, const conversion<sample>& call, const per_channel<std::uint16_t>& maxima)
@@ -205,7 +205,7 @@ inline std::optional<per_channel<line>> lines_of(const tables<std::uint32_t>& LU
     return map_channels([](const auto& each) { return *each; }, found);
 }
 
-// Lines take arithmetic for all channels, where there would be none: the look-ups of one channel alone cost less.
+// Lines take arithmetic for all channels: the look-ups of one alone cost less.
 inline bool are_several(const tables<std::uint32_t>& LUTs)
 {
     int count = 0;
@@ -213,11 +213,12 @@ inline bool are_several(const tables<std::uint32_t>& LUTs)
     return count > 1;
 }
 
-// Looks for the lines of all output LUTs, where that is worth it.
+// Looks for the lines of all output LUTs, where that is worth it: compact tables of small ones are faster.
 template <typename sample>
 void find_output_lines(LUT_plan<sample>& plan, const conversion<sample>& call)
 {
-    if (is_worth_lines(call.count, greatest_value_looked_up(call))) {
+    const std::uint16_t greatest_value = greatest_value_looked_up(call);
+    if (greatest_value >= small_LUT && is_worth_lines(call.count, greatest_value)) {
         const auto first = [](const channel_settings& of) { return of.clamp_min; };
         const auto last = [](const channel_settings& of) { return of.clamp_max; };
         plan.output_lines = lines_of(call.output_LUTs, map_channels(first, call.settings.channels),
@@ -226,13 +227,15 @@ void find_output_lines(LUT_plan<sample>& plan, const conversion<sample>& call)
 }
 
 // The same for the input LUTs, as far as the first samples tell how far they go: they have as many entries as some
-// number of bits can count.
+// number of bits can count. In small tables narrow registers look up as fast as they compute, and so do those of 16
+// words unless there is a matrix to compute anyway.
 template <register_vectors vectors, typename sample>
 void find_input_lines(LUT_plan<sample>& plan, const conversion<sample>& call)
 {
     const auto beginning = greatest_looked_up<vectors>(call, std::min(call.count, pixels_at_once));
     const auto last = static_cast<std::uint16_t>(std::bit_ceil(beginning + 1U) - 1);
-    if (is_worth_lines(call.count, last)) {
+    const std::ptrdiff_t width_that_pays = is_diagonal(call.matrix) ? 32 : 16;
+    if ((vectors::pixel_count >= width_that_pays || last >= small_LUT) && is_worth_lines(call.count, last)) {
         plan.input_lines = lines_of(call.input_LUTs, {0, 0, 0}, {last, last, last}, 0xFFFF);
         plan.last_on_lines = last;
     }
@@ -253,14 +256,13 @@ LUT_plan<sample> plan_of(const conversion<sample>& call)
     // nothing else.
     const int replaced = (inputs ? 1 : 0) + (call.settings.matrix != nullptr ? 1 : 0) + (outputs ? 1 : 0);
     bool whole = replaced >= 2 && is_diagonal(call.matrix);
-    const bool computes = call.settings.matrix != nullptr || plan.output_lines;
-    if (inputs && (computes || are_several(call.input_LUTs)) && !(whole && output_tables)) {
+    if (are_several(call.input_LUTs) && !(whole && output_tables)) {
         find_input_lines<vectors>(plan, call);
     }
     const bool input_tables = inputs && !plan.input_lines;
     whole = whole && (input_tables || output_tables);
     if (whole || input_tables) {
-        const auto maxima = find_worthwhile_maxima<vectors>(call.input, call.count, whole ? 0 : small_input_LUT);
+        const auto maxima = find_worthwhile_maxima<vectors>(call.input, call.count, whole ? 0 : small_LUT);
         if (maxima && whole) {
             make_whole(plan, call, *maxima);
         } else if (maxima) {
