@@ -9,15 +9,11 @@ import pathlib
 import pty
 import shutil
 import subprocess
-import sys
 import unittest
 
-from converter_case import CONVERTER, ConverterCase, numpy, tifffile
+from converter_case import CONVERTER, MAGICK, ConverterCase, need, numpy, tifffile
 
-MAGICK = shutil.which("convert-im6.q16") or shutil.which("magick") or ""
-if not MAGICK or not shutil.which("tiffcp"):
-    print("ImageMagick or libtiff's tools are missing")
-    sys.exit(77)
+need("tiffcp", MAGICK or "magick")
 LIBRARIES = os.path.join(os.path.dirname(CONVERTER), "../lib")
 
 PAGE = (numpy.arange(30 * 20 * 3) * 7919 % 65536).astype("uint16").reshape(20, 30, 3)
@@ -39,10 +35,6 @@ class Case(ConverterCase):
         self.assertEqual(done.returncode, code, arguments + "\n" + done.stderr)
         return done.stdout, done.stderr
 
-    def everything(self):
-        names = [os.path.join(root, name) for root, _, files in os.walk(".") for name in files]
-        return {name: pathlib.Path(name).read_bytes() for name in names}
-
 
 class CommandLine(Case):
     def test_no_file_is_replaced_unasked(self):
@@ -60,6 +52,7 @@ class CommandLine(Case):
         self.assertEqual(tifffile.imread("b.tif").dtype, "uint8")
 
     def test_folders(self):
+        self.write("in/2.tif", PAGE[::-1])
         self.assertEqual(self.run_with("a.tif -o one")[0], "created the folder one\n")
         self.assertEqual(os.listdir("one"), ["a.tif"])
         self.assertEqual(self.run_with("in a.tif -o many --quiet"), ("", ""))
@@ -68,6 +61,7 @@ class CommandLine(Case):
                          "1 of 3 files converted, 2 skipped, whose output exists\n")
         # What cannot be read does not end the rest; other systems' hidden files are none.
         self.write("in/._1.tif")
+        pathlib.Path("in/notes.txt").write_text("not looked at", encoding="ascii")
         os.symlink("loop.tif", "in/loop.tif")
         os.mkdir("empty")
         os.mkdir("closed", 0)
@@ -77,8 +71,15 @@ class CommandLine(Case):
         self.assertIn("in/loop.tif: ", errors)
         for folder in ("empty", "closed"):
             self.assertIn(f"kx_convert: {folder}: the folder ", errors)
+        numpy.testing.assert_array_equal(tifffile.imread("rest/2.tif"), PAGE[::-1])
+        self.run_with("in/1.tif in/loop.tif in/2.tif -o deep/first/ --stop-at-error --threads 1", 1)
+        self.assertEqual(os.listdir("deep/first"), ["1.tif"])
+        os.remove("in/loop.tif")
+        self.assertEqual(self.run_with("in -o png/ --format png")[0], "created the folder png/\n2 of 2 files converted\n")
+        self.run_with("in/1.tif in/2.tif png/ --quiet")
+        self.assertEqual(sorted(os.listdir("png")), ["1.png", "1.tif", "2.png", "2.tif"])
 
-    def test_a_dry_run_says_what_would_be(self):
+    def test_a_dry_run_says_what_would_be_and_lost(self):
         self.write("odd.tif", extratags=[(34675, "B", 200, b"no profile" * 20, True)])
         os.symlink("loop.tif", "in/loop.tif")
         said, errors = self.run_with("in odd.tif -o new --format png --dry-run", 1)
@@ -86,11 +87,7 @@ class CommandLine(Case):
                                                      "in/2.tif: 1 page to new/2.png", "odd.tif: 1 page to new/odd.png"])
         self.assertIn("odd.tif: not carried over: the ICC profile", errors)
         self.assertIn("in/loop.tif: ", errors)
-
-    def test_strict_makes_a_loss_an_error(self):
-        self.write("odd.tif", extratags=[(34675, "B", 200, b"no profile" * 20, True)])
-        self.assertIn("odd.tif: not carried over: ", self.run_with("odd.tif x.png")[1])
-        os.remove("x.png")
+        # What is lost is an error with --strict.
         self.assertRegex(self.run_with("odd.tif x.png --strict", 1)[1], "odd.tif: --strict: .*not carried over: the ICC profile")
         self.assertFalse(os.path.exists("x.png"))
         self.run_with("a.tif x.tif --strict --sync")

@@ -35,22 +35,15 @@ TEST(profile, wrong_members_are_refused_with_their_paths)
         const char* reason;
     };
     for (const auto& [members, path, reason] : std::vector<refusal>{
-             {R"("gain": 1)", "/gain", "is no member"},
              {R"("a/b~": 1)", "/a~1b~0", "is no member"},
              {R"("output_depth": 8, "output_depth": 16)", "/output_depth", "twice"},
-             {R"("description": 7)", "/description", "must be text"},
              {R"("black_level": [64, 64])", "/black_level", "three numbers"},
-             {R"("black_level": [64, 64, -0.5])", "/black_level/2", "0 to below"},
              {R"("black_level": [4095, 64, 64])", "/black_level/0", "0 to below"},
              {R"("white_balance": [1, 0, 1])", "/white_balance/1", "above 0"},
              {R"("white_balance": [1, 1, 1001])", "/white_balance/2", "at most 1000"},
              {R"("matrix": [1, 0, 0, 0, 1, 0, 0, 0, 1])", "/matrix", "three rows"},
-             {R"("matrix": [[1, 0, 0], [0, 1, 0], [0, null, 1]])", "/matrix/2/1", "must be a number"},
              {R"("matrix": [[1, 0, 0], [0, 1, 0], [0, 0, 1e4]])", "/matrix/2/2", "-1000 to 1000"},
-             {R"("tone_curve": 2.2)", "/tone_curve", "name of a curve or a table"},
-             {R"("tone_curve": "sRGB2")", "/tone_curve", "'sRGB2' is no curve"},
              {R"("tone_curve": "inverse:")", "/tone_curve", "is no curve"},
-             {R"("tone_curve": "gamma:0")", "/tone_curve", "0.01 to 100"},
              {R"("tone_curve": "inverse:gamma:2.2x")", "/tone_curve", "0.01 to 100"},
              {R"("tone_curve": [0])", "/tone_curve", "2 to 65536"},
              {R"("tone_curve": [0, true, 1])", "/tone_curve/1", "must be a number"},
@@ -61,16 +54,12 @@ TEST(profile, wrong_members_are_refused_with_their_paths)
         expect_refused([&] { from_json(text); }, path, reason, text);
     }
     for (const auto& [text, path, reason] : std::vector<refusal>{
-             {"", "", "is no JSON"},
              {"{\"version\": 1,\n \"bits\": 12,}", "", "line 2"},
              {R"({"version": 1, "bits": 12} {})", "", "is no JSON"},
              {"[1, 12]", "", "JSON object"},
-             {R"({"bits": 12})", "/version", "is missing"},
              {R"({"version": 2, "exposure": 3})", "/version", "only version 1"},
-             {R"({"version": "1", "bits": 12})", "/version", "whole number"},
              {R"({"version": 1})", "/bits", "is missing"},
              {R"({"version": 1, "bits": 7})", "/bits", "8 to 16"},
-             {R"({"version": 1, "bits": 17})", "/bits", "8 to 16"},
              {R"({"version": 1, "bits": 1e30})", "/bits", "whole number"},
          }) {
         expect_refused([text = text] { from_json(text); }, path, reason, text);

@@ -6,25 +6,14 @@ Usage: refusals_test.py KX_CONVERT [unittest's arguments]; ends with 77 if NumPy
 import os
 import pathlib
 import resource
-import struct
 import subprocess
 import tempfile
 import unittest
-import zlib
 
-from converter_case import CONVERTER, ConverterCase, numpy, tifffile
+from converter_case import CONVERTER, ConverterCase, numpy, png, tifffile
 
 GOOD = numpy.random.default_rng(5).integers(0, 65536, (150, 150, 3), "uint16")
 FOURTH = numpy.dstack([GOOD, numpy.full(GOOD.shape[:2], 65535, "uint16")])
-
-
-def png(frame, kind):
-    def chunk(name, data):
-        return struct.pack(">I", len(data)) + name + data + struct.pack(">I", zlib.crc32(name + data))
-
-    rows = b"".join(b"\0" + row.astype(">u2").tobytes() for row in frame)
-    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", frame.shape[1], frame.shape[0], 16, kind, 0, 0, 0))
-            + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b""))
 
 
 def tiff(*pages, **options):
@@ -60,9 +49,6 @@ class Refusals(ConverterCase):
         os.mkfifo("pipe.tif", 0o600)
         os.chmod("protected.tif", 0o444)
 
-    def everything(self):
-        return {name: os.path.isfile(name) and pathlib.Path(name).read_bytes() for name in os.listdir()}
-
     def refused(self, arguments, *texts, file=None, name="file", limit=resource.RLIM_INFINITY):
         """`arguments` that begin with an option follow good.tif and out.tif, and the option is named; so is `file`."""
         if file is not None:
@@ -83,27 +69,21 @@ class Refusals(ConverterCase):
 
     def test_options_that_cannot_be_followed(self):
         for arguments, *texts in (
-                ("good.tif", "output"), ("good.tif out.tif third.tif", "third.tif"), ("--sharpen",), ("--matrix 1 2 3", "9"),
-                ("--matrix 1 2 3 4 5 6 7 8 nan", "must be a number"), ("--matrix 1 2 3 4 5 6 7 8 9x", "9x"),
+                ("good.tif", "output"), ("good.tif out.tif third.tif", "third.tif"), ("--depth 12", "12"),
+                ("--matrix 1 2 3", "9"), ("--matrix 1 2 3 4 5 6 7 8 nan", "must be a number"),
                 ("--matrix 2000 0 0 0 1 0 0 0 1", "/matrix/0/0"), ("--matrix-file none.txt", "none.txt", "No such file"),
-                ("--matrix-file .", "Is a directory"), ("--input-bits 17", "8 to 16"),
-                ("--output-lut gamma:0", "gamma:0"), ("--blue-output-lut gamma:0", "gamma:0"),
-                ("--output-lut-bits 0 --output-lut srgb", "0"), ("--output-lut-bits 12", "no output LUT"),
-                ("--green-clamp 7 6", "7", "6"), ("--clamp 0 65536", "65536"), ("--clamp -1 5", "-1"),
+                ("--input-bits 17", "8 to 16"), ("--blue-output-lut gamma:0", "gamma:0"),
+                ("--output-lut-bits 12", "no output LUT"), ("--green-clamp 7 6", "7", "6"), ("--clamp 0 65536", "65536"),
                 ("--clamp 0 65535 --depth 8 --red-shift -7", "65535", "-7", "8-bit"),
                 ("--clamp 0 4096 --output-lut srgb --output-lut-bits 12", "4096", "4095"), ("--shift 16", "16"),
-                ("--shift 1 --profile camera.json", "the curve's entry 128 shifted by 1"), ("--depth 12", "12"),
-                ("--channels 2", "2"), ("--compression zip", "zip"), ("--vector-level sse9", "sse9"),
+                ("--shift 1 --profile camera.json", "the curve's entry 128 shifted by 1"),
                 ("good.tif out.png --channels 4", "--channels", "PNG", "alpha"),
-                ("good.tif out.png --planar", "--planar", "PNG"),
-                ("good.tif out.png --compression none", "--compression", "PNG"), ("--pages 2", "no page 2", "has 1"),
-                ("--pages 1,0-1", "'0-1'"), ("--pages 2-1", "'2-1'"), ("--level 5", "nothing to compress"),
-                ("--threads 0", "0"), ("stack.tif out.png", "out.png", "one page", "2"),
+                ("good.tif out.png --planar", "--planar", "PNG"), ("--level 5", "nothing to compress"),
+                ("--pages 2", "no page 2", "has 1"), ("--pages 1,0-1", "'0-1'"), ("--pages 2-1", "'2-1'"),
+                ("stack.tif out.png", "out.png", "one page", "2"),
                 ("--profile wrong.json", "--profile: wrong.json: /white_balance/2: must be"),
-                ("good.tif out.tif --profile camera.json --input-bits 10", "beyond the input LUT, whose last entry is 1023"),
-                ("--black-level 1 2", "3 required"), ("--black-level 1 2 255 --input-bits 8", "/black_level/2: must be"),
-                ("--white-balance 1 0 1", "/white_balance/1: must be"), ("--white-balance 1 1", "3 required"),
-                ("--white-balance auto:1,2,3", "4 required"), ("--white-balance auto:1,2,-3,4", "1,2,-3,4"),
+                ("--black-level 1 2 255 --input-bits 8", "/black_level/2: must be"),
+                ("--white-balance auto:1,2,3", "4 required"),
                 ("good.tif out.tif --white-balance auto:140,2,30,4", "good.tif: the area for it lies beyond the picture's 150")):
             self.refused(arguments, *texts)
 
@@ -120,22 +100,18 @@ class Refusals(ConverterCase):
                 ("--output-lut file.cube", "no LUT_1D_SIZE", "0 0 0\n1 1 1\n"),
                 ("--output-lut file.cube", "line 1: LUT_1D_SIZE needs", "LUT_1D_SIZE 1\n"),
                 ("--output-lut file.cube", "has 1 rows; there should be 2", "LUT_1D_SIZE 2\n0 0 0\n"),
-                ("--output-lut file.cube", "line 2: DOMAIN_MAX needs more", "LUT_1D_SIZE 2\nDOMAIN_MAX\n"),
                 ("--output-lut file.cube", "line 3: every row needs", "LUT_1D_SIZE 2\n0 0 0\n1 1\n"),
                 ("--output-lut file.cube", "line 2: values go from 0 to 1", "LUT_1D_SIZE 2\n1.5 0 0\n"),
                 ("--output-lut file.cube", "input range is empty", "LUT_1D_SIZE 2\nDOMAIN_MIN 1 1 1\n0 0 0\n1 1 1\n"),
                 ("--output-lut file.spi1d", "no Length", "Version 1\n{\n0\n1\n}\n"),
-                ("--output-lut file.spi1d", "line 1: '0' has no place", "0\n1\n"),
                 ("--output-lut file.spi1d", "line 1: 'From' has no place", "From 0\n"),
-                ("--output-lut file.spi1d", "line 4: every row needs", "Length 2\nComponents 3\n{\n0\n1\n}\n"),
-                ("--output-lut file", "line 2: 'half' is not a number", "0.5\nhalf\n"),
-                ("--output-lut file", "has 1 rows", "0.5\n")):
+                ("--output-lut file", "line 2: 'half' is not a number", "0.5\nhalf\n")):
             self.refused(arguments, text, file=file, name=arguments.split()[1])
 
     def test_inputs_that_are_no_such_images(self):
         grey, varying, clear = GOOD[..., 0], FOURTH.copy(), FOURTH.copy()
         varying[3, 4, 3] = clear[..., 3] = 0
-        stack, picture = tiff(GOOD, GOOD), png(GOOD, 2)
+        stack, picture = tiff(GOOD, GOOD), png(GOOD)
         deflated = bytearray(tiff(GOOD, compression="zlib", tile=(16, 16)))
         deflated[2000:2200] = b"U" * 200
         ten = GOOD & 1023
@@ -161,11 +137,10 @@ class Refusals(ConverterCase):
 
     def test_outputs_that_cannot_be_written(self):
         for arguments, *texts in (
-                ("good.tif missing/out.tif", "missing/out.tif", "No such file"), ("good.tif out.jpeg", "out.jpeg", "suffix"),
-                ("good.tif /dev/full", "/dev/full", "suffix"), ("good.tif pipe.tif", "pipe.tif", "regular file"),
+                ("good.tif missing/out.tif", "missing/out.tif", "No such file"), ("good.tif /dev/full", "/dev/full", "suffix"),
+                ("good.tif pipe.tif", "pipe.tif", "regular file"),
                 ("good.tif protected.tif", "protected.tif", "write-protected"),
                 ("folder.tif out.tif", "several inputs need a folder", "out.tif"),
-                ("good.tif stack.tif out.tif", "several inputs need a folder", "out.tif"),
                 ("good.tif stack.tif -o new.tif", "new.tif", "names a file"),
                 ("good.tif folder.tif/../good.tif -o folder.tif", "both become", "folder.tif/good.tif"),
                 ("good.tif good.tif", "good.tif", "input"), ("good.tif ./link.tif", "link.tif", "input")):

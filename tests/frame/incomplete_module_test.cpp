@@ -21,7 +21,8 @@ auto all_of(const std::vector<std::string>& modules)
 
 std::string name_of(const testing::TestParamInfo<gap>& info)
 {
-    return info.param.name();
+    const auto& [module, entry_point] = info.param;
+    return entry_point.empty() ? "no_" + module : module + "_without_" + entry_point;
 }
 
 using incomplete_logger_module = incomplete_module;
@@ -33,10 +34,6 @@ TEST_P(incomplete_logger_module, is_done_without)
     EXPECT_EQ(kx.module_initialize(), 0);
     EXPECT_EQ(events(),
               when(found, "logger loaded") + when(obtained, log_obtained[0]) + lines{"LUT loaded"} + LUT_initialized);
-
-    EXPECT_EQ(kx.create_color_processor(8, 17), nullptr);
-    recorder.create_LUT = {2, standins::bad_alloc};
-    EXPECT_EQ(kx.create_color_processor(8, 8), nullptr);
 
     kx_color_processor* const processor = kx.create_color_processor(8, 8);
     ASSERT_NE(processor, nullptr);

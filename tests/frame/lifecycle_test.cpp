@@ -102,19 +102,6 @@ TEST_F(lifecycle_without_LUT_module, hosts_that_initialize_at_once_get_one_logge
     EXPECT_EQ(events(), logger_closed);
 }
 
-using lifecycle_DeathTest = lifecycle;
-
-TEST_F(lifecycle_DeathTest, process_may_end_without_terminate)
-{
-    EXPECT_EXIT(
-        {
-            recorder.announces_free_log = true;
-            kx.module_initialize();
-            std::exit(0);
-        },
-        testing::ExitedWithCode(0), "log closed");
-}
-
 // Ends after the libraries that tests load, as a host's static object may.
 struct late_caller {
     ~late_caller()
@@ -127,6 +114,8 @@ struct late_caller {
     kx_color_processor* processor = nullptr;
 };
 late_caller calls_late; // NOLINT(cert-err58-cpp): made before a library is loaded, which is the point
+
+using lifecycle_DeathTest = lifecycle;
 
 TEST_F(lifecycle_DeathTest, calls_after_the_librarys_end_find_it_not_initialized)
 {

@@ -12,12 +12,6 @@ namespace kx_test {
 struct gap {
     std::string module;      // "logger", "LUT", "sse" or "avx2"; empty: nothing is missing
     std::string entry_point; // empty: the whole module
-
-    // Which stands for the gap in the names of tests.
-    [[nodiscard]] std::string name() const
-    {
-        return entry_point.empty() ? "no_" + module : module + "_without_" + entry_point;
-    }
 };
 
 // Each module of these and each of its entry points in turn, the latter in the order in which the library looks for

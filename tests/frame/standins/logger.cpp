@@ -1,7 +1,6 @@
 // Stand-in for the logger module.
 #include "frame/standins/standin.h"
 
-#include <cstdio>
 #include <thread>
 
 using namespace standins;
@@ -43,9 +42,6 @@ KX_STANDIN_API std::int32_t kvi_log(void* log, std::int32_t level, const char* s
 KX_STANDIN_API std::int32_t kvi_free_log(const char* channel_name, const char* second_name)
 {
     record(call_text("kvi_free_log", channel_name, second_name));
-    if (the_recorder().announces_free_log) {
-        std::fputs("log closed", stderr);
-    }
     throw_if(the_recorder().free_log_throws);
     return 1; // must not matter
 }

@@ -46,7 +46,6 @@ struct recorder {
     std::int32_t log_result = 0;
     exception log_throws = no_exception;
     exception free_log_throws = no_exception;
-    bool announces_free_log = false; // on standard error, for a process that is about to end
     std::int32_t LUT_initialize_result = 0;
     failure create_LUT, get_LUT_data, destroy_LUT;
     std::array<vector_script, 2> vector; // by vector_module
