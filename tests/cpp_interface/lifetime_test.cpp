@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <utility>
 #include <vector>
 
@@ -44,20 +43,6 @@ std::vector<std::int32_t> codes_of_all_calls(kc::processor& processor)
             code_of([&] { (void)blue_of(processor); })};
 }
 
-TEST(lifetime, a_processor_holds_on_to_the_library)
-{
-    auto first = std::make_unique<kc::library>();
-    auto second = std::make_unique<kc::library>();
-    kc::processor processor(*first);
-    first.reset();
-    std::make_unique<kc::library>().reset();
-    kc::processor other(*second); // the LUTs' module is still at hand
-    second.reset();
-    other.enable_input_LUTs(true);
-    EXPECT_EQ(blue_of(processor), 10);
-    EXPECT_EQ(blue_of(other), 0);
-}
-
 TEST(LUTs, are_those_of_the_library)
 {
     kc::processor processor(kc::library(), {3, 5, {}});
@@ -71,14 +56,6 @@ TEST(LUTs, are_those_of_the_library)
     expect_same(processor.output_LUT(kc::channel::blue), kx_color_get_blue_output_LUT, 32);
     expect_same(processor.output_LUT(kc::channel::green), kx_color_get_green_output_LUT, 32);
     expect_same(processor.output_LUT(kc::channel::red), kx_color_get_red_output_LUT, 32);
-}
-
-TEST(lifetime, the_last_one_ends_the_module)
-{
-    auto processor = std::make_unique<kc::processor>(kc::library());
-    EXPECT_EQ(kx_color_clear_matrix(processor->handle()), KX_COLOR_SUCCESS);
-    processor.reset();
-    EXPECT_EQ(kx_color_clear_matrix(nullptr), KX_COLOR_NOT_INITIALIZED);
 }
 
 TEST(lifetime, moved_from_objects_are_empty)

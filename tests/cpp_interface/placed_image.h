@@ -1,158 +1,100 @@
-// Images at awkward places in memory, and plain arithmetic for where their samples are.
+// Images at awkward places in memory, and where their samples are by hand.
 #pragma once
 
 #include "korvex_kvi_color_processing.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
-#include <cstdlib>
-#include <ostream>
 #include <vector>
 
 namespace kx_test {
 
 namespace kc = korvex::color;
 
-enum class place { alone, bottom_up, in_a_larger_image, planes_row_by_row, three_planes, scattered };
-
-inline constexpr place places[] = {
-    place::alone,        place::bottom_up, place::in_a_larger_image, place::planes_row_by_row,
-    place::three_planes, place::scattered};
-inline constexpr kc::pixel_layout layouts[] = {kc::pixel_layout::planar_bgr, kc::pixel_layout::interleaved_bgr,
-                                               kc::pixel_layout::interleaved_rgb};
-
-struct image_kind {
-    kc::pixel_layout layout;
-    place where;
-    std::size_t width;
-    std::size_t height;
-    std::size_t channels;
-};
-
-inline std::ostream& operator<<(std::ostream& stream, const image_kind& kind)
-{
-    return stream << "layout " << static_cast<int>(kind.layout) << ", place " << static_cast<int>(kind.where) << ", "
-                  << kind.width << " x " << kind.height << " x " << kind.channels;
-}
-
 template <typename Sample>
-class placed_image {
-public:
-    explicit placed_image(const image_kind& kind) : kind_(kind)
-    {
-        const bool planar = kind.layout == kc::pixel_layout::planar_bgr;
-        const auto width = static_cast<std::ptrdiff_t>(kind.width);
-        const auto height = static_cast<std::ptrdiff_t>(kind.height);
-        const auto channels = static_cast<std::ptrdiff_t>(kind.channels);
-        column_ = planar ? 1 : channels;
-        row_ = width * column_;
-        std::ptrdiff_t rows = height;
-        if (kind.where == place::in_a_larger_image) {
-            row_ += 7 * column_;
-            rows += 4;
-            origin_ = 2 * row_ + 3 * column_;
-        } else if (kind.where == place::bottom_up) {
-            row_ = -row_ - 5;
-            origin_ = (1 - height) * row_;
-        }
-        channel_ = planar ? std::max(row_, -row_) * rows : 1;
-        if (kind.where == place::planes_row_by_row && planar) {
-            channel_ = width + 1;
-            row_ = channel_ * channels;
-        } else if (kind.where == place::three_planes && kind.channels == 3) { // of which red comes first
-            column_ = 1;
-            row_ = width + 2;
-            channel_ = -row_ * height - 3;
-            origin_ = -2 * channel_;
-        } else if (kind.where == place::scattered) { // mirrored, and every second column
-            channel_ = planar ? -2 * width * height : -1;
-            column_ = planar ? -2 : -2 * channels;
-            row_ = width * -column_;
-            origin_ = row_ + column_ / 2 - (channels - 1) * channel_;
-        }
-        memory_.assign(static_cast<std::size_t>(height * width * channels * 2 + std::abs(row_) * (height + 6) * 4),
-                       untouched);
-    }
+struct placed_image {
+    kc::image_view<Sample> view;
+    // In samples from the start of the memory, as the distances that follow.
+    std::ptrdiff_t top_left;
+    std::ptrdiff_t row;
+    std::ptrdiff_t column;
+    std::array<std::ptrdiff_t, 4> channels; // blue, green, red, fourth
 
-    [[nodiscard]] kc::image_view<Sample> view()
-    {
-        const auto bytes = [](std::ptrdiff_t samples) { return samples * static_cast<std::ptrdiff_t>(sizeof(Sample)); };
-        const auto channels = static_cast<int>(kind_.channels);
-        if (kind_.where == place::in_a_larger_image) {
-            return kc::image_view<Sample>(memory_.data(), kind_.layout, kind_.width + 7, kind_.height + 4, channels)
-                .rectangle(3, 2, kind_.width, kind_.height);
-        }
-        if (kind_.where == place::three_planes && kind_.channels == 3) {
-            return {&at(0, 0, 0), &at(0, 0, 1), &at(0, 0, 2), kind_.width, kind_.height, bytes(row_)};
-        }
-        if (kind_.where == place::scattered) {
-            const bool rgb = kind_.layout == kc::pixel_layout::interleaved_rgb;
-            return {&at(0, 0, rgb ? 2 : 0),
-                    rgb ? kc::channel_order::rgb : kc::channel_order::bgr,
-                    kind_.width,
-                    kind_.height,
-                    channels,
-                    {bytes(row_), bytes(column_), bytes(channel_)}};
-        }
-        const bool row_by_row = kind_.where == place::planes_row_by_row;
-        return {memory_.data() + origin_,
-                kind_.layout,
-                kind_.width,
-                kind_.height,
-                channels,
-                kind_.where == place::alone ? 0 : bytes(row_),
-                row_by_row ? bytes(channel_) : 0};
-    }
-
-    // Channels count blue, green, red, fourth in every layout.
-    Sample& at(std::size_t x, std::size_t y, std::size_t channel)
-    {
-        const bool swapped = kind_.layout == kc::pixel_layout::interleaved_rgb && channel < 3
-                             && !(kind_.where == place::three_planes && kind_.channels == 3);
-        return memory_.at(static_cast<std::size_t>(
-            origin_ + static_cast<std::ptrdiff_t>(y) * row_ + static_cast<std::ptrdiff_t>(x) * column_
-            + static_cast<std::ptrdiff_t>(swapped ? 2 - channel : channel) * channel_));
-    }
-
-    // Calls visit(sample, its number in an image of interleaved bgr pixels).
+    // Calls visit(sample's place in memory, its number in an image of interleaved bgr pixels).
     template <typename Visit>
-    void for_each_sample(const Visit& visit)
+    void for_each_sample(const Visit& visit) const
     {
         std::size_t number = 0;
-        for (std::size_t y = 0; y < kind_.height; ++y) {
-            for (std::size_t x = 0; x < kind_.width; ++x) {
-                for (std::size_t channel = 0; channel < kind_.channels; ++channel) {
-                    visit(at(x, y, channel), number++);
+        for (std::size_t y = 0; y < view.height(); ++y) {
+            for (std::size_t x = 0; x < view.width(); ++x) {
+                const auto pixel =
+                    top_left + static_cast<std::ptrdiff_t>(y) * row + static_cast<std::ptrdiff_t>(x) * column;
+                for (std::size_t channel = 0; channel < static_cast<std::size_t>(view.channels()); ++channel) {
+                    visit(static_cast<std::size_t>(pixel + channels[channel]), number++);
                 }
             }
         }
     }
-
-    // Whether the image has these samples, in that order, and nothing else in its memory was written.
-    [[nodiscard]] bool holds_just(const std::vector<Sample>& expected)
-    {
-        bool right = true;
-        for_each_sample([&](Sample& sample, std::size_t number) {
-            right = right && sample == expected[number];
-            sample = untouched;
-        });
-        return right && is_untouched();
-    }
-
-    [[nodiscard]] bool is_untouched() const
-    {
-        return std::all_of(memory_.begin(), memory_.end(), [](Sample sample) { return sample == untouched; });
-    }
-
-private:
-    static constexpr auto untouched = static_cast<Sample>(0xA5A5);
-
-    image_kind kind_;
-    std::ptrdiff_t origin_ = 0; // in samples, as the distances that follow
-    std::ptrdiff_t row_ = 0;
-    std::ptrdiff_t column_ = 0;
-    std::ptrdiff_t channel_ = 0;
-    std::vector<Sample> memory_;
 };
+
+// An image of each constructor, layout and kind of strides, all in the same memory.
+template <typename Sample>
+std::vector<placed_image<Sample>> placed_images(std::vector<Sample>& memory, std::size_t width, std::size_t height,
+                                                std::size_t channels)
+{
+    constexpr auto planar = kc::pixel_layout::planar_bgr;
+    constexpr auto bgr = kc::pixel_layout::interleaved_bgr;
+    constexpr auto rgb = kc::pixel_layout::interleaved_rgb;
+    constexpr auto bytes = static_cast<std::ptrdiff_t>(sizeof(Sample));
+    const auto w = static_cast<std::ptrdiff_t>(width);
+    const auto h = static_cast<std::ptrdiff_t>(height);
+    const auto n = static_cast<std::ptrdiff_t>(channels);
+    const auto count = static_cast<int>(channels);
+    const std::ptrdiff_t plane = w * h;
+    const std::ptrdiff_t wide = w + 7;
+    const std::ptrdiff_t wide_plane = wide * (h + 4);
+    memory.resize(2 * (width + 7) * (height + 4) * channels);
+    Sample* const start = memory.data();
+    const auto part_of_larger = [&](kc::pixel_layout layout) {
+        return kc::image_view<Sample>(start, layout, width + 7, height + 4, count).rectangle(3, 2, width, height);
+    };
+    const std::ptrdiff_t scattered = 2 * w * h * n - 1; // mirrored, and every second column
+    std::vector<placed_image<Sample>> all = {
+        {{start, planar, width, height, count}, 0, w, 1, {0, plane, 2 * plane, 3 * plane}},
+        {{start, bgr, width, height, count}, 0, w * n, n, {0, 1, 2, 3}},
+        {{start, rgb, width, height, count}, 0, w * n, n, {2, 1, 0, 3}},
+        {part_of_larger(planar), 2 * wide + 3, wide, 1, {0, wide_plane, 2 * wide_plane, 3 * wide_plane}},
+        {part_of_larger(rgb), (2 * wide + 3) * n, wide * n, n, {2, 1, 0, 3}},
+        {{start + (h - 1) * (w * n + 5), bgr, width, height, count, -(w * n + 5) * bytes}, // bottom up
+         (h - 1) * (w * n + 5),
+         -(w * n + 5),
+         n,
+         {0, 1, 2, 3}},
+        {{start, planar, width, height, count, (w + 1) * n * bytes, (w + 1) * bytes}, // planes alternate row by row
+         0,
+         (w + 1) * n,
+         1,
+         {0, w + 1, 2 * (w + 1), 3 * (w + 1)}},
+        {{start + scattered,
+          kc::channel_order::rgb,
+          width,
+          height,
+          count,
+          {-2 * w * n * bytes, -2 * n * bytes, -bytes}},
+         scattered,
+         -2 * w * n,
+         -2 * n,
+         {-2, -1, 0, -3}},
+    };
+    if (channels == 3) { // planes of their own, of which red comes first
+        all.push_back({{start + 2 * wide_plane, start + wide_plane, start, width, height, (w + 2) * bytes},
+                       0,
+                       w + 2,
+                       1,
+                       {2 * wide_plane, wide_plane, 0, 0}});
+    }
+    return all;
+}
 
 } // namespace kx_test
