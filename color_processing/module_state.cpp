@@ -2,26 +2,16 @@
 
 #include "platform/dynamic_module.h"
 
+#include <cstddef>
 #include <functional>
+#include <memory>
+#include <new>
 
 namespace kx {
 
 namespace {
 
-// Keeps the state from being destroyed.
-union module_storage {
-    module_storage() : state() {}
-    ~module_storage() {} // NOLINT(modernize-use-equals-default): a defaulted one would be deleted
-
-    module_state state;
-};
-module_storage storage;
-
-// Ends with the library, also when the host never terminated it.
-struct logger_guard {
-    ~logger_guard() { storage.state.release_logger(); }
-};
-const logger_guard guard;
+alignas(module_state) std::byte storage[sizeof(module_state)];
 
 // Loads the module anew; what was found before a failure stays. Returns whether all was found.
 bool load(LUT_module& luts)
@@ -38,7 +28,17 @@ bool load(LUT_module& luts)
 
 } // namespace
 
-module_state& the_module = storage.state;
+module_state& the_module = *new (storage) module_state; // so that nothing destroys it
+
+namespace {
+
+// Ends with the library, also when the host never terminated it.
+struct logger_release {
+    void operator()(module_state* state) const { state->release_logger(); }
+};
+const std::unique_ptr<module_state, logger_release> at_the_end(&the_module);
+
+} // namespace
 
 bool module_state::initialize()
 {

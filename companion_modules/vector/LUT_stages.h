@@ -129,7 +129,7 @@ void store_block(const tables<entry>& outputs, const per_channel<channel_setting
                  const image<std::uint16_t>& from, const image<sample>& to, std::ptrdiff_t count)
 {
     const auto look_up_into = [&](const auto& target, std::ptrdiff_t step) {
-        const auto look_up_channel = [&](const entry* table, const channel_settings& finish,
+        const auto look_up_channel = [&](const entry* table, [[maybe_unused]] const channel_settings& finish,
                                          const std::uint16_t* values, auto* samples) {
             if (table == nullptr) {
                 return;
