@@ -142,12 +142,9 @@ class Arithmetic(ConverterCase):
     def test_options_alone(self):
         for bits, options, change, more in (
                 (16, "", {}, {}),
-                (16, "--depth 8", {"output_depth": 8}, {}),
-                (12, "--input-bits 12", {"bits": 12}, {}),
                 (12, "--input-bits 12 --depth 8 --channels 4", {"bits": 12, "output_depth": 8}, {"channels": 4}),
                 (12, "--input-bits 12 --white-balance 1 1 2 --depth 8 --output-lut inverse:rec709",
                  {"bits": 12, "white_balance": [1, 1, 2], "output_depth": 8, "tone_curve": "inverse:rec709"}, {}),
-                (16, "--black-level 9 9 9", {"black_level": [9, 9, 9]}, {}),
                 (16, "--matrix 0 0 1 0.5 0.25 -.25 1.5 0 0", {"matrix": [[0, 0, 1], [0.5, 0.25, -0.25], [1.5, 0, 0]]}, {}),
                 (16, "--input-lut srgb --green-input-lut gamma:2.2", {},
                  {"input_luts": {0: curve_lut("srgb", 16, 65535), 1: curve_lut("gamma:2.2", 16, 65535),

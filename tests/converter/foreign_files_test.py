@@ -4,7 +4,6 @@ Usage: foreign_files_test.py KX_CONVERT [unittest's arguments]; ends with 77 if 
 """
 
 import json
-import os
 import shutil
 import struct
 import subprocess

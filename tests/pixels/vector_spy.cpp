@@ -54,8 +54,7 @@ extern "C" {
 
 KX_EXPORT std::int32_t KX_INITIALIZE()
 {
-    account.initialize_result = find<std::int32_t()>(KX_TEXT(KX_INITIALIZE))();
-    return account.initialize_result;
+    return find<std::int32_t()>(KX_TEXT(KX_INITIALIZE))();
 }
 
 KX_EXPORT std::uint32_t KX_TRANSFORM_8_BIT(const void* parameters)

@@ -12,9 +12,8 @@ namespace kx_test {
 
 // One thread's account: a transform calls a vector module on its own thread.
 struct vector_spy {
-    std::int32_t initialize_result = -1; // the module's own answer, if there is one
-    std::vector<int> calls;              // of transforms, by the bits of their output samples
-    std::uint32_t converted = 0;         // what the last transform returned
+    std::vector<int> calls;      // of transforms, by the bits of their output samples
+    std::uint32_t converted = 0; // what the last transform returned
 };
 
 } // namespace kx_test
