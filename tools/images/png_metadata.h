@@ -26,7 +26,7 @@ private:
         int unit;
     };
 
-    std::optional<density> to_density() const;
+    [[nodiscard]] std::optional<density> to_density() const;
 
     const metadata& about_;
     ledger& losses_;
