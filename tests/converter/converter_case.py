@@ -71,5 +71,4 @@ class ConverterCase(unittest.TestCase):
         return {str(path): path.is_file() and path.read_bytes() for path in pathlib.Path().rglob("*")}
 
     def content(self, name):
-        with open(name, "rb") as file:
-            return file.read()
+        return pathlib.Path(name).read_bytes()

@@ -4,6 +4,7 @@ Usage: nothing_lost_test.py KX_CONVERT [unittest's arguments]; ends with 77 if a
 """
 
 import os
+import pathlib
 import signal
 import stat
 import struct
@@ -19,8 +20,7 @@ PLAIN = {"photometric": "rgb", "metadata": None}
 
 
 def write_png(name, *chunks):
-    with open(name, "wb") as file:
-        file.write(png(STACK[0], chunks=chunks))
+    pathlib.Path(name).write_bytes(png(STACK[0], chunks=chunks))
 
 
 class Pages(ConverterCase):
@@ -60,8 +60,7 @@ class Pages(ConverterCase):
         data = bytearray(self.content("in.tif"))
         start = self.tags("in.tif")["StripOffsets"][0]
         data[start + 100:start + 140] = b"\xff\xd9" * 20
-        with open("bad.tif", "wb") as file:
-            file.write(data)
+        pathlib.Path("bad.tif").write_bytes(data)
         self.assertIn("damaged", self.convert("bad.tif", "none.tif", expected=1))
         self.assertFalse(os.path.exists("none.tif"))
 

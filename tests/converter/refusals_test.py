@@ -3,11 +3,11 @@
 Usage: refusals_test.py KX_CONVERT [unittest's arguments]; ends with 77 if NumPy or tifffile is missing.
 """
 
+import io
 import os
 import pathlib
 import resource
 import subprocess
-import tempfile
 import unittest
 
 from converter_case import CONVERTER, ConverterCase, numpy, png, tifffile
@@ -18,22 +18,19 @@ FOURTH = numpy.dstack([GOOD, numpy.full(GOOD.shape[:2], 65535, "uint16")])
 
 def tiff(*pages, **options):
     """A file's bytes."""
-    with tempfile.TemporaryDirectory() as folder:
-        path = os.path.join(folder, "x.tif")
-        with tifffile.TiffWriter(path) as writer:
-            for page in pages:
-                writer.write(page, metadata=None, **{"photometric": "rgb", **options})
-        return pathlib.Path(path).read_bytes()
+    file = io.BytesIO()
+    with tifffile.TiffWriter(file) as writer:
+        for page in pages:
+            writer.write(page, metadata=None, **{"photometric": "rgb", **options})
+    return file.getvalue()
 
 
 def with_tags(data, **tags):
-    with tempfile.TemporaryDirectory() as folder:
-        path = pathlib.Path(folder, "x.tif")
-        path.write_bytes(data)
-        with tifffile.TiffFile(path, mode="r+") as file:
-            for name, value in tags.items():
-                file.pages[0].tags[name].overwrite(value)
-        return path.read_bytes()
+    file = io.BytesIO(data)
+    with tifffile.TiffFile(file) as reader:
+        for name, value in tags.items():
+            reader.pages[0].tags[name].overwrite(value)
+    return file.getvalue()
 
 
 class Refusals(ConverterCase):

@@ -118,8 +118,6 @@ TEST_F(memory, creation_and_destruction)
         }
     };
     as_memory_fails([] { return kx_color_create_color_processor(16, 16); }, expect_usable_or_null);
-    as_memory_fails([] { return kx_color_create_color_processor(17, 8); },
-                    [](kx_color_processor* processor) { EXPECT_EQ(processor, nullptr); });
 
     kx_color_processor* processor = kx_color_create_color_processor(16, 16);
     as_memory_fails([&] { return kx_color_destroy_color_processor(processor); },
