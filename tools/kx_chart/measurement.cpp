@@ -21,10 +21,11 @@ std::string patch_name(std::size_t index)
 
 void require_within(const images::image_16& picture, std::size_t index, const chart_position& position)
 {
-    const auto column = static_cast<double>(index % patch_columns);
-    const auto row = static_cast<double>(index / patch_columns);
+    const std::size_t column = index % patch_columns;
+    const std::size_t row = index / patch_columns;
     for (const point& corner : {point{-1, -1}, {1, -1}, {1, 1}, {-1, 1}}) {
-        const auto [x, y] = position.to_picture({column + half_edge * corner.x, row + half_edge * corner.y});
+        const auto [x, y] = position.to_picture(
+            {static_cast<double>(column) + half_edge * corner.x, static_cast<double>(row) + half_edge * corner.y});
         if (!(x >= 0.0 && y >= 0.0 && x <= picture.width - 1.0 && y <= picture.height - 1.0)) {
             throw std::runtime_error(patch_name(index) + " lies beyond the picture's " + std::to_string(picture.width)
                                      + " x " + std::to_string(picture.height) + " pixels: are the corners right?");
@@ -72,8 +73,9 @@ std::array<patch_measurement, patch_count> measure_patches(const images::image_1
         require_within(picture, index, position);
     }
     for (std::size_t pixel = 0; pixel < picture.pixel_count(); ++pixel) {
-        const auto index = patch_at(position.to_chart(
-            {static_cast<double>(pixel % picture.width), static_cast<double>(pixel / picture.width)}));
+        const std::size_t column = pixel % picture.width;
+        const std::size_t row = pixel / picture.width;
+        const auto index = patch_at(position.to_chart({static_cast<double>(column), static_cast<double>(row)}));
         if (!index) {
             continue;
         }

@@ -51,8 +51,8 @@ double color_conversion::transform(const images::image_16& input, images::image_
     return timed_transform(processor_, options_, input, output);
 }
 
-color_conversions::color_conversions(const korvex::color::library& library, const settings& wanted, camera from)
-    : library_(library), wanted_(wanted), camera_(std::move(from))
+color_conversions::color_conversions(korvex::color::library library, const settings& wanted, camera from)
+    : library_(std::move(library)), wanted_(wanted), camera_(std::move(from))
 {
     of_bits(16);
 }

@@ -36,7 +36,7 @@ private:
 class color_conversions {
 public:
     // Throws option_error for what cannot be done to 16-bit samples.
-    color_conversions(const korvex::color::library& library, const settings& wanted, camera from);
+    color_conversions(korvex::color::library library, const settings& wanted, camera from);
 
     // Throws option_error and korvex::color::error.
     const color_conversion& of(const images::image_16& page);

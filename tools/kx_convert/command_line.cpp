@@ -124,17 +124,21 @@ void append_matrix(settings& wanted, const nine_numbers& factor)
     }
 }
 
+double to_number(const std::string& word, const std::string& file)
+{
+    if (const auto number = parse_number<double>(word)) {
+        return *number;
+    }
+    throw std::runtime_error(file + ": '" + word + "' is not a number");
+}
+
 nine_numbers read_matrix(const std::string& file)
 try {
     nine_numbers matrix{};
     std::size_t count = 0;
     for (const text_line& line : read_words(file)) {
         for (const std::string& word : line.words) {
-            const auto number = parse_number<double>(word);
-            if (!number) {
-                throw std::runtime_error(file + ": '" + word + "' is not a number");
-            }
-            matrix.at(std::min<std::size_t>(count++, 8)) = *number;
+            matrix.at(std::min<std::size_t>(count++, 8)) = to_number(word, file);
         }
     }
     if (count != matrix.size()) {
