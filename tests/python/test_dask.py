@@ -69,23 +69,16 @@ IMAGES = da.from_array(STACK)
 
 
 @pytest.mark.parametrize("error, says, call", [
-    (TypeError, "image must be a NumPy array", lambda: PROFILE.apply(STACK.tolist())),
     (TypeError, "out is for NumPy", lambda: PROFILE.apply(IMAGES, out=STACK)),
     (TypeError, "chunks, not MaskedArray", lambda: PROFILE.apply(da.ma.masked_equal(IMAGES, 0))),
     (TypeError, "samples of uint8", lambda: PROFILE.apply(IMAGES.astype(np.uint8))),
     (ValueError, "shape .6, 2, 40, 30, 2.", lambda: PROFILE.apply(IMAGES[..., :2])),
     (ValueError, "3, height, width", lambda: PROFILE.apply(IMAGES, layout="planar")),
-    (ValueError, "channels", lambda: PROFILE.apply(IMAGES, channels=5)),
     (ValueError, "beyond the .* input LUT",
      lambda: PROFILE.apply(da.where(da.arange(30)[:, None] == 29, np.uint16(4096), IMAGES)).compute())])
 def test_what_is_refused(error, says, call):
     with pytest.raises(error, match=says):
         call()
-
-
-def test_map_blocks():
-    """A profile's method is a function like others."""
-    assert np.array_equal(IMAGES.map_blocks(PROFILE.apply, dtype=np.uint8).compute(), PROFILE.apply(STACK))
 
 
 def killing(block, victim, block_id=None):

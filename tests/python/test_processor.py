@@ -161,39 +161,9 @@ def test_nothing_is_kept():
     assert all(now <= count + 2 for now, count in zip([sys.getrefcount(thing) for thing in things], counts))
 
 
-LARGE = np.random.default_rng(2).integers(0, 65536, (200, 300, 3), dtype=np.uint16)
-
-
-def run_threads(*works):
-    with ThreadPoolExecutor(len(works)) as pool:
-        for result in [pool.submit(work) for work in works]:
-            result.result()
-
-
-def test_threads_see_whole_changes():
-    processor = kc.Processor()
-    wanted = [LARGE, LARGE[..., ::-1]]
-    working = 2
-
-    def transform():
-        nonlocal working
-        try:
-            for _ in range(150):
-                result = processor.transform(LARGE, threads=2)
-                assert any(np.array_equal(result, one) for one in wanted)
-        finally:
-            working -= 1
-
-    def change():
-        while working > 0:
-            processor.set_matrix(np.eye(3)[::-1])
-            processor.output_luts.enabled = False
-            processor.clear_matrix()
-
-    run_threads(transform, transform, change)
-
-
-def test_closing_lets_transforms_end():
+def test_threads_see_whole_changes_and_the_end():
+    frame = np.random.default_rng(2).integers(0, 65536, (200, 300, 3), dtype=np.uint16)
+    wanted = [frame, frame[..., ::-1]]
     for _ in range(20):
         processor = kc.Processor()
         started = threading.Barrier(3)
@@ -202,15 +172,22 @@ def test_closing_lets_transforms_end():
             started.wait()
             try:
                 while True:
-                    assert np.array_equal(processor.transform(LARGE), LARGE)
+                    result = processor.transform(frame, threads=2)
+                    assert any(np.array_equal(result, one) for one in wanted)
             except kc.Error as error:
                 assert error.code == 2
 
-        def close():
+        def change():
             started.wait()
+            for _ in range(10):
+                processor.set_matrix(np.eye(3)[::-1])
+                processor.output_luts.enabled = False
+                processor.clear_matrix()
             processor.close()
 
-        run_threads(transform, transform, close)
+        with ThreadPoolExecutor(3) as pool:
+            for end in [pool.submit(work) for work in (transform, transform, change)]:
+                end.result()
     assert processors_alive() == 0
 
 
