@@ -1,7 +1,6 @@
 """What the tests have in common."""
 
 import os
-import subprocess
 
 import pytest
 from hypothesis import HealthCheck, settings
@@ -11,16 +10,6 @@ settings.register_profile(
     "tests", derandomize=True, database=None, deadline=None, suppress_health_check=list(HealthCheck),
     max_examples=int(os.environ.get("KX_TEST_EXAMPLES", "400")))
 settings.load_profile("tests")
-
-
-@pytest.fixture(scope="session")
-def kx_chart():
-    """Runs the program kx_chart, whose path is in KX_CHART."""
-    def run(*arguments):
-        return subprocess.run([os.environ["KX_CHART"], *map(str, arguments)], check=True, capture_output=True,
-                              text=True)
-
-    return run
 
 
 def pytest_sessionfinish(session, exitstatus):

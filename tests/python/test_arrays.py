@@ -14,10 +14,6 @@ ELEMENT = st.floats(-2, 2, width=32)
 MATRIX = st.lists(st.lists(ELEMENT, min_size=3, max_size=3), min_size=3, max_size=3)
 
 
-def per_channel(values):
-    return kc.PerChannel(**values)
-
-
 def each(strategy):
     return st.fixed_dictionaries({name: strategy for name in CHANNELS})
 
@@ -25,7 +21,7 @@ def each(strategy):
 def set_luts(luts, tables):
     for name, table in tables.items():
         getattr(luts, name)[:] = table
-    luts.enabled = per_channel({name: name in tables for name in CHANNELS})
+    luts.enabled = kc.PerChannel(**{name: name in tables for name in CHANNELS})
 
 
 @given(st.data())
@@ -63,7 +59,7 @@ def test_any_array(data):
         frame_before = frame_memory.copy()
         result = processor.transform(
             frame, depth=depth, channels=channels, out=out, threads=2, layout=layout, order=order,
-            out_layout=out_layout, out_order=out_order, **{name: per_channel(of) for name, of in settings.items()})
+            out_layout=out_layout, out_order=out_order, **{name: kc.PerChannel(**of) for name, of in settings.items()})
     assert np.array_equal(result, expected) and result.dtype == expected.dtype
     assert np.array_equal(frame_memory, frame_before)
     if out is not None:
