@@ -12,6 +12,8 @@ namespace kx_test {
 
 namespace kc = korvex::color;
 
+inline constexpr auto bgr = kc::pixel_layout::interleaved_bgr;
+
 template <typename Sample>
 struct placed_image {
     kc::image_view<Sample> view;
@@ -44,7 +46,6 @@ std::vector<placed_image<Sample>> placed_images(std::vector<Sample>& memory, std
                                                 std::size_t channels)
 {
     constexpr auto planar = kc::pixel_layout::planar_bgr;
-    constexpr auto bgr = kc::pixel_layout::interleaved_bgr;
     constexpr auto rgb = kc::pixel_layout::interleaved_rgb;
     constexpr auto bytes = static_cast<std::ptrdiff_t>(sizeof(Sample));
     const auto w = static_cast<std::ptrdiff_t>(width);

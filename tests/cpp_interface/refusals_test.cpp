@@ -1,4 +1,5 @@
 // What is refused, by whom, and that nothing has been written by then.
+#include "cpp_interface/placed_image.h"
 #include "korvex_kvi_color_processing.hpp"
 
 #include <gmock/gmock.h>
@@ -16,7 +17,6 @@ namespace kc = korvex::color;
 using testing::HasSubstr;
 using testing::ThrowsMessage;
 
-constexpr auto bgr = kc::pixel_layout::interleaved_bgr;
 constexpr auto planar = kc::pixel_layout::planar_bgr;
 constexpr std::size_t huge = std::numeric_limits<std::size_t>::max();
 

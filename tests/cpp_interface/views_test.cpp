@@ -14,8 +14,6 @@ namespace kx_test {
 
 namespace {
 
-constexpr auto bgr = kc::pixel_layout::interleaved_bgr;
-
 // Every setting differs from channel to channel, so that none can stand for another.
 class views_test : public testing::Test {
 protected:
