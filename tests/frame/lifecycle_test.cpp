@@ -103,7 +103,7 @@ TEST_F(lifecycle_without_LUT_module, hosts_that_initialize_at_once_get_one_logge
 }
 
 // Ends after the libraries that tests load, as a host's static object may.
-struct late_caller {
+struct late_caller { // NOLINT(cppcoreguidelines-special-member-functions): there is one, and it stays where it is
     ~late_caller()
     {
         if (processor != nullptr) {

@@ -101,7 +101,7 @@ TEST_F(lines, tables_are_shared_by_none_but_equals)
         made.channels.fill({5, 1000, -2});
         made.matrices = {number % 3 == 0 ? matrix_values{0.5F, 0, 0, 0, 0.5F, 0, 0, 0, 0.5F}
                                          : matrix_values{0.1F, 0.05F, 0, 0.1F, 0, 0.1F, 0, 0.15F, 0.1F}};
-        for (const std::size_t channel : {1, 2}) {
+        for (const std::size_t channel : {1U, 2U}) {
             std::copy_n(inputs[0], 4096, inputs[channel]);
             std::copy_n(outputs[0], 1024, outputs[channel]);
         }
