@@ -82,9 +82,15 @@ module_folder::module_folder(const gap& missing)
     std::filesystem::remove_all(path_, in_use);
     std::filesystem::create_directories(path_);
 
-    constexpr auto kept = std::filesystem::copy_options::recursive | std::filesystem::copy_options::skip_existing;
-    copy(path(KX_STANDINS_FOLDER) / "modules", path_, kept);
-    copy(KX_LIBRARY_FILE, path_, kept);
+    const auto copy_here = [this](const path& file) {
+        if (!exists(path_ / file.filename())) { // which the C++ library's own option mistakes on Windows
+            copy_file(file, path_ / file.filename());
+        }
+    };
+    copy_here(KX_LIBRARY_FILE);
+    for (const auto& module : std::filesystem::directory_iterator(path(KX_STANDINS_FOLDER) / "modules")) {
+        copy_here(module.path());
+    }
     if (!missing.module.empty()) {
         const path module = path_ / companions().at(missing.module).file_name;
         if (missing.entry_point.empty()) {
