@@ -23,7 +23,7 @@ module=$(find "$folder/the place" -name "$name")
 cp "$stand_in" "$module"
 rm "${module%/*}/korvex_kvi_logger.${name##*.}"
 # shellcheck disable=SC2086 # a command and its arguments
-if ${RUN:-} "$folder/the place/bin"/kx_verify* --level sse >"$folder/report"; then
+if ${RUN:-} "$folder/the place/bin"/kx_verify* --level "$level" >"$folder/report"; then
     echo "kx_verify found nothing wrong." >&2
     exit 1
 fi
