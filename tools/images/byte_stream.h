@@ -4,6 +4,7 @@
 #include "files/input_file.h"
 #include "files/output_file.h"
 
+#include <limits>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -25,9 +26,11 @@ class input_stream final : public byte_stream {
 public:
     explicit input_stream(std::shared_ptr<const files::input_file> file) : file_(std::move(file)) {}
 
+    // Damaged files say places that no file reaches: what the system cannot count lies behind the end.
     std::size_t read(std::uint64_t place, void* bytes, std::size_t count) override
     {
-        return file_->read(place, bytes, count);
+        constexpr std::uint64_t most = std::numeric_limits<std::int64_t>::max();
+        return place <= most && count <= most - place ? file_->read(place, bytes, count) : 0;
     }
     void write(std::uint64_t, const void*, std::size_t) override {} // libtiff reads only
     std::uint64_t size() override { return file_->size(); }
