@@ -108,7 +108,7 @@ void prepare(const file_job& job, std::uint32_t number, page_state<Sample>& stat
         throw images::image_error(job.task.input, "page " + std::to_string(page + 1) + ": " + error.what());
     }
     facts.clipped = count_clipping(plan.library, input, wanted.info ? 1 : rows_between_samples);
-    facts.used_bits = used_bits(output);
+    facts.uses_range = uses_range(output);
     output.about = std::move(input.about);
     const images::described_output described = job.described(input, plan);
     images::correct_description(output.about, described, job.losses, page + 1);

@@ -49,7 +49,7 @@ void file_report::add_page(const page_facts& facts)
 {
     ++pages_;
     sum_.clipped.add(facts.clipped);
-    sum_.used_bits |= facts.used_bits;
+    sum_.uses_range = sum_.uses_range || facts.uses_range;
     sum_.library_seconds += facts.library_seconds;
 }
 
@@ -59,11 +59,10 @@ void file_report::warn(console& messages, const images::ledger& losses) const
     for (const std::string& line : losses.lines()) {
         messages.warn(input + line);
     }
-    const unsigned sixteenth = 1U << (depth_ - 4);
-    if (sum_.used_bits < sixteenth) {
-        messages.warn(input + "no output sample is above " + std::to_string(sixteenth - 1) + " of "
-                      + std::to_string((1U << depth_) - 1)
-                      + ": --input-bits scales what a camera with fewer bits delivers");
+    if (!sum_.uses_range) {
+        const unsigned full_scale = (1U << depth_) - 1;
+        messages.warn(input + "no output sample is above " + std::to_string(full_scale / 16) + " of "
+                      + std::to_string(full_scale) + ": --input-bits scales what a camera with fewer bits delivers");
     }
     const auto pixels = static_cast<double>(sum_.clipped.pixels);
     for (std::size_t channel = 0; channel < channel_names.size(); ++channel) {

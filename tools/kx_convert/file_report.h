@@ -15,7 +15,7 @@ void carry_metadata(images::metadata& about, const transform_plan& plan, images:
 // What is known of a page's samples once it is converted.
 struct page_facts {
     clipping clipped{};
-    unsigned used_bits = 0; // of the output
+    bool uses_range = false; // of the output
     double library_seconds = 0;
 };
 

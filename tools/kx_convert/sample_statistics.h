@@ -5,6 +5,9 @@
 
 #include "profile/library_settings.h"
 
+#include <algorithm>
+#include <limits>
+
 namespace kx::convert {
 
 struct clipping {
@@ -19,15 +22,12 @@ struct clipping {
 // image.
 clipping count_clipping(const profile::library_settings& library, const images::image_16& input, std::uint32_t step);
 
-// The bits that any of the samples has set.
+// Whether any sample is above a sixteenth of the range. The first one that is ends the search.
 template <typename Sample>
-Sample used_bits(const images::image<Sample>& image)
+bool uses_range(const images::image<Sample>& image)
 {
-    Sample bits = 0;
-    for (const Sample sample : image.samples) {
-        bits = static_cast<Sample>(bits | sample);
-    }
-    return bits;
+    constexpr Sample sixteenth = std::numeric_limits<Sample>::max() / 16;
+    return std::ranges::any_of(image.samples, [](Sample sample) { return sample > sixteenth; });
 }
 
 } // namespace kx::convert
