@@ -1,10 +1,7 @@
 // A file that has its name only when it is complete.
 #pragma once
 
-#include "file_error.h"
-
-#include <cstddef>
-#include <cstdint>
+#include "readable_file.h"
 
 namespace kx::files {
 
@@ -13,10 +10,9 @@ struct output_options {
     bool sync = false;   // commit() waits until all of it is on the disk
 };
 
-// Until commit() the file has no name where the file system allows that, and vanishes with the process whatever ends
-// it. Elsewhere it is called `.kx-` and a number, in the directory where it will stand, and stays there if the process
-// is killed.
-class output_file {
+// Until commit() the file vanishes with the process, whatever ends it, where the file system allows that. Elsewhere it
+// is called `.kx-` and a number, in the directory where it will stand, and stays there if the process is killed.
+class output_file : public readable_file {
 public:
     // Begins an empty file in the directory of `file`, or of what a symbolic link `file` points at. Throws file_error,
     // also if the file is there and must not be replaced, is write-protected or is no regular file.
@@ -27,25 +23,17 @@ public:
     // Without commit() nothing stays of it, and a file of the final name is as it was.
     ~output_file();
 
-    // The name as the caller gave it.
-    [[nodiscard]] const std::filesystem::path& name() const { return name_; }
-
-    // Throw file_error. Fewer bytes than `count` are read at the end of the file only.
+    // Throws file_error.
     void write(std::uint64_t place, const void* bytes, std::size_t count);
-    std::size_t read(std::uint64_t place, void* bytes, std::size_t count) const;
-
-    [[nodiscard]] std::uint64_t size() const noexcept; // 0 if the system cannot tell
 
     // Gives the file its name once the system has taken all of it without error, in place of what had the name before,
-    // whose permissions it takes over. Throws file_error.
+    // whose permissions it takes over. Nothing can be read or written afterwards. Throws file_error.
     void commit();
 
 private:
-    std::filesystem::path name_;
-    std::filesystem::path target_; // what links lead to
     output_options options_;
-    std::filesystem::path temporary_; // empty while the file has no name, or its final one
-    std::intptr_t handle_ = -1;       // the system's
+    std::filesystem::path target_;    // what links lead to
+    std::filesystem::path temporary_; // the name until then, if it needs one; empty in the end
 };
 
 } // namespace kx::files

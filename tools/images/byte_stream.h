@@ -1,8 +1,8 @@
 // What libtiff reads from and writes to: files, or memory.
 #pragma once
 
-#include "files/input_file.h"
 #include "files/output_file.h"
+#include "files/readable_file.h"
 
 #include <limits>
 #include <memory>
@@ -24,7 +24,7 @@ public:
 // One of any number of views of a file.
 class input_stream final : public byte_stream {
 public:
-    explicit input_stream(std::shared_ptr<const files::input_file> file) : file_(std::move(file)) {}
+    explicit input_stream(std::shared_ptr<const files::readable_file> file) : file_(std::move(file)) {}
 
     // Damaged files say places that no file reaches: what the system cannot count lies behind the end.
     std::size_t read(std::uint64_t place, void* bytes, std::size_t count) override
@@ -36,7 +36,7 @@ public:
     std::uint64_t size() override { return file_->size(); }
 
 private:
-    std::shared_ptr<const files::input_file> file_;
+    std::shared_ptr<const files::readable_file> file_;
 };
 
 class output_stream final : public byte_stream {

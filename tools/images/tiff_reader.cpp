@@ -53,7 +53,7 @@ private:
 
     std::filesystem::path name_;
     ledger& losses_;
-    std::shared_ptr<const files::input_file> file_;
+    std::shared_ptr<const files::readable_file> file_;
     std::vector<tiff_page> pages_;
     metadata notes_;
     compression compression_ = compression::none;
@@ -64,7 +64,7 @@ private:
 
 // Goes through all pages first, so that a stack with a page of another kind is refused before any work.
 tiff_reader::tiff_reader(const std::filesystem::path& file, ledger& losses)
-    : name_(file), losses_(losses), file_(std::make_shared<files::input_file>(file))
+    : name_(file), losses_(losses), file_(std::make_shared<files::readable_file>(file))
 {
     std::unique_ptr<tiff_file> handle = open();
     TIFF* const tiff = handle->get();

@@ -1,0 +1,102 @@
+// What files.cpp asks of the system beside POSIX's own calls.
+#pragma once
+
+#include "output_file.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace kx::files {
+
+namespace fs = std::filesystem;
+
+// Why a call has failed.
+inline std::string last_error()
+{
+    return std::generic_category().message(errno);
+}
+
+inline bool may_write(const fs::path& file)
+{
+    return access(file.c_str(), W_OK) == 0;
+}
+
+inline int open_to_read(const fs::path& file)
+{
+    return open(file.c_str(), O_RDONLY | O_CLOEXEC);
+}
+
+inline fs::path directory_of(const fs::path& file)
+{
+    return file.parent_path() / ".";
+}
+
+// Where the system shows an open file that has no name.
+inline std::string shown(int descriptor)
+{
+    return "/proc/self/fd/" + std::to_string(descriptor);
+}
+
+// A new file that vanishes when it is closed, since it has no name; where there are no such files it has the one given.
+inline int create(const fs::path& name)
+{
+    constexpr mode_t permissions = 0666; // without those that the user's mask has
+#ifdef O_TMPFILE
+    const int nameless = open(directory_of(name).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, permissions);
+    if (nameless >= 0 && access(shown(nameless).c_str(), F_OK) == 0) {
+        return nameless;
+    }
+    if (nameless >= 0) {
+        close(nameless); // it could not be given a name
+    }
+#endif
+    return open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, permissions);
+}
+
+// From now on it stays, under its name. It has the permissions of the file that it will replace.
+inline bool keep(int descriptor, const fs::path& name, const fs::path& replaced)
+{
+    struct stat before {};
+    if (stat(replaced.c_str(), &before) == 0 && fchmod(descriptor, before.st_mode & 0777) != 0) {
+        return false;
+    }
+    return access(name.c_str(), F_OK) == 0
+           || linkat(AT_FDCWD, shown(descriptor).c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
+// Not to replace a file has two ways. Some file systems lack the one, some the other.
+inline bool rename_file(const fs::path& from, const fs::path& to, output_options options)
+{
+    if (options.replace) {
+        return std::rename(from.c_str(), to.c_str()) == 0;
+    }
+#ifdef RENAME_NOREPLACE
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+        return true;
+    }
+    if (errno != EINVAL && errno != ENOSYS) {
+        return false;
+    }
+#endif
+    return link(from.c_str(), to.c_str()) == 0 && unlink(from.c_str()) == 0;
+}
+
+inline bool sync_directory_of(const fs::path& file)
+{
+    const int directory = open(directory_of(file).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool done = fsync(directory) == 0;
+    close(directory);
+    return done;
+}
+
+inline void remove_file(const fs::path& file)
+{
+    unlink(file.c_str());
+}
+
+} // namespace kx::files
