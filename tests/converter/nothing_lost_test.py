@@ -69,7 +69,8 @@ class Metadata(ConverterCase):
     def test_tags_keep_their_values_exactly(self):
         kept = [(65010, "2I", 1, (1234567891, 1000000007)), (65011, "2i", 2, (-7, 3, 2147483647, -2147483647)),
                 (51123, "s", 0, '{"Micro": "Manager"}'), (33432, "s", 0, b"photographer\0editor"),
-                (306, "s", 0, "2026-01-02T03:04:05"), (65421, "f", 1, 20.5)]
+                (306, "s", 0, "2026-01-02T03:04:05"), (65421, "f", 1, 20.5),
+                (33723, "I", 3, struct.unpack(">3I", b"IPTC records"))]
         lost = [(65012, 13, 1, 8), (34412, "B", 8, b"12345678"), (33628, "I", 1, 5), (65420, "I", 1, 1),
                 (65426, "I", 2, (5, 6))]
         tifffile.imwrite("in.tif", STACK[0], datetime=None, byteorder=">", **PLAIN, resolutionunit=3,
@@ -77,9 +78,9 @@ class Metadata(ConverterCase):
         for options in ([], ["--bigtiff", "--compression", "deflate"]):
             self.convert("in.tif", "out.tif", *options, warns=["LSM", "tag 65012", "UIC1", "tag 65420", "tag 65426"])
             seen = self.tags("out.tif")
-            names = {51123: "MicroManagerMetadata", 33432: "Copyright", 306: "DateTime"}
+            names = {51123: "MicroManagerMetadata", 33432: "Copyright", 306: "DateTime", 33723: "IPTCNAA"}
             for tag, _, _, value in kept:
-                wanted = {51123: {"Micro": "Manager"}, 33432: "photographer\0editor"}.get(tag, value)
+                wanted = {51123: {"Micro": "Manager"}, 33432: "photographer\0editor", 33723: b"IPTC records"}.get(tag, value)
                 self.assertEqual(seen[names.get(tag, tag)], wanted)
             self.assertEqual((seen["XResolution"], seen["YResolution"]), ((1234567891, 1000000007), (300, 7)))
             self.assertTrue({tag for tag, *_ in lost}.isdisjoint(seen))

@@ -136,9 +136,8 @@ bool write_tag(TIFF* tiff, const tiff_tag& tag, std::vector<tiff_tag>& exact)
     case TIFFTAG_TARGETPRINTER:
         return write_text(tiff, tag.tag, text_of(tag.bytes), exact);
     case TIFFTAG_XMLPACKET:
+    case TIFFTAG_RICHTIFFIPTC:
         return TIFFSetField(tiff, tag.tag, size, tag.bytes.data()) == 1;
-    case TIFFTAG_RICHTIFFIPTC: // counted in 32-bit words by convention, whatever the type was
-        return size % 4 == 0 && TIFFSetField(tiff, tag.tag, size / 4, tag.bytes.data()) == 1;
     default:
         return declare(tiff, tag) && TIFFSetField(tiff, tag.tag, count, tag.bytes.data()) == 1;
     }
@@ -165,7 +164,11 @@ metadata read_metadata(tiff_file& file, std::uint32_t page, ledger& losses)
     const tiff_directory directory(file);
     const bool is_ndpi =
         std::ranges::find(directory.entries(), ndpi_mark, &tiff_entry::tag) != directory.entries().end();
-    for (const tiff_entry& entry : directory.entries()) {
+    for (tiff_entry entry : directory.entries()) {
+        if (entry.tag == TIFFTAG_RICHTIFFIPTC) { // bytes, which many programs count as numbers of 32 bits
+            entry.count = entry.size();
+            entry.type = TIFF_UNDEFINED;
+        }
         const bool is_resolution = entry.tag == TIFFTAG_XRESOLUTION || entry.tag == TIFFTAG_YRESOLUTION;
         if (std::ranges::find(layout_tags, entry.tag) != layout_tags.end()
             || (about.pixels_per_length
