@@ -1,4 +1,4 @@
-// What libtiff reads from and writes to: files, or memory.
+// What libtiff reads from and writes to.
 #pragma once
 
 #include "files/output_file.h"
@@ -7,7 +7,6 @@
 #include <limits>
 #include <memory>
 #include <utility>
-#include <vector>
 
 namespace kx::images {
 
@@ -52,18 +51,6 @@ public:
 
 private:
     files::output_file& file_;
-};
-
-class memory_stream final : public byte_stream {
-public:
-    std::size_t read(std::uint64_t place, void* bytes, std::size_t count) override;
-    void write(std::uint64_t place, const void* bytes, std::size_t count) override;
-    std::uint64_t size() override { return bytes_.size(); }
-
-    [[nodiscard]] const std::byte* data() const { return bytes_.data(); }
-
-private:
-    std::vector<std::byte> bytes_;
 };
 
 } // namespace kx::images

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <future>
+#include <iterator>
 
 namespace kx::images {
 
@@ -108,46 +109,64 @@ struct encoded_strip {
     std::size_t size;
 };
 
-// Some of a page's strips compressed: libtiff writes them to memory, as a file of their own.
-class compressed_strips {
+// What libtiff writes, for those to take who want the strips alone.
+class strip_stream final : public byte_stream {
 public:
-    compressed_strips(const std::filesystem::path& name, const samples_view& page, const write_options& options,
-                      std::uint32_t first, std::uint32_t end)
+    std::size_t read(std::uint64_t, void*, std::size_t) override { return 0; } // libtiff writes only
+    std::uint64_t size() override { return taken_ + bytes_.size(); }
+
+    void write(std::uint64_t place, const void* bytes, std::size_t count) override
     {
-        auto stream = std::make_unique<memory_stream>();
-        memory_ = stream.get();
-        file_ = std::make_unique<tiff_file>(std::move(stream), "w", name);
-        set_layout(*file_, page, options);
-        const strips all(page);
-        for (std::uint32_t strip = first; strip < end; ++strip) {
-            // libtiff's predictor works on a copy.
-            void* const samples = const_cast<std::byte*>(all.samples(strip));
-            if (TIFFWriteEncodedStrip(file_->get(), strip, samples, static_cast<tmsize_t>(all.size(strip))) < 0) {
-                file_->fail("cannot be compressed");
-            }
-            places_.emplace_back(TIFFGetStrileOffset(file_->get(), strip), TIFFGetStrileByteCount(file_->get(), strip));
+        if (place < taken_) {
+            return; // into the header
         }
+        bytes_.resize(std::max(bytes_.size(), place - taken_ + count));
+        std::copy_n(static_cast<const std::byte*>(bytes), count, &bytes_[place - taken_]);
     }
 
-    void add_to(std::vector<encoded_strip>& all) const
+    // What was written since the last call.
+    std::vector<std::byte> take()
     {
-        for (const auto& [offset, size] : places_) {
-            all.push_back({memory_->data() + offset, size});
-        }
+        std::vector<std::byte> taken = bytes_;
+        taken_ += bytes_.size();
+        bytes_.clear();
+        return taken;
     }
 
 private:
-    std::unique_ptr<tiff_file> file_;
-    const memory_stream* memory_;
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> places_;
+    std::vector<std::byte> bytes_;
+    std::uint64_t taken_ = 0;
 };
+
+// Some of a page's strips, compressed by libtiff.
+std::vector<std::vector<std::byte>> compress_strips(const std::filesystem::path& name, const samples_view& page,
+                                                    const write_options& options, std::uint32_t first,
+                                                    std::uint32_t end)
+{
+    auto stream = std::make_unique<strip_stream>();
+    strip_stream& written = *stream;
+    tiff_file file(std::move(stream), "w8", name); // of any size
+    written.take();
+    set_layout(file, page, options);
+    const strips all(page);
+    std::vector<std::vector<std::byte>> compressed;
+    for (std::uint32_t strip = first; strip < end; ++strip) {
+        // libtiff's predictor works on a copy.
+        void* const samples = const_cast<std::byte*>(all.samples(strip));
+        if (TIFFWriteEncodedStrip(file.get(), strip, samples, static_cast<tmsize_t>(all.size(strip))) < 0) {
+            file.fail("cannot be compressed");
+        }
+        compressed.push_back(written.take());
+    }
+    return compressed;
+}
 
 struct encoded_tiff_page final : encoded_page {
     explicit encoded_tiff_page(const samples_view& samples) : page(samples) {}
 
     samples_view page;
     std::vector<encoded_strip> parts;
-    std::vector<compressed_strips> compressed; // what holds the parts, unless the page itself does
+    std::vector<std::vector<std::byte>> compressed; // what holds the parts, unless the page itself does
 };
 
 class tiff_writer final : public image_writer {
@@ -188,20 +207,22 @@ std::unique_ptr<encoded_page> tiff_writer::encode(const samples_view& page, unsi
     }
     // What a strip becomes does not depend on the strips before it, nor the file on the number of threads.
     const std::uint32_t shares = std::clamp(threads, 1U, all.count());
-    std::vector<std::future<compressed_strips>> running;
+    std::vector<std::future<std::vector<std::vector<std::byte>>>> running;
     for (std::uint32_t share = 0; share < shares; ++share) {
         const auto begin_of = [&](std::uint64_t number) {
             return static_cast<std::uint32_t>(all.count() * number / shares);
         };
         const auto policy = share + 1 < shares ? std::launch::async : std::launch::deferred; // the last runs here
         running.push_back(std::async(policy, [this, &page, first = begin_of(share), end = begin_of(share + 1)] {
-            return compressed_strips(output_.name(), page, options_, first, end);
+            return compress_strips(output_.name(), page, options_, first, end);
         }));
     }
     running.back().wait();
     for (auto& share : running) {
-        encoded->compressed.push_back(share.get());
-        encoded->compressed.back().add_to(encoded->parts);
+        std::ranges::move(share.get(), std::back_inserter(encoded->compressed));
+    }
+    for (const std::vector<std::byte>& strip : encoded->compressed) {
+        encoded->parts.push_back({strip.data(), strip.size()});
     }
     return encoded;
 }
