@@ -106,6 +106,8 @@ def test_what_the_profile_says():
     assert list(rows) == NAMES and np.abs(np.sum(profile["matrix"], 1) / np.sum(profile["matrix"][0]) - 1).max() < 1e-9
     tifffile.imwrite("planes.tif", np.moveaxis(picture, -1, 0), photometric="rgb", planarconfig="separate")
     assert calibrated("--black-level", *BLACK, photo="planes.tif")[0] == profile
+    tifffile.imwrite("stack.tif", np.array([picture, 4095 - picture]), photometric="rgb")
+    assert calibrated("--black-level", *BLACK, photo="stack.tif", warns="stack.tif: has 2 pages, of which")[0] == profile
     best, _, _ = calibrated("--black-level", *BLACK, "--fit", "least-squares", "--description", "Lab 3", "--tone-curve",
                             "gamma:2", "--depth", 16)
     sums = np.sum(best["matrix"], 1)
@@ -162,15 +164,16 @@ def test_what_cannot_be_a_profile_changes_nothing(folder):
 def test_report_and_published_colours():
     photograph(exposure=1.35)
     published = [(name, *lab) for name, lab in zip(NAMES, CHART)]
-    published[12] = ("b<l>&ue", *CHART[12] + (10, 0, 0))
+    long_name = "b<l>&ue" + "\u00e9" * 99
+    published[12] = (long_name, *CHART[12] + (10, 0, 0))
     with open("reference.txt", "w", encoding="utf-8-sig") as file:
         print("# row by row", *("{} {}\t{} {} # D50".format(*patch) for patch in published), sep="\n", file=file)
     done = calibrate("--reference", "reference.txt", "--report", "report.svg")
-    largest = re.search(r"Mean CIEDE2000 after [\d.]+, largest ([\d.]+) \(b<l>&ue\)\n", done.stdout)
+    largest = re.search(r"Mean CIEDE2000 after [\d.]+, largest ([\d.]+) \(b<l>&ue\u00e9{99}\)\n", done.stdout)
     picture = xml.etree.ElementTree.parse("report.svg").getroot()
     space = "{http://www.w3.org/2000/svg}"
     texts = [text.text for text in picture.iter(space + "text")]
-    assert f"largest {float(largest[1]):.2f} (b<l>&ue)" in texts[0] and "b<l>&ue" in texts
+    assert f"largest {float(largest[1]):.2f} ({long_name})" in texts[0] and long_name in texts
     assert texts.count("over-exposed: left out") == len(list(picture.iter(space + "path"))) == 1
     rectangles = [(*(float(area.get(name)) for name in ("x", "y", "width")), area.get("fill"))
                   for area in picture.iter(space + "rect")]
@@ -220,6 +223,7 @@ def test_refuses_what_is_wrong(folder):
     tifffile.imwrite("grey.tif", np.full_like(picture, 9), photometric="rgb")
     (folder / "short.txt").write_text("blue 1 2 3\n")
     (folder / "wrong.txt").write_text("\nblue 1 2 x\n")
+    (folder / "latin.txt").write_bytes(b"t\xfcrkis 1 2 3\n")
     (folder / "link.json").symlink_to("photo.tif")
     (folder / "old.json").write_text("old")
     (folder / "old.svg").write_text("old")
@@ -238,6 +242,7 @@ def test_refuses_what_is_wrong(folder):
             ([*usual, "--black-level", 1, 2, -3], "/black_level/2"),
             ([*usual, "--reference", "short.txt"], "short.txt: has 1 patches"),
             ([*usual, "--reference", "wrong.txt"], "wrong.txt, line 2: 'x' is no number"),
+            ([*usual, "--reference", "latin.txt"], "latin.txt, line 1: the name is no text in UTF-8"),
             ([*usual, "--report", "report.png"], "use .svg"),
             (["calibrate", "photo.tif", "same.svg", "--bits", 12, *places(), "--report", "./same.svg"], "written over"),
             ([*usual, "--report", "old.svg"], "old.svg: exists already; --overwrite"),

@@ -66,7 +66,10 @@ TEST(profile, wrong_members_are_refused_with_their_paths)
     }
     // What no JSON can hold but a program can ask for.
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();
-    expect_refused([] { camera_profile({.description = "\xC3("}); }, "/description", "UTF-8", "text");
+    for (const char* const text : {"\xC3(", "\xE2\x82", "\x80", "\xC0\x80", "\xE0\x9F\xBF", "\xED\xA0\x80",
+                                   "\xF4\x90\x80\x80", "\xF8\x88\x80\x80\x80"}) {
+        expect_refused([text] { camera_profile({.description = text}); }, "/description", "UTF-8", text);
+    }
     expect_refused([] { camera_profile({.black_level = {0, nan, 0}}); }, "/black_level/1", "a number", "NaN");
     expect_refused([] { camera_profile({.matrix = {{{1, 0, nan}, {}, {}}}}); }, "/matrix/0/2", "a number", "NaN");
     expect_refused([] { tone_curve::from_table({0.0, nan}); }, "/1", "a number", "NaN");
@@ -78,7 +81,7 @@ TEST(profile, files_lose_nothing)
     const std::string file = directory / "camera.json";
     const camera_profile minimal = from_json("\xEF\xBB\xBF{\"bits\": 16.0, \"version\": 1}");
     EXPECT_EQ(minimal, camera_profile());
-    const camera_profile full({.description = "Tab\t, \"quotes\", \xC2\xB5m",
+    const camera_profile full({.description = "Tab\t, \"quotes\", \xC2\xB5m \xE2\x82\xAC \xF0\x9F\x94\xAC",
                                .bits = 12,
                                .black_level = {64.1, 1.0 / 3.0, 0},
                                .white_balance = {1.9, 1, 1e-9},

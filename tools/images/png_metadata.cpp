@@ -2,6 +2,7 @@
 
 #include "description.h"
 #include "tiff_tags.h"
+#include "utf8.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,21 +14,6 @@ namespace kx::images {
 namespace {
 
 constexpr const char* xmp_keyword = "XML:com.adobe.xmp";
-
-// Whether every byte beyond ASCII belongs to a character of several bytes.
-bool is_utf8(const std::string& text)
-{
-    int missing = 0;
-    for (const char character : text) {
-        const auto byte = static_cast<unsigned char>(character);
-        const bool continues = (byte & 0xC0) == 0x80;
-        if (continues != (missing > 0) || byte == 0xC0 || byte == 0xC1 || byte > 0xF4) {
-            return false;
-        }
-        missing = continues ? missing - 1 : byte >= 0xF0 ? 3 : byte >= 0xE0 ? 2 : byte >= 0xC0 ? 1 : 0;
-    }
-    return missing == 0;
-}
 
 // Texts of chunks other than iTXt should be Latin-1; not all programs know.
 std::string utf8_from_latin1(const std::string& text)

@@ -33,9 +33,23 @@ auto name_file(const std::filesystem::path& file, Action action)
     }
 }
 
+void warn(const std::string& text)
+{
+    std::cerr << "kx_chart: warning: " << text << '\n';
+}
+
+images::image_16 read_picture(const std::filesystem::path& file)
+{
+    const auto reader = images::open_image(file);
+    if (const auto pages = reader->page_count(); pages > 1) {
+        warn(file.string() + ": has " + std::to_string(pages) + " pages, of which the first is taken");
+    }
+    return reader->read_page();
+}
+
 images::image_16 read_photograph(const std::filesystem::path& file, int bits)
 {
-    images::image_16 picture = images::open_image(file)->read_page();
+    images::image_16 picture = read_picture(file);
     if (picture.was_8_bit && bits != 8) {
         throw files::file_error(file, "has samples of 8 bits, not of " + std::to_string(bits));
     }
@@ -81,11 +95,6 @@ public:
 private:
     std::optional<files::output_file> output_;
 };
-
-void warn(const std::string& text)
-{
-    std::cerr << "kx_chart: warning: " << text << '\n';
-}
 
 void print(const profile::profile_values& values, bool is_estimated)
 {
@@ -140,7 +149,7 @@ void run(calibrate_command command)
 void run(const judge_command& command)
 {
     const reference_chart reference = reference_from(command.reference);
-    const images::image_16 picture = images::open_image(command.picture)->read_page();
+    const images::image_16 picture = read_picture(command.picture);
     const judgement verdict = name_file(command.picture, [&] {
         const auto measured = measure_patches(picture, chart_position(command.corners), picture.was_8_bit ? 8 : 16,
                                               profile::tone_curve::named("inverse:srgb"));

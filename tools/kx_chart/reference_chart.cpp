@@ -1,5 +1,8 @@
 #include "reference_chart.h"
 
+#include "images/utf8.h"
+
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
@@ -34,6 +37,9 @@ patch to_patch(const std::vector<std::string>& words)
     }
     result.published = {to_number(words[name_words]), to_number(words[name_words + 1]),
                         to_number(words[name_words + 2])};
+    if (!images::is_utf8(result.name) || std::ranges::any_of(result.name, [](unsigned char c) { return c < ' '; })) {
+        throw std::runtime_error("the name is no text in UTF-8");
+    }
     return result;
 }
 

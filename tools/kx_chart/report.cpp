@@ -14,15 +14,15 @@ namespace {
 template <typename... Values>
 std::string format(const char* text, Values... values)
 {
-    char line[400];
-    std::snprintf(line, sizeof line, text, values...);
+    std::string line(static_cast<std::size_t>(std::snprintf(nullptr, 0, text, values...)), '\0');
+    std::snprintf(line.data(), line.size() + 1, text, values...);
     return line;
 }
 
 std::string summary(const judgement& verdict, const char* when)
 {
     const patch_judgement& largest = verdict.patches.at(verdict.largest);
-    return format("Mean CIEDE2000%s %.3f, largest %.3f (%.100s)\n", when, verdict.mean, largest.difference,
+    return format("Mean CIEDE2000%s %.3f, largest %.3f (%s)\n", when, verdict.mean, largest.difference,
                   largest.name.c_str());
 }
 
@@ -89,7 +89,7 @@ std::string to_text(const judgement& verdict, const judgement* before)
                                before == nullptr ? "" : "  before");
     for (std::size_t index = 0; index < patch_count; ++index) {
         const patch_judgement& patch = verdict.patches[index];
-        table += format("%-14.40s %10.3f%8.3f%8.3f %10.3f%8.3f%8.3f %8.3f", patch.name.c_str(), patch.reference.L,
+        table += format("%-14s %10.3f%8.3f%8.3f %10.3f%8.3f%8.3f %8.3f", patch.name.c_str(), patch.reference.L,
                         patch.reference.a, patch.reference.b, patch.measured.L, patch.measured.a, patch.measured.b,
                         patch.difference);
         if (before != nullptr) {
@@ -111,7 +111,7 @@ std::string to_svg(const judgement& before, const judgement& after)
                           "<desc>korvex_kvi_color_processing " KX_COLOR_PROCESSING_VERSION "</desc>\n";
     picture += rectangle(0, 0, picture_width, 640, "white");
     picture += text(margin, 36, 20, "#1a1a1a", room,
-                    format("CIEDE2000: mean %.2f, largest %.2f (%.100s); before the correction %.2f", after.mean,
+                    format("CIEDE2000: mean %.2f, largest %.2f (%s); before the correction %.2f", after.mean,
                            largest.difference, largest.name.c_str(), before.mean));
     picture += text(margin, 62, 14, "#6b6b6b", room,
                     format("Left measured, right published. A full bar is a difference of %.0f.", bar));

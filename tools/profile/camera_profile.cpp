@@ -1,6 +1,6 @@
 #include "camera_profile.h"
 
-#include <nlohmann/json.hpp>
+#include "images/utf8.h"
 
 #include <utility>
 
@@ -15,21 +15,12 @@ void require(bool condition, const std::string& path, const char* rule)
     }
 }
 
-bool is_utf8(const std::string& text)
-{
-    try {
-        return !nlohmann::json(text).dump().empty();
-    } catch (const nlohmann::json::exception&) {
-        return false;
-    }
-}
-
 } // namespace
 
 // The conditions are such that NaN meets none.
 camera_profile::camera_profile(profile_values values) : values_(std::move(values))
 {
-    require(is_utf8(values_.description), "/description", "UTF-8");
+    require(images::is_utf8(values_.description), "/description", "UTF-8");
     require(values_.bits >= 8 && values_.bits <= 16, "/bits", "a whole number from 8 to 16");
     const double largest_sample = (1 << values_.bits) - 1;
     for (std::size_t channel = 0; channel < 3; ++channel) {
