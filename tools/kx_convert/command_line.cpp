@@ -14,7 +14,8 @@ namespace {
 
 constexpr const char* description =
     "Converts RGB images of 16- or 8-bit samples (TIFF with any number of pages, PNG): input LUTs, matrix, rounding,\n"
-    "clamp, output LUTs, shift, in this order, as docs/profiles.md says. Without options the samples stay as they are.";
+    "clamp, output LUTs, shift, in this order, as docs/profiles.md says.\n"
+    "Without options samples of 16 bits stay as they are, and those of 8 bits are spread over 16 bits.";
 
 constexpr const char* footer =
     "LUT is a curve that spans the table and the output's range: linear, srgb, rec709, gamma:G (the exponent 1/G),\n"
@@ -236,7 +237,7 @@ void add_output_options(CLI::App& app, settings& wanted)
         ->check(between(3U, 4U));
     app.add_flag("--planar", wanted.planar, "Write separate planes (TIFF only)");
     add_choice(app, "--compression", wanted.tiff_compression, compressions,
-               "none (default), lzw, deflate or zstd (TIFF only)");
+               "none, lzw, deflate or zstd (TIFF only; default: the input's, if it is lossless)");
     app.add_option("--level", wanted.level,
                    "Effort of compression: PNG 0..9 (default 1), deflate 1..9 (6), zstd 1..22 (3)")
         ->type_name("N")
