@@ -75,7 +75,7 @@ class Refusals(ConverterCase):
                 ("--clamp 0 4096 --output-lut srgb --output-lut-bits 12", "4096", "4095"), ("--shift 16", "16"),
                 ("--shift 1 --profile camera.json", "the curve's entry 128 shifted by 1"),
                 ("good.tif out.png --channels 4", "--channels", "PNG", "alpha"),
-                ("good.tif out.png --planar", "--planar", "PNG"), ("--level 5", "nothing to compress"),
+                ("good.tif out.png --planar", "--planar", "PNG"), ("--level 5", "nothing to compress"), ("--format png", "out.tif says another"),
                 ("--pages 2", "no page 2", "has 1"), ("--pages 1,0-1", "'0-1'"), ("--pages 2-1", "'2-1'"),
                 ("stack.tif out.png", "out.png", "one page", "2"),
                 ("--profile wrong.json", "--profile: wrong.json: /white_balance/2: must be"),

@@ -127,8 +127,9 @@ void convert_pages(const file_job& job, unsigned workers)
 {
     std::vector<page_state<Sample>> states(workers);
     const auto finish = [&](std::uint32_t, unsigned worker) {
-        const page_state<Sample>& state = states[worker];
+        page_state<Sample>& state = states[worker];
         job.writer.append(*state.encoded);
+        state.encoded.reset(); // before there is another
         job.report.add_page(state.facts);
         if (job.run.steps_are_pages) {
             job.run.messages.step();

@@ -87,6 +87,9 @@ task_list pair_files(const settings& wanted)
         }
     }
     if (!output_is_folder(wanted.output, from_folder || wanted.inputs.size() > 1)) {
+        if (wanted.output_format && *wanted.output_format != images::type_from_suffix(wanted.output)) {
+            throw option_error("--format", "the suffix of " + wanted.output.string() + " says another type");
+        }
         tasks.front().output = wanted.output;
         return {std::move(tasks)};
     }
