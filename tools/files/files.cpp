@@ -3,7 +3,6 @@
 
 #include <cerrno>
 #include <random>
-#include <utility>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -116,12 +115,10 @@ void output_file::write(std::uint64_t place, const void* bytes, std::size_t coun
 
 void output_file::commit()
 {
-    // Some file systems tell of a full disk or quota only when a file is closed.
-    if ((options_.sync && fsync(descriptor_) != 0) || !keep(descriptor_, temporary_, target_)
-        || close(std::exchange(descriptor_, -1)) != 0) {
+    if ((options_.sync && fsync(descriptor_) != 0) || !finish(descriptor_, target_)) {
         fail(name_, "cannot be written");
     }
-    if (!rename_file(temporary_, target_, options_)) {
+    if (!put_in_place(descriptor_, temporary_, target_, options_)) {
         std::error_code ignored;
         const std::string reason = last_error();
         const bool is_taken = !options_.replace && fs::exists(target_, ignored);

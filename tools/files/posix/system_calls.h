@@ -58,32 +58,45 @@ inline int create(const fs::path& name)
     return open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, permissions);
 }
 
-// From now on it stays, under its name. It has the permissions of the file that it will replace.
-inline bool keep(int descriptor, const fs::path& name, const fs::path& replaced)
+// All of it is written. It gets the permissions of the file that it will replace.
+inline bool finish(int& descriptor, const fs::path& replaced)
 {
     struct stat before {};
     if (stat(replaced.c_str(), &before) == 0 && fchmod(descriptor, before.st_mode & 0777) != 0) {
         return false;
     }
-    return access(name.c_str(), F_OK) == 0
-           || linkat(AT_FDCWD, shown(descriptor).c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+    // Some file systems tell of a full disk or quota only when a file is closed: any descriptor's end will do, while
+    // the last one keeps a file without a name.
+    const int second = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+    return second >= 0 && close(second) == 0;
 }
 
-// Not to replace a file has two ways. Some file systems lack the one, some the other.
-inline bool rename_file(const fs::path& from, const fs::path& to, output_options options)
+// Like rename(), but an error where the name is taken. Some file systems lack the one way, some the other.
+inline int rename_to_new(const char* from, const char* to)
 {
-    if (options.replace) {
-        return std::rename(from.c_str(), to.c_str()) == 0;
-    }
 #ifdef RENAME_NOREPLACE
-    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
-        return true;
+    if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) {
+        return 0;
     }
     if (errno != EINVAL && errno != ENOSYS) {
-        return false;
+        return -1;
     }
 #endif
-    return link(from.c_str(), to.c_str()) == 0 && unlink(from.c_str()) == 0;
+    return link(from, to) == 0 ? unlink(from) : -1;
+}
+
+inline bool put_in_place(int descriptor, const fs::path& temporary, const fs::path& target, output_options options)
+{
+    if (access(temporary.c_str(), F_OK) != 0) {
+        const fs::path& first_name = options.replace ? temporary : target;
+        if (linkat(AT_FDCWD, shown(descriptor).c_str(), AT_FDCWD, first_name.c_str(), AT_SYMLINK_FOLLOW) != 0) {
+            return false;
+        }
+        if (!options.replace) {
+            return true;
+        }
+    }
+    return (options.replace ? std::rename : rename_to_new)(temporary.c_str(), target.c_str()) == 0;
 }
 
 inline bool sync_directory_of(const fs::path& file)

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <io.h>
@@ -103,19 +104,20 @@ inline int create(const fs::path& name)
     return created;
 }
 
-inline bool keep(int descriptor, const fs::path& /*name*/, const fs::path& /*replaced*/)
+inline bool finish(int& descriptor, const fs::path& /*replaced*/)
 {
-    return set_vanishing(descriptor, false);
+    return set_vanishing(descriptor, false) && close(std::exchange(descriptor, -1)) == 0;
 }
 
-inline bool rename_file(const fs::path& from, const fs::path& to, output_options options)
+inline bool put_in_place(int /*descriptor*/, const fs::path& temporary, const fs::path& target, output_options options)
 {
     const DWORD how = (options.replace ? MOVEFILE_REPLACE_EXISTING : 0U) | (options.sync ? MOVEFILE_WRITE_THROUGH : 0U);
-    if (MoveFileExW(long_name(from).c_str(), long_name(to).c_str(), how) != FALSE) {
+    if (MoveFileExW(long_name(temporary).c_str(), long_name(target).c_str(), how) != FALSE) {
         return true;
     }
     // What is held open without the right to delete it counts as a matter of access here.
-    if (GetLastError() == ERROR_ACCESS_DENIED && GetFileAttributesW(long_name(to).c_str()) != INVALID_FILE_ATTRIBUTES) {
+    if (GetLastError() == ERROR_ACCESS_DENIED
+        && GetFileAttributesW(long_name(target).c_str()) != INVALID_FILE_ATTRIBUTES) {
         SetLastError(ERROR_SHARING_VIOLATION);
     }
     return false;
@@ -123,7 +125,7 @@ inline bool rename_file(const fs::path& from, const fs::path& to, output_options
 
 inline bool sync_directory_of(const fs::path& /*file*/)
 {
-    return true; // rename_file() has waited for it
+    return true; // put_in_place() has waited for it
 }
 
 inline void remove_file(const fs::path& file)
