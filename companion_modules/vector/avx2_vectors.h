@@ -4,6 +4,8 @@
 #include "register_vectors.h"
 #include "x86_memory.h"
 
+#include "rounding.h"
+
 #include <immintrin.h>
 
 #include <cstddef>
@@ -106,13 +108,14 @@ struct avx2_vectors : x86_memory {
     }
 
     static floats to_float(words integers) { return _mm256_cvtepi32_ps(integers); }
-    static words truncate(floats value) { return _mm256_cvttps_epi32(value); }
+    // As round_before_clamp does (rounding.h).
+    static words round(floats value) { return _mm256_cvttps_epi32(_mm256_add_ps(value, all(just_below_one_half))); }
     static words pack_to_words(words lower, words upper) { return _mm256_packus_epi32(lower, upper); }
     static floats multiply(floats a, floats b) { return _mm256_mul_ps(a, b); }
     static floats add(floats a, floats b) { return _mm256_add_ps(a, b); }
 };
 
-static_assert(register_vectors<avx2_vectors>);
+static_assert(shuffling_vectors<avx2_vectors>);
 
 } // namespace
 } // namespace kx::vector

@@ -6,6 +6,8 @@
 #include "register_vectors.h"
 #include "x86_memory.h"
 
+#include "rounding.h"
+
 #include <immintrin.h>
 
 #include <cstddef>
@@ -111,7 +113,8 @@ struct avx512_vectors : x86_memory {
     }
 
     static floats to_float(words integers) { return _mm512_cvtepi32_ps(integers); }
-    static words truncate(floats value) { return _mm512_cvttps_epi32(value); }
+    // As round_before_clamp does (rounding.h).
+    static words round(floats value) { return _mm512_cvttps_epi32(_mm512_add_ps(value, all(just_below_one_half))); }
     static words pack_to_words(words lower, words upper) { return _mm512_packus_epi32(lower, upper); }
     static floats multiply(floats a, floats b) { return _mm512_mul_ps(a, b); }
     static floats add(floats a, floats b) { return _mm512_add_ps(a, b); }
@@ -129,7 +132,7 @@ private:
     }
 };
 
-static_assert(register_vectors<avx512_vectors>);
+static_assert(shuffling_vectors<avx512_vectors>);
 
 } // namespace
 } // namespace kx::vector

@@ -10,7 +10,6 @@
 
 #include "layouts.h"
 #include "per_channel.h"
-#include "rounding.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -144,7 +143,6 @@ protected:
     }
 
 private:
-    // Rounds as round_before_clamp does (rounding.h), to which the same clamp follows.
     template <typename three>
     [[nodiscard]] words rounded_sum(int row, const three& of) const
     {
@@ -152,7 +150,7 @@ private:
         const floats green_part = vectors::multiply(element_[3 * row + 1], of.green);
         const floats blue_part = vectors::multiply(element_[3 * row + 2], of.blue);
         const floats sum = vectors::add(vectors::add(red_part, green_part), blue_part);
-        return vectors::truncate(vectors::add(sum, vectors::all(just_below_one_half)));
+        return vectors::round(sum);
     }
 
     floats element_[9];

@@ -63,19 +63,42 @@ struct as_integers {
     }
 };
 
+// Words of the first one's low bytes, and the second one's behind them.
 template <register_vectors vectors>
-class interleaved_words {
-public:
-    using words = typename vectors::words;
+typename vectors::words low_bytes_of_both(typename vectors::words first, typename vectors::words second)
+{
+    return vectors::bit_or(vectors::bit_and(first, vectors::all(std::uint16_t{0x00FF})),
+                           vectors::move_to_upper_bytes(second));
+}
 
-    // In the order of memory, as everything here.
+// Pixels of three samples, in the order of memory as everything here: where the platform has loads and stores for them.
+template <register_vectors vectors>
+struct interleaved_samples {
     template <typename target>
     static auto load(const std::uint16_t* from)
     {
-        const char* const ahead = reinterpret_cast<const char*>(from) + prefetched_bytes;
-        for (std::ptrdiff_t i = 0; i < 3 * vectors::pixel_count * 2; i += 64) {
-            vectors::prefetch(ahead + i);
-        }
+        const auto [first, second, third] = vectors::load_three(from);
+        return per_channel{target::template from<in_order>(first), target::template from<in_order>(second),
+                           target::template from<in_order>(third)};
+    }
+
+    template <typename sample>
+    static void store(sample* to, typename vectors::words first, typename vectors::words second,
+                      typename vectors::words third)
+    {
+        vectors::store_three(to, first, second, third);
+    }
+};
+
+// And where it has shuffles.
+template <shuffling_vectors vectors>
+class interleaved_samples<vectors> {
+public:
+    using words = typename vectors::words;
+
+    template <typename target>
+    static auto load(const std::uint16_t* from)
+    {
         const words a = vectors::load_lanes(from, lane_bytes);
         const words b = vectors::load_lanes(from + lane, lane_bytes);
         const words c = vectors::load_lanes(from + std::ptrdiff_t{2} * lane, lane_bytes);
@@ -92,6 +115,22 @@ public:
         vectors::store_lanes(to, lane_bytes, with_places<0>(first, second, third));
         vectors::store_lanes(to + lane, lane_bytes, with_places<1>(first, second, third));
         vectors::store_lanes(to + std::ptrdiff_t{2} * lane, lane_bytes, with_places<2>(first, second, third));
+    }
+
+    // The low bytes of the words.
+    static void store(std::uint8_t* to, words first, words second, words third)
+    {
+        constexpr int upper = 2 * lane;
+        // First and second sample of each pixel side by side in one word.
+        const words front = low_bytes_of_both<vectors>(first, second);
+        vectors::store_lanes(
+            to, std::ptrdiff_t{3} * lane,
+            vectors::template pick_from_both<interleaved_bytes<vectors, false, 0>, interleaved_bytes<vectors, true, 0>>(
+                front, third));
+        vectors::store_lower_halves(
+            to + upper, std::ptrdiff_t{3} * lane,
+            vectors::template pick_from_both<interleaved_bytes<vectors, false, upper>,
+                                             interleaved_bytes<vectors, true, upper>>(front, third));
     }
 
 private:
@@ -125,7 +164,11 @@ auto load_pixels(const image<const std::uint16_t>& from, std::ptrdiff_t i)
             from.channel);
     } else {
         const std::uint16_t* const address = beginning_of(layout, from.channel) + 3 * i;
-        return in_order_of(layout, interleaved_words<vectors>::template load<target>(address));
+        const char* const ahead = reinterpret_cast<const char*>(address) + prefetched_bytes;
+        for (std::ptrdiff_t byte = 0; byte < 3 * vectors::pixel_count * 2; byte += 64) {
+            vectors::prefetch(ahead + byte);
+        }
+        return in_order_of(layout, interleaved_samples<vectors>::template load<target>(address));
     }
 }
 
@@ -157,7 +200,7 @@ void store_pixels(const image<std::uint16_t>& to, std::ptrdiff_t i, const per_ch
             vectors::store_lanes(address + 3 * lane, lane_bytes,
                                  vectors::interleave_upper_pairs(upper_front, upper_back));
         } else {
-            interleaved_words<vectors>::store(address, first, second, third);
+            interleaved_samples<vectors>::store(address, first, second, third);
         }
     }
 }
@@ -180,24 +223,14 @@ void store_pixels(const image<std::uint8_t>& to, std::ptrdiff_t i, const per_cha
     } else {
         const auto [first, second, third] = in_order_of(layout, pixels);
         std::uint8_t* const address = beginning_of(layout, to.channel) + i * (fourth_sample ? 4 : 3);
-        // First and second sample of each pixel side by side in one word.
-        const words low_byte = vectors::all(std::uint16_t{0x00FF});
-        const words front = vectors::bit_or(vectors::bit_and(first, low_byte), vectors::move_to_upper_bytes(second));
         if constexpr (fourth_sample) {
             constexpr std::ptrdiff_t lane_bytes = 4 * lane;
-            const words back = vectors::bit_and(third, low_byte);
+            const words front = low_bytes_of_both<vectors>(first, second);
+            const words back = vectors::bit_and(third, vectors::all(std::uint16_t{0x00FF}));
             vectors::store_lanes(address, lane_bytes, vectors::interleave_lower_words(front, back));
             vectors::store_lanes(address + 2 * lane, lane_bytes, vectors::interleave_upper_words(front, back));
         } else {
-            constexpr std::ptrdiff_t lane_bytes = 3 * lane;
-            constexpr int upper = 2 * static_cast<int>(lane);
-            vectors::store_lanes(address, lane_bytes,
-                                 vectors::template pick_from_both<interleaved_bytes<vectors, false, 0>,
-                                                                  interleaved_bytes<vectors, true, 0>>(front, third));
-            vectors::store_lower_halves(
-                address + upper, lane_bytes,
-                vectors::template pick_from_both<interleaved_bytes<vectors, false, upper>,
-                                                 interleaved_bytes<vectors, true, upper>>(front, third));
+            interleaved_samples<vectors>::store(address, first, second, third);
         }
     }
 }

@@ -44,22 +44,11 @@ struct neon_vectors {
     static floats all(float value) { return vdupq_n_f32(value); }
     static shift_count count(std::int32_t bits) { return vdupq_n_s16(static_cast<std::int16_t>(bits)); }
 
-    // Negative numbers of bytes are beyond the register, and a look-up there gives 0 or leaves a byte as it is.
+    // Negative numbers of bytes are beyond the register, and a look-up there gives 0.
     template <typename pattern>
     static words pick(words value)
     {
         return to_words(vqtbl1q_u8(to_bytes(value), bytes_of<pattern>()));
-    }
-    template <typename pattern_a, typename pattern_b>
-    static words pick_from_both(words a, words b)
-    {
-        const uint8x16_t of_a = vqtbl1q_u8(to_bytes(a), bytes_of<pattern_a>());
-        return to_words(vqtbx1q_u8(of_a, to_bytes(b), bytes_of<pattern_b>()));
-    }
-    template <std::uint32_t mask>
-    static words blend(words a, words b)
-    {
-        return vbslq_u16(vld1q_u16(masked<mask>.data()), b, a);
     }
     static words interleave_lower_words(words a, words b) { return vzip1q_u16(a, b); }
     static words interleave_upper_words(words a, words b) { return vzip2q_u16(a, b); }
@@ -70,6 +59,19 @@ struct neon_vectors {
     static words interleave_upper_pairs(words a, words b)
     {
         return vreinterpretq_u16_u32(vzip2q_u32(to_integers(a), to_integers(b)));
+    }
+    static std::array<words, 3> load_three(const std::uint16_t* from)
+    {
+        const uint16x8x3_t three = vld3q_u16(from);
+        return {three.val[0], three.val[1], three.val[2]};
+    }
+    static void store_three(std::uint16_t* to, words first, words second, words third)
+    {
+        vst3q_u16(to, {{first, second, third}});
+    }
+    static void store_three(std::uint8_t* to, words first, words second, words third)
+    {
+        vst3_u8(to, {{vmovn_u16(first), vmovn_u16(second), vmovn_u16(third)}});
     }
 
     template <int /*together*/>
@@ -110,12 +112,8 @@ struct neon_vectors {
     }
 
     static floats to_float(words integers) { return vcvtq_f32_s32(vreinterpretq_s32_u16(integers)); }
-    // The conversion alone gives 0 for NaN, and the nearest integer for what does not fit.
-    static words truncate(floats value)
-    {
-        const uint32x4_t is_small = vcltq_f32(value, vdupq_n_f32(0x1p31F)); // NaN is not
-        return vreinterpretq_u16_s32(vbslq_s32(is_small, vcvtq_s32_f32(value), vdupq_n_s32(INT32_MIN)));
-    }
+    // Away from zero where two integers are equally near; 0 for NaN and below zero.
+    static words round(floats value) { return vreinterpretq_u16_u32(vcvtaq_u32_f32(value)); }
     static words pack_to_words(words lower, words upper)
     {
         return vqmovun_high_s32(vqmovun_s32(vreinterpretq_s32_u16(lower)), vreinterpretq_s32_u16(upper));
@@ -133,19 +131,9 @@ private:
     {
         return vreinterpretq_u8_s8(vld1q_s8(pattern::bytes.data()));
     }
-
-    // All bits of the words whose bit is set.
-    template <std::uint32_t mask>
-    alignas(16) static constexpr auto masked = [] {
-        std::array<std::uint16_t, pixel_count> words{};
-        for (std::size_t i = 0; i < words.size(); ++i) {
-            words[i] = (mask >> i & 1U) != 0 ? 0xFFFF : 0;
-        }
-        return words;
-    }();
 };
 
-static_assert(register_vectors<neon_vectors>);
+static_assert(interleaving_vectors<neon_vectors>);
 
 } // namespace
 } // namespace kx::vector

@@ -64,11 +64,6 @@ concept register_vectors =
 
     // Shuffles within each lane by the pattern's bytes, as for any_pattern.
     words = vectors::template pick<any_pattern>(words);
-    // The same from two registers, by patterns of which no more than one says something of a byte. What bytes become of
-    // which neither does is open.
-    words = vectors::template pick_from_both<any_pattern, any_pattern>(words, words);
-    // Within each lane: word i is the second register's where bit i of the mask is set, else the first one's.
-    words = vectors::template blend<std::uint32_t{}>(words, words);
 
     // Within each group of eight words, a0..a7 and b0..b7:
     // a0 b0 a1 b1 a2 b2 a3 b3, and a4 b4 a5 b5 a6 b6 a7 b7.
@@ -104,13 +99,36 @@ concept register_vectors =
     // integer of `factor` is the same, and so is every 64-bit integer of `summand`.
     words = vectors::upper_of_product_and_sum(words, words, words);
 
-    // Signed integers as floats, exact up to 2^24, and back; back truncates, and what does not fit, as NaN, becomes the
-    // smallest integer.
+    // Integers of 0..65535 as floats, and floats as the nearest integers, a half upwards. Below zero, from 2^31 on and
+    // for NaN that is any integer that pack_to_words makes 0.
     floats = vectors::to_float(words);
-    words = vectors::truncate(floats);
+    words = vectors::round(floats);
     // Each result is rounded to single precision; never fused.
     floats = vectors::multiply(floats, floats);
     floats = vectors::add(floats, floats);
+};
+
+// With what puts interleaved samples apart and together.
+template <typename vectors>
+concept shuffling_vectors = register_vectors<vectors> && requires(typename vectors::words words)
+{
+    // pick from two registers, by patterns of which no more than one says something of a byte. What bytes become of
+    // which neither does is open.
+    words = vectors::template pick_from_both<any_pattern, any_pattern>(words, words);
+    // Within each lane: word i is the second register's where bit i of the mask is set, else the first one's.
+    words = vectors::template blend<std::uint32_t{}>(words, words);
+};
+
+// Or with loads and stores that do so by themselves: of as many pixels as a register has words, of three samples each,
+// the first, second and third ones. Samples of 8 bits are the words' low bytes.
+template <typename vectors>
+concept interleaving_vectors = register_vectors<vectors> && requires(typename vectors::words words,
+                                                                     const std::uint16_t* from, std::uint16_t* to,
+                                                                     std::uint8_t* to_bytes)
+{
+    std::array{words, words, words} = vectors::load_three(from);
+    vectors::store_three(to, words, words, words);
+    vectors::store_three(to_bytes, words, words, words);
 };
 
 } // namespace

@@ -4,6 +4,8 @@
 #include "register_vectors.h"
 #include "x86_memory.h"
 
+#include "rounding.h"
+
 #include <smmintrin.h>
 
 #include <cstddef>
@@ -96,13 +98,14 @@ struct sse_vectors : x86_memory {
     }
 
     static floats to_float(words integers) { return _mm_cvtepi32_ps(integers); }
-    static words truncate(floats value) { return _mm_cvttps_epi32(value); }
+    // As round_before_clamp does (rounding.h).
+    static words round(floats value) { return _mm_cvttps_epi32(_mm_add_ps(value, all(just_below_one_half))); }
     static words pack_to_words(words lower, words upper) { return _mm_packus_epi32(lower, upper); }
     static floats multiply(floats a, floats b) { return _mm_mul_ps(a, b); }
     static floats add(floats a, floats b) { return _mm_add_ps(a, b); }
 };
 
-static_assert(register_vectors<sse_vectors>);
+static_assert(shuffling_vectors<sse_vectors>);
 
 } // namespace
 } // namespace kx::vector
