@@ -28,6 +28,7 @@
 #include "korvex_kvi_color_processing.h"
 #include "korvex_kvi_color_processing_functions.hpp"
 #include "korvex_kvi_color_processing_images.hpp"
+#include "korvex_kvi_color_processing_parts.hpp"
 
 #include <array>
 #include <cstddef>
