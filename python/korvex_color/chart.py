@@ -198,7 +198,8 @@ def report(differences: Differences) -> str:
     ImportError
         Little CMS is missing.
     """
-    return _native().report(astuple(differences.before), astuple(differences.after))
+    drawn: str = _native().report(astuple(differences.before), astuple(differences.after))
+    return drawn
 
 
 def find_chart(

@@ -1,6 +1,7 @@
 """What the modules need, and that what the documents show runs and has types."""
 
 import importlib.util
+import os
 import pathlib
 import re
 import subprocess
@@ -85,6 +86,7 @@ def test_types(tmp_path):
     run = subprocess.run(
         [sys.executable, "-m", "mypy", "--config-file", "mypy.ini", "--no-error-summary",
          str(ROOT / "examples/python_tour.py"), *map(str, tmp_path.glob("*.py"))],
+        env={**os.environ, "PYTHONPATH": ""},  # what lies there would count as installed, and never be wrong
         capture_output=True, text=True, check=False)
     found = [line for line in run.stdout.splitlines() if ": error: " in line]
     wrong = [line for line in found if "/wrong.py:" in line]
