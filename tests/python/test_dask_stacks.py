@@ -18,6 +18,7 @@ import korvex_color as kc
 
 EXAMPLE = pathlib.Path(__file__).parents[2] / "examples/dask_stacks.py"
 sys.path.insert(0, str(EXAMPLE.parent))
+import dask_stack_files
 import dask_stacks
 
 PROFILE = kc.Profile(bits=12, black_level=(64, 63, 65), matrix=np.eye(3) * 1.1, tone_curve="srgb", output_depth=8)
@@ -135,6 +136,8 @@ def test_kills(recording, command, run, kind):
     assert between.items() <= parts(folder).items() and len(parts(folder)) == len(STACK)
     assert np.array_equal(pictures(folder, "day 1/a"), PROFILE.apply(STACK))
     assert not [*folder.rglob("*.partial"), *begun(folder), *folder.rglob("*.new")]
+    # A part that another worker has finished needs nothing of it.
+    dask_stacks.convert_part(None, None, None, dask_stacks.Record(folder / ".progress/day 1/a.tif"), 0, 1)
     [made] = folder.glob("day 1/a.*")
     made.rename(f"{made}.incomplete")  # as if it had been killed before this last step
     assert run() == (0, "") and made.exists()
@@ -184,26 +187,31 @@ def test_stacks_of_all_kinds(recording, run, kind):
 
 
 @pytest.mark.parametrize("write, options", [(save, {}), (save_by_pages, {"metadata": None})])
-def test_growing_stacks(recording, run, kind, write, options):
+def test_growing_stacks(tmp_path, recording, run, kind, write, options):
     file, folder, done = recording / "a.tif", recording.parent / kind, {}
     write(file, STACK[:6], **options)
     content = file.read_bytes()
-    file.write_bytes(content[:1500])  # always in the middle of a page
-    for length in [2200, 3000, None]:
+    with tifffile.TiffFile(file) as whole:
+        between = whole.pages[3].offset if write is save_by_pages else 3000  # three pages, and no more
+    file.write_bytes(content[:1500])  # in the middle of a page
+    for length in [2200, between, None]:
         code, errors = run(lambda: length and file.write_bytes(content[:length]))
         assert code == 3 and "still grows, or was cut short" in errors
         assert len(begun(folder)) == 1 and done.items() < parts(folder).items()
         done = parts(folder)
-    for pages in [6, 9] if write is save_by_pages else [6]:  # a stack that was complete goes on, too
+    # A stack that was complete goes on, too, and also while it is converted.
+    for pages, then in [(6, 6), (9, 12), (12, 12)] if write is save_by_pages else [(6, 6)]:
         write(file, STACK[:pages], **options)
-        assert run() == (0, "")
+        write(tmp_path / "then.tif", STACK[:then], **options)
+        code, errors = run(lambda: then > pages and (tmp_path / "then.tif").replace(file))
+        assert code == (3 if then > pages else 0) and len(begun(folder)) == (then > pages), errors
         assert done.items() < parts(folder).items() and len(parts(folder)) == pages
-        assert np.array_equal(pictures(folder, "a"), PROFILE.apply(STACK[:pages])) and not begun(folder)
+    assert np.array_equal(pictures(folder, "a"), PROFILE.apply(STACK[:pages]))
 
 
 @pytest.mark.parametrize("change, says", [
     (lambda file, _: os.truncate(file, 3000), "a.tif: "),
-    (lambda file, _: save(file, STACK[6:12]), "while it was converted"),  # of the same size, but shorter for a moment
+    (lambda file, _: np.copyto(tifffile.memmap(file)[2], 0), "while it was converted"),  # a page of it
     (lambda file, _: save(file, STACK[50:90]), "while it was converted"),
     (lambda file, _: file.unlink(), "No such file"),
     (lambda _, folder: next(iter(parts(folder))).unlink(), "the records of some parts are gone: run this again")])
@@ -215,6 +223,17 @@ def test_what_changes_meanwhile(recording, run, kind, change, says):
     code, errors = run()
     assert code == (0 if "again" in says else 2 if not file.exists() else 1)
     assert len(begun(folder)) == (code != 0)
+
+
+def test_what_is_cut_short_while_it_is_read(tmp_path, monkeypatch):
+    save(tmp_path / "a.tif", STACK[:6])
+    stack = dask_stack_files.Stack(tmp_path / "a.tif")
+    os.truncate(stack.path, stack.offset + 5 * stack.page_bytes)
+    with pytest.raises(dask_stack_files.Problem, match="shorter"):
+        stack.read(0, 1)
+    monkeypatch.setattr(dask_stack_files, "status_of", lambda _: stack.status)  # as if it had its length again
+    with pytest.raises(dask_stack_files.Problem, match="shorter"):
+        stack.read(4, 6)
 
 
 def test_what_is_refused(recording, command, run, kind):
