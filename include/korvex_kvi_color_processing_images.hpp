@@ -74,7 +74,8 @@ struct extent {
 };
 
 // Whether each dimension steps over all that the smaller ones reach, so that no two samples share memory.
-inline bool are_apart(std::array<extent, 3> dimensions, std::size_t sample_bytes)
+template <typename Extents>
+bool are_apart(Extents dimensions, std::size_t sample_bytes)
 {
     std::sort(dimensions.begin(), dimensions.end(),
               [](const extent& one, const extent& other) { return one.distance < other.distance; });
@@ -306,11 +307,10 @@ private:
 
     void require_apart(const image_strides& strides, std::size_t channels) const
     {
-        detail::require(empty()
-                            || detail::are_apart({{{detail::distance(strides.row), height_},
-                                                   {detail::distance(strides.column), width_},
-                                                   {detail::distance(strides.channel), channels}}},
-                                                 sizeof(Sample)),
+        const std::array<detail::extent, 3> dimensions{{{detail::distance(strides.row), height_},
+                                                        {detail::distance(strides.column), width_},
+                                                        {detail::distance(strides.channel), channels}}};
+        detail::require(empty() || detail::are_apart(dimensions, sizeof(Sample)),
                         "the image's rows, columns or channels overlap");
     }
     void require_apart(const image_strides& strides) const { require_apart(strides, channels_); }

@@ -8,9 +8,7 @@
 #include <pybind11/stl.h>
 #include <pybind11/stl/filesystem.h>
 
-#include <new>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <tuple>
 
@@ -73,45 +71,13 @@ std::tuple<bool, bool, bool> enabled(py::handle capsule, bool of_input)
     return {flags.red, flags.green, flags.blue};
 }
 
-} // namespace
-
-void set_python_error()
-{
-    try {
-        try {
-            throw;
-        } catch (py::error_already_set& error) {
-            error.restore();
-        } catch (const py::builtin_exception& error) {
-            error.set_error();
-        } catch (const std::bad_alloc&) {
-            PyErr_NoMemory();
-        } catch (const std::invalid_argument& error) {
-            PyErr_SetString(PyExc_ValueError, error.what());
-        } catch (...) {
-            translate(std::current_exception());
-        }
-    } catch (py::error_already_set& error) { // raised while an error was made
-        error.restore();
-    } catch (const std::exception& error) {
-        PyErr_SetString(PyExc_RuntimeError, error.what());
-    }
-}
-
-namespace {
-
 void fill(py::module_& module)
 {
     py::register_exception_translator(translate);
     running_work::wait_at_exit();
     shared_processor::watch_forks();
 
-    static PyMethodDef fast_methods[] = {
-        {"transform", reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(transform)), METH_FASTCALL, nullptr},
-        {nullptr, nullptr, 0, nullptr}};
-    if (PyModule_AddFunctions(module.ptr(), fast_methods) != 0) {
-        throw py::error_already_set();
-    }
+    module.def("transform", transform);
     module.def("create_processor", create_processor);
     module.def("change_matrix", [](py::handle processor, bool anew, const std::optional<kc::matrix>& appended) {
         from_capsule(processor).change_matrix(anew, appended ? &*appended : nullptr);
@@ -120,8 +86,8 @@ void fill(py::module_& module)
                [](py::handle processor) { return shared_processor::unchanged(from_capsule(processor)).matrix(); });
     module.def("lut", LUT);
     module.def("enabled", enabled);
-    module.def("enable", [](py::handle processor, bool of_input, py::handle value) {
-        from_capsule(processor).enable_LUTs(of_input, to_switches(value, "enabled"));
+    module.def("enable", [](py::handle processor, bool of_input, bool red, bool green, bool blue) {
+        from_capsule(processor).enable_LUTs(of_input, {blue, green, red});
     });
     module.def("create_profile_processor", create_profile_processor);
     module.def("canonical_profile", [](const std::string& json) { return profile::to_json(profile::from_json(json)); });

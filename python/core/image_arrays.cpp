@@ -102,22 +102,12 @@ sample_places to_places(const py::array& array, const arrangement& how, int chan
 // Whether an element may lie where another one lies: as one can tell from strides that nest.
 bool may_overlap_itself(const py::array& array)
 {
-    std::array<std::pair<py::ssize_t, py::ssize_t>, most_dimensions> steps; // stride and count
-    std::size_t count = 0;
+    std::vector<kc::detail::extent> dimensions;
     for (py::ssize_t dimension = 0; dimension < array.ndim(); ++dimension) {
-        if (array.shape(dimension) > 1) {
-            steps.at(count++) = {std::abs(array.strides(dimension)), array.shape(dimension)};
-        }
+        dimensions.push_back(
+            {kc::detail::distance(array.strides(dimension)), static_cast<std::size_t>(array.shape(dimension))});
     }
-    std::sort(steps.begin(), steps.begin() + count);
-    py::ssize_t reach = array.itemsize();
-    for (std::size_t step = 0; step < count; ++step) {
-        if (steps[step].first < reach) {
-            return true;
-        }
-        reach += steps[step].first * (steps[step].second - 1);
-    }
-    return false;
+    return !kc::detail::are_apart(dimensions, static_cast<std::size_t>(array.itemsize()));
 }
 
 // From the lowest address to behind the highest; the same for an array without elements.

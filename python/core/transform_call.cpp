@@ -17,11 +17,6 @@ bool is_number(py::handle value)
     return PyLong_Check(value.ptr()) || (PyIndex_Check(value.ptr()) && !PySequence_Check(value.ptr()));
 }
 
-bool is_switch(py::handle value)
-{
-    return PyBool_Check(value.ptr()) || std::string(Py_TYPE(value.ptr())->tp_name) == "numpy.bool_";
-}
-
 // The elements of a sequence; nothing for all that is none.
 py::object elements_of(py::handle value)
 {
@@ -196,47 +191,27 @@ int to_number(py::handle value, const char* name, int least, int most)
     return static_cast<int>(number);
 }
 
-kc::per_channel<bool> to_switches(py::handle value, const char* name)
+py::array transform(const py::args& arguments)
 {
-    const auto to_switch = [](py::handle one) { return PyObject_IsTrue(one.ptr()) == 1; };
-    if (is_switch(value)) {
-        return to_switch(value);
+    if (arguments.size() != 12) {
+        throw py::type_error("transform takes 12 arguments");
     }
-    const py::object elements = elements_of(value);
-    PyObject* const* const items = elements ? PySequence_Fast_ITEMS(elements.ptr()) : nullptr;
-    if (length_of(elements) != 3 || !std::all_of(items, items + 3, is_switch)) {
-        refuse_type(name, "True or False", value);
+    const auto argument = [&](std::size_t place) { return py::handle(arguments[place]); };
+    const shared_processor& processor = from_capsule(argument(0));
+    kc::transform_options options = processor.options();
+    if (!argument(4).is_none()) {
+        options.clamp = to_clamp(argument(4));
     }
-    return each_channel<bool>(elements, to_switch);
-}
-
-PyObject* transform(PyObject* /*module*/, PyObject* const* arguments, Py_ssize_t count)
-{
-    try {
-        if (count != 12) {
-            throw py::type_error("transform takes 12 arguments");
-        }
-        const auto argument = [arguments](std::size_t place) { return py::handle(arguments[place]); };
-        const shared_processor& processor = from_capsule(argument(0));
-        kc::transform_options options = processor.options();
-        if (!argument(4).is_none()) {
-            options.clamp = to_clamp(argument(4));
-        }
-        if (!argument(5).is_none()) {
-            options.shift = to_shift(argument(5));
-        }
-        constexpr int most_threads = 1024;
-        const int threads = to_number(argument(7), "threads", 0, most_threads);
-        const image_arrays arrays =
-            to_images({argument(1), argument(6), argument(8), argument(9), argument(10), argument(11)},
-                      to_choice(argument(2), "depth", 8, 16), to_choice(argument(3), "channels", 3, 4));
-        convert(processor, arrays, options,
-                threads != 0 ? static_cast<std::size_t>(threads) : std::thread::hardware_concurrency());
-        return py::object(arrays.output).release().ptr();
-    } catch (const std::exception&) {
-        set_python_error();
-        return nullptr;
+    if (!argument(5).is_none()) {
+        options.shift = to_shift(argument(5));
     }
+    constexpr int most_threads = 1024;
+    const int threads = to_number(argument(7), "threads", 0, most_threads);
+    image_arrays arrays = to_images({argument(1), argument(6), argument(8), argument(9), argument(10), argument(11)},
+                                    to_choice(argument(2), "depth", 8, 16), to_choice(argument(3), "channels", 3, 4));
+    convert(processor, arrays, options,
+            threads != 0 ? static_cast<std::size_t>(threads) : std::thread::hardware_concurrency());
+    return std::move(arrays.output);
 }
 
 } // namespace kx::python

@@ -52,7 +52,10 @@ class _Switches:
 
     def __set__(self, luts: LUTs, value: Switches) -> None:
         luts._processor._open()
-        _core.enable(luts._native, luts._of_input, value)
+        given = np.asarray(value)
+        if given.dtype != np.bool_ or given.shape not in ((), (3,)):
+            raise TypeError(f"enabled must be True or False, or three of these for red, green and blue, not {value!r}")
+        _core.enable(luts._native, luts._of_input, *np.broadcast_to(given, 3).tolist())
 
 
 class LUTs:

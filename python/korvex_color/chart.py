@@ -12,6 +12,7 @@ from typing import Any, Literal
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
+from ._processor import Processor
 from ._profile import Profile
 from ._types import Layout, Order
 
@@ -256,7 +257,8 @@ def _native() -> Any:
         from . import _chart
     except ImportError as missing:
         raise ImportError(
-            f"calibration needs Little CMS (Debian: liblcms2-2): {missing}"
+            "calibration needs Little CMS, here (Debian: liblcms2-2) and where the package was built (liblcms2-dev): "
+            f"{missing}"
         ) from missing
     return _chart
 
@@ -285,20 +287,12 @@ def _whole_number(value: int, name: str, least: int, most: int) -> int:
     return number
 
 
-def _picture(image: NDArray[Any], name: str, layout: str, order: str | None) -> NDArray[Any]:
-    """The picture as an array of the shape (height, width, 3), red first."""
-    if not isinstance(image, np.ndarray) or image.dtype != np.uint16:
-        raise TypeError(f"{name} must be a NumPy array of uint16")
-    if layout not in ("interleaved", "planar"):
-        raise ValueError(f"layout must be 'interleaved' or 'planar', not {layout!r}")
-    if isinstance(image, np.ma.MaskedArray):
-        raise TypeError(f"{name} is a masked array, whose mask would be lost: give its filled() or its data")
-    planar = layout == "planar"
-    if order not in (None, "bgr", "rgb"):
-        raise ValueError(f"order must be 'rgb' or 'bgr', not {order!r}")
-    if image.ndim != 3 or image.shape[0 if planar else 2] != 3 or image.size == 0:
-        raise ValueError(
-            f"{name} has the shape {image.shape}; it must be {'(3, height, width)' if planar else '(height, width, 3)'}"
-        )
-    interleaved = np.moveaxis(image, 0, -1) if planar else image
-    return np.ascontiguousarray(interleaved[..., ::-1] if (order or ("bgr" if planar else "rgb")) == "bgr" else interleaved)
+def _picture(image: NDArray[np.uint16], name: str, layout: Layout, order: Order | None) -> NDArray[np.uint16]:
+    """The picture as an array of the shape (height, width, 3), red first: what a new processor makes of it."""
+    try:
+        picture = Processor().transform(image, layout=layout, order=order, out_layout="interleaved", out_order="rgb")
+    except (TypeError, ValueError) as wrong:
+        raise type(wrong)(str(wrong).replace("image", name)) from None
+    if picture.ndim != 3 or picture.size == 0:
+        raise ValueError(f"{name} has the shape {image.shape}; it must be one picture")
+    return picture
