@@ -1,6 +1,7 @@
 // Drives the transforms with random requests on processors of all vector levels, and compares pixels with the
 // reference. Buffers and LUTs are heap blocks of exact size: the sanitizers see what leaves them.
 #include "pixels/test_processor.h"
+#include "platform/architecture.h"
 #include "reference.h"
 #include "support/environment.h"
 #include "support/shared_library.h"
@@ -89,9 +90,15 @@ extern "C" int LLVMFuzzerInitialize(int* /*argument_count*/, char*** /*arguments
     kx_test::set_environment("KVI_LOG_FILE", "/dev/null"); // refusals are logged
     // For as long as the program runs: instrumented code must not be unloaded.
     static const kx_test::shared_library companions[] = {
-        kx_test::shared_library("korvex_kvi_logger.so"), kx_test::shared_library("korvex_kvi_LUT.so"),
+        kx_test::shared_library("korvex_kvi_logger.so"),
+        kx_test::shared_library("korvex_kvi_LUT.so"),
+#if defined(KX_ARM64)
+        kx_test::shared_library("korvex_kvi_color_processing_vector_neon.so"),
+#else
         kx_test::shared_library("korvex_kvi_color_processing_vector_sse.so"),
-        kx_test::shared_library("korvex_kvi_color_processing_vector_avx2.so")};
+        kx_test::shared_library("korvex_kvi_color_processing_vector_avx2.so"),
+#endif
+    };
     if (kx_color_processing_module_initialize() != KX_COLOR_SUCCESS) {
         std::abort();
     }

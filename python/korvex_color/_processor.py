@@ -11,7 +11,7 @@ from numpy.typing import ArrayLike, NDArray
 from . import _core
 from ._types import Clamp, Error, Frames, Layout, Order, PerChannel, Shift, Switches
 
-_LEVELS = {None: None, "scalar": 0, "sse": 1, "avx2": 2}
+_LEVELS = {None: None, "scalar": 0, "sse": 1, "neon": 1, "avx2": 2}
 
 
 class _Entries:
@@ -93,9 +93,9 @@ class Processor:
         0 to 16. An input LUT has ``2**input_lut_bits`` entries, one for each sample that the camera delivers.
     output_lut_bits : int
         0 to 16. An output LUT has ``2**output_lut_bits`` entries, one for each value that the clamp lets pass.
-    vector_level : {None, "scalar", "sse", "avx2"}
-        The most that may be used of the machine's vector instructions; None is the best that it has. The bytes are the
-        same.
+    vector_level : {None, "scalar", "sse", "avx2", "neon"}
+        The most that may be used of the machine's vector instructions; None is the best that it has. "sse" and "neon"
+        are one level, on x86-64 and on ARM64. The bytes are the same.
 
     Raises
     ------
@@ -132,11 +132,11 @@ class Processor:
         self,
         input_lut_bits: SupportsIndex = 16,
         output_lut_bits: SupportsIndex = 16,
-        vector_level: Literal["scalar", "sse", "avx2"] | None = None,
+        vector_level: Literal["scalar", "sse", "avx2", "neon"] | None = None,
     ) -> None:
         if not isinstance(vector_level, (str, type(None))) or vector_level not in _LEVELS:
             wrong = ValueError if isinstance(vector_level, str) else TypeError
-            raise wrong(f"vector_level must be None, 'scalar', 'sse' or 'avx2', not {vector_level!r}")
+            raise wrong(f"vector_level must be None, 'scalar', 'sse', 'avx2' or 'neon', not {vector_level!r}")
         self._native = _core.create_processor(input_lut_bits, output_lut_bits, _LEVELS[vector_level])
         self._described = f"input_lut_bits={input_lut_bits}, output_lut_bits={output_lut_bits}"
         self._described += f", vector_level={vector_level!r}"

@@ -2,6 +2,7 @@
 
 #include "start/command_line_paths.h"
 #include "text_numbers.h"
+#include "vector_levels.h"
 
 #include <korvex_kvi_color_processing.h>
 
@@ -33,10 +34,13 @@ const std::map<std::string, images::compression> compressions{{"none", images::c
                                                               {"deflate", images::compression::deflate},
                                                               {"zstd", images::compression::zstd}};
 
-const std::map<std::string, std::optional<std::int32_t>> vector_levels{{"scalar", KX_COLOR_VECTOR_LEVEL_SCALAR},
-                                                                       {"sse", KX_COLOR_VECTOR_LEVEL_SSE},
-                                                                       {"avx2", KX_COLOR_VECTOR_LEVEL_AVX2},
-                                                                       {"auto", std::nullopt}};
+const std::map<std::string, std::optional<std::int32_t>> vector_levels = [] {
+    std::map<std::string, std::optional<std::int32_t>> levels{{"auto", std::nullopt}};
+    for (std::size_t level = 0; level < vector_level_names.size(); ++level) {
+        levels.emplace(vector_level_names[level], static_cast<std::int32_t>(level));
+    }
+    return levels;
+}();
 
 constexpr const char* hidden_group = "hidden"; // the parser's own hidden options have no names in its messages
 constexpr std::string_view area_mark = "auto:";
@@ -247,7 +251,7 @@ void add_output_options(CLI::App& app, settings& wanted)
         ->type_name("N")
         ->check(between(1U, 256U));
     add_choice(app, "--vector-level", wanted.vector_level, vector_levels,
-               "Use at most these kernels: scalar, sse, avx2 or auto (default)");
+               "Use at most these kernels: auto (default), or what this processor has of scalar, sse, avx2 and neon");
     app.add_flag("--info", wanted.info, "Print the times and the clipped samples");
     app.add_flag("--quiet", wanted.quiet, "No progress, warnings and summary");
 }
