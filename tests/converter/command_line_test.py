@@ -117,11 +117,11 @@ class CommandLine(Case):
 class WholeFiles(Case):
     """What holds for every type of file: no sample changes, whoever reads and writes it, on however many threads."""
 
-    def pages(self, name):
+    def pages(self, name, width=37):
         """By other readers than kx_convert's."""
         if name.endswith("png"):
             raw = subprocess.run([MAGICK, name, "-depth", "16", "-endian", "LSB", "RGB:-"], check=True, capture_output=True)
-            return [numpy.frombuffer(raw.stdout, "<u2").reshape(21, 37, 3)]
+            return [numpy.frombuffer(raw.stdout, "<u2").reshape(-1, width, 3)]
         subprocess.run(["tiffcp", "-c", "none", name, "copy.tif"], check=True)
         with tifffile.TiffFile("copy.tif") as file:
             return [page.asarray().transpose(1, 2, 0) if page.planarconfig == 2 else page.asarray() for page in file.pages]
@@ -172,7 +172,7 @@ class WholeFiles(Case):
             for page in stack:
                 file.write(page, photometric="rgb", metadata=None)
         subprocess.run(["tiffcp", "-c", "lzw", "stack.tif", "damaged.tif"], check=True)
-        self.write("single.tif", random.integers(0, 65536, (500, 700, 3), "uint16"))
+        self.write("single.tif", random.integers(0, 65536, (1100, 700, 3), "uint16"))
         with open("damaged.tif", "rb+") as file:
             file.seek(os.path.getsize("damaged.tif") // 2)
             file.write(b"x" * 50)
@@ -184,6 +184,10 @@ class WholeFiles(Case):
                     results.append((said, pathlib.Path("out.tif").read_bytes()))
                 self.assertEqual(results[0][0].startswith("kx_convert: damaged.tif: page "), code == 1)
                 self.assertTrue(results[0] == results[1] == results[2], (file, options))
+        for threads in ("1", "2"):  # a PNG of two bands
+            self.run_with(f"single.tif {threads}.png --threads {threads}")
+            numpy.testing.assert_array_equal(self.pages(threads + ".png", 700)[0], tifffile.imread("single.tif"))
+        self.assertEqual(self.content("1.png"), self.content("2.png"))
 
     def test_replaced_files_keep_permissions_and_links(self):
         os.chmod("b.tif", 0o640)
