@@ -4,7 +4,8 @@
     notices.py FOLDER PLATFORM CONTENT...
 
 PLATFORM is Linux or Windows; each CONTENT is a name of the columns "where" and "by": "the logger module", "kx_convert",
-"korvex_color". FOLDER gets THIRD_PARTY.md, and third_party with Debian's copyright files, each by its package's name.
+"korvex_color". FOLDER gets THIRD_PARTY.md, and third_party with Debian's copyright files, each by its package's name. What was built for
+Windows by scripts/windows_dependencies is named with its version.
 """
 
 import pathlib
@@ -12,7 +13,8 @@ import re
 import shutil
 import sys
 
-DOCUMENT = pathlib.Path(__file__).parents[1] / "THIRD_PARTY.md"
+ROOT = pathlib.Path(__file__).parents[1]
+BUILT = ROOT / "build/windows-dependencies/share/doc"
 
 
 def main():
@@ -20,9 +22,12 @@ def main():
     folder, other = pathlib.Path(folder), {"Linux": "Windows", "Windows": "Linux"}[platform]
     concerned = {"every file", f"every file for {platform}", *contents}
     (folder / "third_party").mkdir(parents=True, exist_ok=True)
-    text, *sections = re.split("^(?=## )", DOCUMENT.read_text(), flags=re.MULTILINE)
+    text, *sections = re.split("^(?=## )", (ROOT / "THIRD_PARTY.md").read_text(), flags=re.MULTILINE)
     for section in sections:
         title, *lines = section.splitlines()
+        if title.endswith(f"for {other}"):
+            continue
+        documents = BUILT if title.endswith("programs for Windows") else pathlib.Path("/usr/share/doc")
         kept, packages, rows = [title], set(), 0
         for line in lines:
             cells = [cell.strip() for cell in line.strip("|").split("|")]
@@ -31,12 +36,14 @@ def main():
                 if not concerned & set(cells[1].split(", ")):
                     continue
                 packages |= set(cells[3].split(", "))
+                if documents == BUILT:
+                    line = line.removesuffix("|") + (BUILT / cells[3] / "version").read_text().strip() + " |"
             kept.append(line)
-        if not packages or title.endswith(f"for {other}"):
+        if not packages:
             continue
         text += "\n".join(kept).rstrip() + "\n\n"
         for package in packages if title.startswith("## Compiled") else ():
-            shutil.copyfile(f"/usr/share/doc/{package}/copyright", folder / "third_party" / f"{package}.txt")
+            shutil.copyfile(documents / package / "copyright", folder / "third_party" / f"{package}.txt")
     (folder / "THIRD_PARTY.md").write_text(text.rstrip() + "\n")
 
 

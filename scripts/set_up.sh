@@ -35,6 +35,12 @@ need_packages() {
     }
 }
 
+# What the programs need on Windows. Where it cannot be fetched or built the build is without them, which windows_lacks says.
+windows_lacks=
+prepare_windows() {
+    scripts/windows_dependencies || windows_lacks=", but without kx_convert and kx_chart for Windows: what they need is missing"
+}
+
 # watched LOG COMMAND...: the command's output goes to the log. On a terminal one line shows how far it has come, where
 # the output says that as builds and tests do.
 watched() {

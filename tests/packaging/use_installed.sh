@@ -44,6 +44,10 @@ eval "\$CXX -std=c++17 -Wall -Wextra -Wpedantic -Werror \"\$examples/convert_in_
     -o pkg_config_cpp.exe
 "$CC" -std=c99 -I"$include" "$examples/correct_image.c" -L"$libraries" "$link" -o plain_c.exe
 "$CXX" -std=c++17 -I"$include" "$examples/convert_in_bands.cpp" -L"$libraries" "$link" "$threads" -o plain_cpp.exe
+if [ -n "$windows" ]; then
+    # By the import library for Visual C++.
+    "$CC" -std=c99 -I"$include" "$examples/correct_image.c" "$libraries/korvex_kvi_color_processing.lib" -o visual_c.exe
+fi
 
 # Where the libraries are is written only into what CMake builds.
 for program in "$folder/by cmake"/host_* ./*.exe; do

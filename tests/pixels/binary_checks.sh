@@ -26,7 +26,7 @@ check_imports() {
     [ -n "$imports" ] || fail "$1: no imports found"
     for name in $imports; do
         case $name in
-        KERNEL32.dll | msvcrt.dll | korvex_kvi_color_processing.dll) ;;
+        KERNEL32.dll | SHELL32.dll | msvcrt.dll | korvex_kvi_color_processing.dll) ;;
         *) fail "$1 needs $name" ;;
         esac
     done

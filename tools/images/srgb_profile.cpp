@@ -26,6 +26,9 @@ std::vector<std::byte> make_profile()
     constexpr std::array<unsigned char, 12> first_of_2000{0x07, 0xD0, 0, 1, 0, 1};
     constexpr std::size_t date = 24;
     std::memcpy(&bytes.at(date), first_of_2000.data(), first_of_2000.size());
+    // And its platform the one that made it: the same on every system, it is none.
+    constexpr std::size_t platform = 40;
+    std::memset(&bytes.at(platform), 0, 4);
     return bytes;
 }
 
