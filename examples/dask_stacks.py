@@ -75,13 +75,12 @@ class Record:
 
     def unfinished(self, stack, pages):
         """The parts of at most so many pages that are still to be converted, as (first, last + 1)."""
-        parts = self.parts()
-        starts, first, left = sorted(parts), 0, []
+        parts, first, left = self.parts(), 0, []
         while first < stack.whole:
             if first in parts:
                 first += parts[first]["pages"]
             else:
-                last = min([first + pages, stack.whole, *(start for start in starts if start > first)])
+                last = min(first + pages, stack.whole)
                 left.append((first, last))
                 first = last
         return left

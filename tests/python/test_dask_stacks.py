@@ -120,6 +120,7 @@ def test_kills(recording, command, run, kind):
     process = subprocess.Popen([sys.executable, *command], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                env={**os.environ, "DASK_TEMPORARY_DIRECTORY": str(recording.parent)})
     killed, other = stopped_after(process, folder, 10)
+    assert len([*recording.parent.rglob("dask_stack_files.py")]) == 2  # sent to the workers
     before = parts(folder)
     killed.kill()
     other.resume()
@@ -132,6 +133,8 @@ def test_kills(recording, command, run, kind):
     between = parts(folder)
     assert before.items() <= between.items() and len(between) < len(STACK) and len(begun(folder)) == 1
 
+    if kind == "zarr":
+        (folder / "day 1/a.zarr.incomplete/0/half.partial").touch()  # as if it had been killed while it wrote a chunk
     assert run() == (0, "")
     assert between.items() <= parts(folder).items() and len(parts(folder)) == len(STACK)
     assert np.array_equal(pictures(folder, "day 1/a"), PROFILE.apply(STACK))
@@ -207,6 +210,8 @@ def test_growing_stacks(tmp_path, recording, run, kind, write, options):
         assert code == (3 if then > pages else 0) and len(begun(folder)) == (then > pages), errors
         assert done.items() < parts(folder).items() and len(parts(folder)) == pages
     assert np.array_equal(pictures(folder, "a"), PROFILE.apply(STACK[:pages]))
+    os.utime(file)
+    assert "it has changed since it was begun" in run()[1]
 
 
 @pytest.mark.parametrize("change, says", [
@@ -236,6 +241,17 @@ def test_what_is_cut_short_while_it_is_read(tmp_path, monkeypatch):
         stack.read(4, 6)
 
 
+def test_what_was_cut_short_for_a_while(recording, run, kind):
+    file, folder, pages = recording / "a.tif", recording.parent / kind, STACK[:60]
+    save(file, pages)
+    content, then = file.read_bytes(), file.stat()
+    assert run(lambda: os.truncate(file, 3000))[0] == 1
+    file.write_bytes(content)
+    os.utime(file, ns=(then.st_atime_ns, then.st_mtime_ns))
+    assert run() == (0, "") and np.array_equal(pictures(folder, "a"), PROFILE.apply(pages))
+    assert kind == "tiff" or "failed_pages" not in zarr.open(str(folder), "r")["a.zarr"].attrs
+
+
 def test_what_is_refused(recording, command, run, kind):
     folder = recording.parent / kind
     assert run()[0] == 2  # there are no stacks
@@ -244,10 +260,17 @@ def test_what_is_refused(recording, command, run, kind):
     code, errors = run()
     assert code == 2 and "outside the recording" in errors
     command[2] = str(folder)
+    deep = {"ome": True, "metadata": {"axes": "TZYXS"}}
+    save(recording / "deep.tif", STACK[:6].reshape(3, 2, 10, 12, 3), **deep)
+    for name in "first", "last":
+        save(recording / f"{name}.tif", STACK[:6])
     assert run()[0] == 0
     before = pictures(folder, "a")
     os.utime(recording / "a.TIF")
-    assert "it has changed since it was begun" in run()[1]
+    save(recording / "deep.tif", STACK[:12].reshape(4, 3, 10, 12, 3), **deep)  # grown, but in two directions
+    save(recording / "first.tif", STACK[[50, *range(1, 9)]])  # grown, but with another page where one was
+    save(recording / "last.tif", STACK[[*range(5), *range(50, 54)]])
+    assert run()[1].count("it has changed since it was begun") == 4
     PROFILE.replace(bits=14).save(recording.parent / "camera.json")
     assert "the profile has changed since it was begun" in run()[1]
     (folder / ".progress").rename(recording.parent / "elsewhere")
