@@ -17,6 +17,10 @@ target_compile_options(kx_options INTERFACE
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
   $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
   -fvisibility=hidden)
+if(UNIX AND NOT KX_SANITIZERS)
+  # Functions of other libraries are bound when a file is loaded, into tables that are then read-only.
+  target_link_options(kx_options INTERFACE -Wl,-z,relro,-z,now)
+endif()
 if(MINGW)
   # Nothing to ship beside libraries and programs: the compiler's own runtime goes into each. And two builds are the
   # same, whatever the time.
