@@ -1,11 +1,11 @@
 // A directory for a test's files.
 #pragma once
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <random>
 #include <string>
 
 namespace kx_test {
@@ -19,7 +19,7 @@ inline std::string read_file(const std::filesystem::path& file)
 // A fresh directory, removed at the end.
 class work_directory {
 public:
-    work_directory() = default;
+    work_directory() { std::filesystem::create_directory(path_); }
     ~work_directory() { std::filesystem::remove_all(path_); }
     work_directory(const work_directory&) = delete;
     work_directory& operator=(const work_directory&) = delete;
@@ -37,8 +37,8 @@ public:
     }
 
 private:
-    // Throws if there is none: a string cannot be made of a null pointer.
-    std::string path_ = mkdtemp((std::filesystem::temp_directory_path() / "kx_test-XXXXXX").string().data());
+    std::string path_ =
+        (std::filesystem::temp_directory_path() / ("kx_test-" + std::to_string(std::random_device()()))).string();
 };
 
 } // namespace kx_test

@@ -63,7 +63,7 @@ readable_file::~readable_file()
 
 std::size_t readable_file::read(std::uint64_t place, void* bytes, std::size_t count) const
 {
-    return transfer_all(pread, descriptor_, static_cast<std::byte*>(bytes), count, place, name_, "cannot be read");
+    return transfer_all(read_at, descriptor_, static_cast<std::byte*>(bytes), count, place, name_, "cannot be read");
 }
 
 std::uint64_t readable_file::size() const noexcept

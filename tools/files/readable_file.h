@@ -1,4 +1,4 @@
-// A file open for reading, at any place and by several threads at the same time.
+// A file open for reading, at any place and by several threads at the same time. A pipe is read on from where it is.
 #pragma once
 
 #include "file_error.h"

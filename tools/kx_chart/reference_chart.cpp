@@ -1,12 +1,10 @@
 #include "reference_chart.h"
 
+#include "files/text_file.h"
 #include "images/utf8.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
-#include <cstring>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <vector>
@@ -66,15 +64,11 @@ const reference_chart& published_reference()
 
 reference_chart read_reference(const std::filesystem::path& file)
 {
-    errno = 0;
-    std::ifstream stream(file);
+    std::istringstream stream(files::read_text(file));
     reference_chart values;
     std::size_t count = 0;
     std::string text;
     for (std::size_t number = 1; std::getline(stream, text); ++number) {
-        if (number == 1 && text.starts_with("\xEF\xBB\xBF")) { // a byte-order mark
-            text.erase(0, 3);
-        }
         text.erase(std::min(text.find('#'), text.size()));
         std::istringstream line(text);
         std::vector<std::string> words;
@@ -92,9 +86,6 @@ reference_chart read_reference(const std::filesystem::path& file)
         } catch (const std::runtime_error& error) {
             throw std::runtime_error(file.string() + ", line " + std::to_string(number) + ": " + error.what());
         }
-    }
-    if (!stream.is_open() || stream.bad()) {
-        throw std::runtime_error(file.string() + ": cannot be read: " + std::strerror(errno));
     }
     if (count != patch_count) {
         throw std::runtime_error(file.string() + ": has " + std::to_string(count) + " patches; the chart has 24");

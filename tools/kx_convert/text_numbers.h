@@ -31,7 +31,7 @@ struct text_line {
 };
 
 // The lines of a text file that hold anything: words separated by blanks or commas, comments from # on left out.
-// Throws std::runtime_error, which names the file.
+// Throws files::file_error.
 std::vector<text_line> read_words(const std::filesystem::path& file);
 
 } // namespace kx::convert

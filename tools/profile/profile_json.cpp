@@ -1,14 +1,11 @@
 #include "camera_profile.h"
 
 #include "files/output_file.h"
+#include "files/text_file.h"
 
 #include <nlohmann/json.hpp>
 
-#include <cerrno>
 #include <cmath>
-#include <cstring>
-#include <fstream>
-#include <iterator>
 #include <set>
 
 namespace kx::profile {
@@ -184,19 +181,10 @@ std::string to_json(const camera_profile& profile)
 
 camera_profile load_profile(const std::filesystem::path& file)
 {
-    errno = 0;
-    std::ifstream stream(file, std::ios::binary);
-    std::string text;
     try {
-        text.assign(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
-    } catch (const std::ios_base::failure&) { // a directory, for one, opens but cannot be read
-        stream.setstate(std::ios_base::badbit);
-    }
-    if (!stream) {
-        throw profile_error("", std::string("cannot be read: ") + std::strerror(errno), file.string());
-    }
-    try {
-        return from_json(text);
+        return from_json(files::read_text(file));
+    } catch (const files::file_error& error) {
+        throw profile_error("", error.reason(), file.string());
     } catch (const profile_error& error) {
         throw profile_error(error.path(), error.reason(), file.string());
     }

@@ -31,6 +31,13 @@ inline int open_to_read(const fs::path& file)
     return open(file.c_str(), O_RDONLY | O_CLOEXEC);
 }
 
+// A pipe has no places: it is read on.
+inline ssize_t read_at(int descriptor, void* bytes, std::size_t count, off_t place)
+{
+    const ssize_t now = pread(descriptor, bytes, count, place);
+    return now < 0 && errno == ESPIPE ? read(descriptor, bytes, count) : now;
+}
+
 inline fs::path directory_of(const fs::path& file)
 {
     return file.parent_path() / ".";

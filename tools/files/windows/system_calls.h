@@ -60,7 +60,7 @@ ssize_t transfer_at(Transfer transfer, int descriptor, Bytes bytes, std::size_t 
     return failed && GetLastError() != ERROR_HANDLE_EOF ? -1 : static_cast<ssize_t>(done);
 }
 
-inline ssize_t pread(int descriptor, void* bytes, std::size_t count, off_t place)
+inline ssize_t read_at(int descriptor, void* bytes, std::size_t count, off_t place)
 {
     return transfer_at(ReadFile, descriptor, bytes, count, place);
 }
