@@ -2,12 +2,11 @@
 
 #include "image_formats.h"
 
+#include "files/readable_file.h"
+
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <string_view>
 
 namespace kx::images {
@@ -28,14 +27,8 @@ std::unique_ptr<image_reader> open_image(const std::filesystem::path& file, ledg
     if (std::filesystem::exists(file, ignored) && !std::filesystem::is_regular_file(file, ignored)) {
         throw image_error(file, "is a pipe or a device: images are read from files, whose parts are read in any order");
     }
-    errno = 0;
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
-        throw image_error(file, std::string("cannot be opened: ") + std::strerror(errno));
-    }
     std::array<char, 8> start{};
-    stream.read(start.data(), start.size());
-    const std::string_view signature(start.data(), static_cast<std::size_t>(stream.gcount()));
+    const std::string_view signature(start.data(), files::readable_file(file).read(0, start.data(), start.size()));
     if (signature == "\x89PNG\r\n\x1a\n"sv) {
         return open_png(file, losses);
     }

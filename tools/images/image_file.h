@@ -107,10 +107,10 @@ public:
     }
 };
 
-// Opens a TIFF or PNG file, told apart by its content. Throws image_error unless all of its pages are RGB
-// images of unsigned 16- or 8-bit samples. A fourth sample must be the same in all pixels, or opaque if it is alpha:
-// read_page() throws otherwise. What cannot be carried on of the file, and of each page that is read, is entered in
-// `losses`, which must outlive the reader.
+// Opens a TIFF or PNG file, told apart by its content. Throws files::file_error if it cannot be read, image_error
+// unless all of its pages are RGB images of unsigned 16- or 8-bit samples. A fourth sample must be the same in all
+// pixels, or opaque if it is alpha: read_page() throws otherwise. What cannot be carried on of the file, and of each
+// page that is read, is entered in `losses`, which must outlive the reader.
 //
 // A TIFF's grey pages are taken as channels where its description (OME-XML, ImageJ) says that they are red, green and
 // blue, or, with `channel_pages`, by threes; the file is refused otherwise.

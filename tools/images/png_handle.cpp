@@ -1,9 +1,7 @@
 #include "png_handle.h"
 
 #include <bit>
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 
 namespace kx::images {
 
@@ -14,13 +12,10 @@ constexpr png_alloc_size_t max_chunk = 1U << 28;
 } // namespace
 
 png_handle::png_handle(const std::filesystem::path& input, ledger& losses)
-    : name_(input), losses_(losses), input_(input, std::ios::binary)
+    : name_(input), losses_(losses), input_(input),
+      png_(png_create_read_struct_2(PNG_LIBPNG_VER_STRING, this, record_error, record_warning, nullptr, allocate,
+                                    nullptr))
 {
-    if (!input_) {
-        throw image_error(name_, std::string("cannot be opened: ") + std::strerror(errno));
-    }
-    png_ =
-        png_create_read_struct_2(PNG_LIBPNG_VER_STRING, this, record_error, record_warning, nullptr, allocate, nullptr);
     prepare();
     png_set_read_fn(png_, this, read);
 }
@@ -79,17 +74,23 @@ void png_handle::record_warning(png_structp png, png_const_charp text)
 void png_handle::read(png_structp png, png_bytep bytes, std::size_t count)
 {
     png_handle& self = *static_cast<png_handle*>(png_get_io_ptr(png));
-    if (!self.input_.read(reinterpret_cast<char*>(bytes), static_cast<std::streamsize>(count))) {
-        png_error(png, "the file ends too early");
+    try {
+        if (self.input_->read(self.place_, bytes, count) == count) {
+            self.place_ += count;
+            return;
+        }
+    } catch (const files::file_error& error) {
+        self.system_error_ = error.reason();
     }
+    png_error(png, "the file ends too early");
 }
 
 void png_handle::write(png_structp png, png_bytep bytes, std::size_t count)
 {
     png_handle& self = *static_cast<png_handle*>(png_get_io_ptr(png));
     try {
-        self.output_->write(self.written_, bytes, count);
-        self.written_ += count;
+        self.output_->write(self.place_, bytes, count);
+        self.place_ += count;
         return;
     } catch (const files::file_error& error) {
         self.system_error_ = error.reason();

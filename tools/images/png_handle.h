@@ -5,7 +5,7 @@
 #include "image_file.h"
 
 #include <csetjmp>
-#include <fstream>
+#include <optional>
 
 #include <png.h>
 
@@ -45,9 +45,9 @@ private:
 
     std::filesystem::path name_;
     ledger& losses_;
-    std::ifstream input_;
+    std::optional<files::readable_file> input_;
     files::output_file* output_ = nullptr;
-    std::uint64_t written_ = 0;
+    std::uint64_t place_ = 0; // in the one or the other
     std::string message_;
     std::string system_error_; // why nothing more could be written
     png_structp png_ = nullptr;

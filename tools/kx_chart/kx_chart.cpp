@@ -133,6 +133,7 @@ try {
     CLI::App app("Camera profiles from photographs of a 24-patch colour chart", "kx_chart");
     app.set_version_flag("--version", program, "Print the version and end");
     app.set_help_all_flag("--help-all", "Print the help messages of all subcommands and exit");
+    app.allow_windows_style_options(false); // a word that begins with / is a path
     app.require_subcommand(1);
     add_calibrate(app);
     add_judge(app);

@@ -129,15 +129,15 @@ void append_matrix(settings& wanted, const nine_numbers& factor)
     }
 }
 
-double to_number(const std::string& word, const std::string& file)
+double to_number(const std::string& word, const std::filesystem::path& file)
 {
     if (const auto number = parse_number<double>(word)) {
         return *number;
     }
-    throw std::runtime_error(file + ": '" + word + "' is not a number");
+    throw std::runtime_error(file.string() + ": '" + word + "' is not a number");
 }
 
-nine_numbers read_matrix(const std::string& file)
+nine_numbers read_matrix(const std::filesystem::path& file)
 try {
     nine_numbers matrix{};
     std::size_t count = 0;
@@ -147,7 +147,7 @@ try {
         }
     }
     if (count != matrix.size()) {
-        throw std::runtime_error(file + ": a matrix needs nine numbers, not " + std::to_string(count));
+        throw std::runtime_error(file.string() + ": a matrix needs nine numbers, not " + std::to_string(count));
     }
     return matrix;
 } catch (const std::runtime_error& error) {
@@ -210,8 +210,8 @@ void add_processing_options(CLI::App& app, settings& wanted)
            "Append a matrix by rows, red first; may be repeated: M becomes M x A")
         ->type_name("N1 .. N9")
         ->trigger_on_parse();
-    app.add_option_function<std::string>(
-           "--matrix-file", [&wanted](const std::string& file) { append_matrix(wanted, read_matrix(file)); },
+    app.add_option_function<std::filesystem::path>(
+           "--matrix-file", [&wanted](const std::filesystem::path& file) { append_matrix(wanted, read_matrix(file)); },
            "The same from a text file")
         ->type_name("FILE")
         ->trigger_on_parse();
@@ -291,6 +291,7 @@ std::variant<settings, int> parse_command_line(int count, char** arguments)
 {
     CLI::App app{description, "kx_convert"};
     app.footer(footer);
+    app.allow_windows_style_options(false); // a word that begins with / is a path
     app.set_version_flag("--version", "kx_convert " KX_VERSION, "Print the version and end");
     app.failure_message([](const CLI::App*, const CLI::Error& error) {
         return std::string("kx_convert: ") + error.what() + "\nkx_convert --help lists the options.\n";

@@ -1,5 +1,7 @@
 #include "file_tasks.h"
 
+#include "system.h"
+
 #include <map>
 #include <set>
 
@@ -121,7 +123,7 @@ void check_targets(const std::vector<file_task>& tasks)
 {
     std::set<fs::path> inputs;
     for (const file_task& task : tasks) {
-        inputs.insert(end_of_links(task.input));
+        inputs.insert(without_case(end_of_links(task.input)));
     }
     std::set<fs::path> targets;
     for (const auto& [input, output, trouble] : tasks) {
@@ -129,10 +131,10 @@ void check_targets(const std::vector<file_task>& tasks)
             continue;
         }
         const fs::path target = end_of_links(output);
-        if (inputs.contains(target)) {
+        if (inputs.contains(without_case(target))) {
             throw option_error("--output", output.string() + " is an input of this run too: " + target.string());
         }
-        if (!targets.insert(target).second) {
+        if (!targets.insert(without_case(target)).second) {
             throw option_error("--output", "two files would be written to " + target.string());
         }
     }

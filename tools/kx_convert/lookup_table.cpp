@@ -51,10 +51,11 @@ std::vector<std::uint32_t> make_lookup_table(const std::string& source, std::siz
     if (const auto curve = find_curve(source)) {
         return profile::make_LUT(*curve, bits, full_scale);
     }
-    if (const auto curve = read_curve_file(source, channel)) {
+    const std::filesystem::path file(std::u8string(source.begin(), source.end()));
+    if (const auto curve = read_curve_file(file, channel)) {
         return profile::make_LUT(*curve, bits, full_scale);
     }
-    return read_table(source, std::size_t{1} << bits);
+    return read_table(file, std::size_t{1} << bits);
 }
 
 } // namespace kx::convert

@@ -2,11 +2,15 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 
 namespace kx::convert {
 
 // Whether somebody watches standard error.
 bool standard_error_is_terminal();
+
+// The same path for all names that the system takes for one, where it passes over upper and lower case.
+std::filesystem::path without_case(const std::filesystem::path& path);
 
 // The machine's memory in bytes; the largest number if it cannot be told.
 std::uint64_t physical_memory();

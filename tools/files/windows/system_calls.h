@@ -17,11 +17,14 @@ namespace fs = std::filesystem;
 
 inline std::string last_error()
 {
-    const DWORD code = GetLastError();
-    if (code == ERROR_SHARING_VIOLATION) {
+    const DWORD number = GetLastError();
+    if (number == ERROR_SHARING_VIOLATION) {
         return "another program holds it open";
     }
-    std::string reason = std::system_category().message(static_cast<int>(code));
+    // In the words of other systems where they have any.
+    const std::error_code code(static_cast<int>(number), std::system_category());
+    const std::error_condition meaning = code.default_error_condition();
+    std::string reason = meaning.category() == std::generic_category() ? meaning.message() : code.message();
     reason.erase(reason.find_last_not_of(" .\r\n") + 1);
     return reason;
 }
@@ -29,9 +32,12 @@ inline std::string last_error()
 // As the system takes it, whatever its length.
 inline std::wstring long_name(const fs::path& file)
 {
+    if (file.native().starts_with(L"\\\\?\\")) {
+        return file.native();
+    }
     std::error_code ignored;
     const std::wstring name = fs::absolute(file, ignored).lexically_normal().make_preferred().wstring();
-    if (name.size() < MAX_PATH - 12 || name.starts_with(L"\\\\?\\")) {
+    if (name.size() < MAX_PATH - 12) {
         return name;
     }
     return name.starts_with(L"\\\\") ? L"\\\\?\\UNC" + name.substr(1) : L"\\\\?\\" + name;

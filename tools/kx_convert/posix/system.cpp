@@ -11,6 +11,11 @@ bool standard_error_is_terminal()
     return isatty(STDERR_FILENO) != 0;
 }
 
+std::filesystem::path without_case(const std::filesystem::path& path)
+{
+    return path;
+}
+
 std::uint64_t physical_memory()
 {
     const long pages = sysconf(_SC_PHYS_PAGES);

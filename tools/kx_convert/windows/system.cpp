@@ -12,6 +12,16 @@ bool standard_error_is_terminal()
     return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != FALSE;
 }
 
+std::filesystem::path without_case(const std::filesystem::path& path)
+{
+    const std::wstring& name = path.native();
+    const auto length = static_cast<int>(name.size());
+    std::wstring upper(name.size(), L'\0');
+    LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_UPPERCASE, name.data(), length, upper.data(), length, nullptr, nullptr,
+                  0);
+    return upper;
+}
+
 std::uint64_t physical_memory()
 {
     MEMORYSTATUSEX status{};

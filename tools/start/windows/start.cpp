@@ -14,7 +14,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The files that the last part of a path stands for, in the order of their names; the word itself where there are none.
+// The files that the last part of a path stands for, but for hidden ones, in the order of their names; the word itself
+// where there are none.
 std::vector<std::wstring> files_of(const std::wstring& word)
 {
     std::vector<std::wstring> found;
@@ -24,7 +25,8 @@ std::vector<std::wstring> files_of(const std::wstring& word)
     if (search != INVALID_HANDLE_VALUE) {
         do {
             const std::wstring name = static_cast<const wchar_t*>(entry.cFileName);
-            if (name != L"." && name != L"..") {
+            const bool hidden = (entry.dwFileAttributes & FILE_ATTRIBUTE_HIDDEN) != 0;
+            if (name != L"." && name != L".." && !hidden) {
                 found.push_back((folder / name).wstring());
             }
         } while (FindNextFileW(search, &entry) != FALSE);
