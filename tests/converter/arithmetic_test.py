@@ -4,10 +4,10 @@ Usage: arithmetic_test.py KX_CONVERT [unittest's arguments]; ends with 77 if Num
 """
 
 import json
-import subprocess
+import pathlib
 import unittest
 
-from converter_case import CONVERTER, ConverterCase, tifffile
+from converter_case import WINDOWS, ConverterCase, kx_convert, tifffile
 from converter_case import numpy as np
 
 CURVES = {
@@ -65,11 +65,13 @@ class Arithmetic(ConverterCase):
     def setUp(self):
         super().setUp()
         self.random = np.random.default_rng(7)
-        self.runs = 0
+        self.runs = self.written = 0
 
     def write(self, name, text):
-        with open(name, "w", encoding="utf-8") as file:
-            file.write(text)
+        """As the editors of all systems do, in turn."""
+        self.written += 1
+        mark, encoding = (("", "utf-8"), ("\ufeff", "utf-16-be"), ("\ufeff", "utf-8"), ("\ufeff", "utf-16-le"))[self.written % 4]
+        pathlib.Path(name).write_bytes((mark + text.replace("\n", ("\n", "\r\n")[self.written % 2])).encode(encoding))
 
     def photo(self, bits=12):
         """Noise, half of it in the dark, with both ends of the range."""
@@ -88,12 +90,13 @@ class Arithmetic(ConverterCase):
         how = ["--vector-level", ("scalar", "sse", "avx2")[self.runs % 3], "--quiet", "--overwrite"]
         how += ["--planar"] if self.runs % 4 < 2 and files[1] == "out.tif" else []
         words = options.split()
-        words = [*files, *words] if self.runs % 2 else [*words, *files]
-        done = subprocess.run([CONVERTER, *how, *words], capture_output=True, text=True, check=False)
+        words = [*how, *files, *words] if self.runs % 2 else [*how, *words, *files]
+        done = kx_convert(*words)
         self.assertEqual((done.returncode, done.stderr), (0, ""), words)
+        if WINDOWS:
+            self.assert_native_does_the_same(done, words, files[1])
         if files[1] == "out.png":
-            done = subprocess.run([CONVERTER, "out.png", "out.tif", "--overwrite", "--quiet", "--depth",
-                                   str(profile["output_depth"])], check=True)
+            self.convert("out.png", "out.tif", "--quiet", "--depth", str(profile["output_depth"]))
         found = tifffile.imread("out.tif")
         found = found.transpose(1, 2, 0) if "--planar" in how else found
         np.testing.assert_array_equal(found, convert(frame, profile, **more), str(words))
@@ -171,7 +174,7 @@ class Arithmetic(ConverterCase):
         with tifffile.TiffWriter("mixed.tif") as writer:
             writer.write(image, photometric="rgb", metadata=None)
             writer.write(thumbnail, photometric="rgb", metadata=None)
-        subprocess.run([CONVERTER, "mixed.tif", "both.tif", "--input-bits", "12"], check=True)
+        self.convert("mixed.tif", "both.tif", "--input-bits", "12")
         for page, frame, bits in ((0, image, 12), (1, thumbnail, 8)):
             np.testing.assert_array_equal(tifffile.imread("both.tif", key=page), convert(frame, {**WITHOUT, "bits": bits}))
 
@@ -182,7 +185,7 @@ class Arithmetic(ConverterCase):
         self.write("table.cube", "TITLE \"Film\"\n# comment\nLUT_1D_SIZE 3\nDOMAIN_MIN 0 0 0\nDOMAIN_MAX 1 1 2\n"
                                  "0 0 0.3\n0.25 0.5 0.5\n1 1 0.9\n")
         self.write("range.cube", "LUT_1D_SIZE 2\nLUT_1D_INPUT_RANGE 0.0 1.0\n1 1 1\n0 0 0\n")
-        self.write("floats.txt", "0.25\n0.5 # middle\n1\n")
+        self.write("floats.txt", "0.25\n0.5 # \u4e2d\n1\n")
         for file, curves in (("one.spi1d", [[0.25, 0.5, 1]] * 3), ("three.spi1d", [[0, 1], [0.1, 0.9], [0.2, 0.8]]),
                              ("table.cube", [[0, 0.25, 1], [0, 0.5, 1], [0.3, 0.5]]),  # the first half of the table
                              ("range.cube", [[1, 0]] * 3), ("floats.txt", [[0.25, 0.5, 1]] * 3)):
@@ -191,7 +194,7 @@ class Arithmetic(ConverterCase):
         # Entries as they stand, with an index in any order or without.
         entries = self.random.integers(0, 65536, 1024)
         lines = [f"{index},{value}" for index, value in enumerate(entries)]
-        self.write("indexed.csv", "# index, value\n" + "\r\n".join(lines[::-1]) + "\n\n")
+        self.write("indexed.csv", "# index, value\n" + "\n".join(lines[::-1]) + "\n\n")
         self.write("plain.txt", "\n10 # first\n20\n\n+30\n255\n")
         plain = np.array([10, 20, 30, 255])
         self.expect(self.photo(10), "--input-bits 10 --red-input-lut indexed.csv", {**WITHOUT, "bits": 10},

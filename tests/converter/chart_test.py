@@ -6,6 +6,7 @@ Run by pytest; KX_CHART is the program, and `examples` must be in PYTHONPATH.
 import json
 import os
 import re
+import shlex
 import subprocess
 import xml.etree.ElementTree
 
@@ -37,7 +38,8 @@ def photograph(name="photo.tif", **camera):
 
 
 def kx_chart(*arguments, **streams):
-    return subprocess.run([os.environ["KX_CHART"], *map(str, arguments)], capture_output=True, text=True, **streams)
+    emulator = shlex.split(os.environ.get("KX_EMULATOR", ""))
+    return subprocess.run([*emulator, os.environ["KX_CHART"], *map(str, arguments)], capture_output=True, text=True, **streams)
 
 
 def places(corners=CORNERS):

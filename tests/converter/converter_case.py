@@ -1,7 +1,12 @@
-"""What the tests of kx_convert share. The first argument names the program; exit code 77: something they need is missing."""
+"""What the tests of kx_convert share. The first argument names the program; exit code 77: something they need is missing.
 
+A program for Windows is run by the words of KX_EMULATOR, and held against the one for Linux that KX_NATIVE_CONVERT names.
+"""
+
+import io
 import os
 import pathlib
+import shlex
 import shutil
 import struct
 import subprocess
@@ -16,11 +21,24 @@ try:
 except ImportError as missing:
     print(missing)
     sys.exit(77)
-CONVERTER = os.path.abspath(sys.argv.pop(1))
+CONVERTER = [*shlex.split(os.environ.get("KX_EMULATOR", "")), os.path.abspath(sys.argv.pop(1))]
+WINDOWS = CONVERTER[-1].endswith(".exe")
+NATIVE = [os.environ.get("KX_NATIVE_CONVERT", "")]
+if WINDOWS and not os.path.exists(*NATIVE):
+    print("the program for Linux is missing:", *NATIVE)
+    sys.exit(77)
 MAGICK = shutil.which("convert-im6.q16") or shutil.which("magick") or ""
 
 STACK = (numpy.arange(5 * 21 * 37 * 3, dtype="uint32") * 40503 >> 4).astype("uint16").reshape(5, 21, 37, 3)
 OCTETS = (STACK >> 8).astype("uint8")
+
+
+def kx_convert(*arguments, program=CONVERTER, **more):
+    """What it says has the separators of Linux."""
+    done = subprocess.run([*program, *arguments], capture_output=True, text=True, check=False, **more)
+    if WINDOWS:
+        done.stdout, done.stderr = done.stdout.replace("\\", "/"), done.stderr.replace("\\", "/")
+    return done
 
 
 def need(*programs):
@@ -39,6 +57,25 @@ def png(frame, kind=2, chunks=()):
             + b"".join(chunk(*each) for each in chunks) + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b""))
 
 
+def uncompressed(data):
+    """All that a file says, but not how deflate says it: Linux has other compressors of that kind."""
+    if data.startswith(b"\x89PNG"):
+        chunks, place = [], 8
+        while place < len(data):
+            length, name = struct.unpack_from(">I4s", data, place)
+            chunks.append((name, data[place + 8:place + 8 + length]))
+            place += length + 12
+        return ([chunk for chunk in chunks if chunk[0] != b"IDAT"],
+                zlib.decompress(b"".join(part for name, part in chunks if name == b"IDAT")))
+    with tifffile.TiffFile(io.BytesIO(data)) as tiff:
+        if tiff.pages[0].compression != 8:
+            return data
+        places = ("StripOffsets", "StripByteCounts")
+        return tiff.byteorder, tiff.is_bigtiff, [
+            ([(tag.code, tag.dtype, tag.value) for tag in page.tags if tag.name not in places], page.asarray().tobytes())
+            for page in tiff.pages]
+
+
 class ConverterCase(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
@@ -48,14 +85,22 @@ class ConverterCase(unittest.TestCase):
 
     def convert(self, *arguments, expected=0, warns=()):
         """Runs kx_convert and returns its messages; each of `warns`, and nothing else, must be warned of."""
-        done = subprocess.run([CONVERTER, "--overwrite", *arguments], capture_output=True, text=True, check=False)
+        done = kx_convert("--overwrite", *arguments)
         self.assertEqual(done.returncode, expected, done.stderr)
+        if WINDOWS and expected == 0:
+            self.assert_native_does_the_same(done, arguments, arguments[1])
         warnings = [line for line in done.stderr.splitlines() if "warning: " in line]
         for text in warns:
             self.assertTrue(any(text in line for line in warnings), f"{text} is not in {done.stderr}")
         if not warns:
             self.assertEqual(warnings, [])
         return done.stdout if expected == 0 else done.stderr
+
+    def assert_native_does_the_same(self, done, arguments, output):
+        made = self.content(output)
+        native = kx_convert("--overwrite", *arguments, program=NATIVE)
+        self.assertEqual((native.returncode, native.stderr), (done.returncode, done.stderr))
+        self.assertTrue(uncompressed(made) == uncompressed(self.content(output)), f"{arguments} differ from Linux")
 
     def tags(self, file, page=0):
         with tifffile.TiffFile(file) as tiff:

@@ -13,7 +13,7 @@ import time
 import unittest
 import zlib
 
-from converter_case import CONVERTER, OCTETS, STACK, ConverterCase, need, numpy, png, tifffile
+from converter_case import CONVERTER, OCTETS, STACK, WINDOWS, ConverterCase, kx_convert, need, numpy, png, tifffile
 
 need("tiffcp")
 PLAIN = {"photometric": "rgb", "metadata": None}
@@ -87,7 +87,7 @@ class Metadata(ConverterCase):
             self.assert_pages("out.tif", STACK[:1])
 
     def test_numbers_above_32_bits_make_a_big_tiff_and_lossless_compression_stays(self):
-        for compression, code in (("zlib", 8), ("lzma", 34925), (None, 1)):
+        for compression, code in (("zlib", 8), (None, 1)) + (() if WINDOWS else (("lzma", 34925),)):
             tifffile.imwrite("in.tif", STACK[0], bigtiff=True, compression=compression, **PLAIN,
                              extratags=[(65005, "Q", 1, 2**40 + 3, True), (65006, "q", 1, -2**40, True)])
             self.convert("in.tif", "out.tif")
@@ -153,12 +153,13 @@ class Outputs(ConverterCase):
         os.mkdir("in")
         for number in range(60):
             tifffile.imwrite(f"in/{number:02}.tif", numpy.resize(STACK, (700, 700, 3)), **PLAIN)
-        subprocess.run(["sh", "-c", f"umask 077; exec '{CONVERTER}' in -o masked/ --threads 64 --quiet"], check=True)
-        self.assertEqual({stat.S_IMODE(os.stat(f"masked/{name}").st_mode) for name in os.listdir("masked")}, {0o600})
+        kx_convert("in", "-o", "masked/", "--threads", "64", preexec_fn=lambda: os.umask(0o077))
+        if not WINDOWS:
+            self.assertEqual({stat.S_IMODE(os.stat(f"masked/{name}").st_mode) for name in os.listdir("masked")}, {0o600})
         self.assertEqual(len(os.listdir("masked")), 60)
-        for number, ending in enumerate((signal.SIGTERM, signal.SIGKILL)):
+        for number, ending in enumerate((signal.SIGINT if WINDOWS else signal.SIGTERM, signal.SIGKILL)):
             folder = f"ended{number}"
-            with subprocess.Popen([CONVERTER, "in", "-o", folder + "/", "--quiet"]) as process:
+            with subprocess.Popen([*CONVERTER, "in", "-o", folder + "/", "--quiet"]) as process:
                 while not os.path.isdir(folder) or len(os.listdir(folder)) < 3:
                     self.assertIsNone(process.poll(), "ended before it could be")
                     time.sleep(0.001)
@@ -168,6 +169,7 @@ class Outputs(ConverterCase):
             for name in names:  # complete, or not there at all
                 self.assertEqual(self.content(f"{folder}/{name}"), self.content(f"masked/{name}"))
 
+    @unittest.skipIf(WINDOWS, "Wine hides links")
     def test_links_to_inputs_are_no_outputs(self):
         os.mkdir("in")
         os.mkdir("out")
