@@ -166,8 +166,9 @@ class Outputs(ConverterCase):
                 process.send_signal(ending)
             names = os.listdir(folder)
             self.assertLess(len(names), 60)
-            for name in names:  # complete, or not there at all
-                self.assertEqual(self.content(f"{folder}/{name}"), self.content(f"masked/{name}"))
+            for name in names:  # complete, or not there at all; Windows' system may be about to rename it
+                self.assertTrue(self.content(f"{folder}/{name}") == self.content("masked/00.tif"), name)
+                self.assertTrue(WINDOWS or not name.startswith("."), name)
 
     @unittest.skipIf(WINDOWS, "Wine hides links")
     def test_links_to_inputs_are_no_outputs(self):
