@@ -164,11 +164,17 @@ class Outputs(ConverterCase):
                     self.assertIsNone(process.poll(), "ended before it could be")
                     time.sleep(0.001)
                 process.send_signal(ending)
+            for _ in range(200 * WINDOWS):  # Wine's server is another process
+                if any(name.startswith(".") for name in os.listdir(folder)):
+                    time.sleep(0.01)
             names = os.listdir(folder)
             self.assertLess(len(names), 60)
-            for name in names:  # complete, or not there at all; Windows' system may be about to rename it
-                self.assertTrue(self.content(f"{folder}/{name}") == self.content("masked/00.tif"), name)
-                self.assertTrue(WINDOWS or not name.startswith("."), name)
+            for name in names:  # complete, or not there at all
+                wanted = [self.content("masked/00.tif")]
+                if WINDOWS and ending == signal.SIGKILL and name.startswith("."):
+                    wanted.append(b"")  # in the instant between two steps
+                self.assertTrue(self.content(f"{folder}/{name}") in wanted, (folder, name))
+                self.assertTrue(len(wanted) > 1 or not name.startswith("."), (folder, name))
 
     @unittest.skipIf(WINDOWS, "Wine hides links")
     def test_links_to_inputs_are_no_outputs(self):

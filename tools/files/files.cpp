@@ -92,6 +92,7 @@ output_file::output_file(const fs::path& file, output_options options)
         target_ = found.empty() ? file : found;
     }
     temporary_ = temporary_name(target_);
+    [[maybe_unused]] const uninterrupted beginning;
     descriptor_ = create(temporary_);
     if (descriptor_ < 0) {
         fail(file, "cannot be written: no file can be created in its directory");
@@ -115,7 +116,11 @@ void output_file::write(std::uint64_t place, const void* bytes, std::size_t coun
 
 void output_file::commit()
 {
-    if ((options_.sync && fsync(descriptor_) != 0) || !finish(descriptor_, target_)) {
+    if (options_.sync && fsync(descriptor_) != 0) {
+        fail(name_, "cannot be written");
+    }
+    [[maybe_unused]] const uninterrupted naming;
+    if (!finish(descriptor_, target_)) {
         fail(name_, "cannot be written");
     }
     if (!put_in_place(descriptor_, temporary_, target_, options_)) {

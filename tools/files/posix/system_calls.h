@@ -49,6 +49,9 @@ inline std::string shown(int descriptor)
     return "/proc/self/fd/" + std::to_string(descriptor);
 }
 
+// What must not stay half-done when the user ends the program: signals take no file without a name along.
+struct uninterrupted {};
+
 // A new file that vanishes when it is closed, since it has no name; where there are no such files it has the one given.
 inline int create(const fs::path& name)
 {

@@ -4,6 +4,8 @@
 #include "output_file.h"
 
 #include <algorithm>
+#include <mutex>
+#include <shared_mutex>
 #include <system_error>
 #include <utility>
 
@@ -100,6 +102,29 @@ inline bool set_vanishing(int descriptor, bool vanishing)
     wanted.DeleteFile = vanishing ? TRUE : FALSE;
     return SetFileInformationByHandle(handle_of(descriptor), FileDispositionInfo, &wanted, sizeof(wanted)) != FALSE;
 }
+
+// Ctrl-C ends the program, but not between the steps by which a file begins or gets its name: it would stay behind.
+class uninterrupted {
+public:
+    uninterrupted() : lock_(guard()) {}
+
+private:
+    static std::shared_mutex& guard()
+    {
+        static std::shared_mutex& only = *[] {
+            SetConsoleCtrlHandler(
+                [](DWORD /*event*/) -> BOOL {
+                    guard().lock(); // for good
+                    return FALSE;   // the next handler, the system's, ends the program
+                },
+                TRUE);
+            return new std::shared_mutex; // a locked one cannot be destroyed
+        }();
+        return only;
+    }
+
+    std::shared_lock<std::shared_mutex> lock_;
+};
 
 inline int create(const fs::path& name)
 {
