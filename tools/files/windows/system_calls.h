@@ -4,8 +4,6 @@
 #include "output_file.h"
 
 #include <algorithm>
-#include <mutex>
-#include <shared_mutex>
 #include <system_error>
 #include <utility>
 
@@ -106,24 +104,24 @@ inline bool set_vanishing(int descriptor, bool vanishing)
 // Ctrl-C ends the program, but not between the steps by which a file begins or gets its name: it would stay behind.
 class uninterrupted {
 public:
-    uninterrupted() : lock_(guard()) {}
+    uninterrupted()
+    {
+        static const bool waits = SetConsoleCtrlHandler(wait_for_all, TRUE) != FALSE;
+        static_cast<void>(waits);
+        AcquireSRWLockShared(&guard);
+    }
+    uninterrupted(const uninterrupted&) = delete;
+    uninterrupted& operator=(const uninterrupted&) = delete;
+    ~uninterrupted() { ReleaseSRWLockShared(&guard); }
 
 private:
-    static std::shared_mutex& guard()
+    static BOOL WINAPI wait_for_all(DWORD /*event*/)
     {
-        static std::shared_mutex& only = *[] {
-            SetConsoleCtrlHandler(
-                [](DWORD /*event*/) -> BOOL {
-                    guard().lock(); // for good
-                    return FALSE;   // the next handler, the system's, ends the program
-                },
-                TRUE);
-            return new std::shared_mutex; // a locked one cannot be destroyed
-        }();
-        return only;
+        AcquireSRWLockExclusive(&guard); // for good
+        return FALSE;                    // the next handler, the system's, ends the program
     }
 
-    std::shared_lock<std::shared_mutex> lock_;
+    static inline SRWLOCK guard = SRWLOCK_INIT;
 };
 
 inline int create(const fs::path& name)
