@@ -107,6 +107,7 @@ TEST_F(refusals_test, images_that_overlap)
         {with_shifted_planes(0), with_shifted_planes(45)},
         {every_second_column(0), every_second_column(2)},
         {at(59), {start + 105, bgr, 5, 4, 3, -30}}, // bottom up
+        {{start, bgr, 1, 1}, {start, bgr, 1, 1}},   // without strides that say anything
     };
     for (const auto& [from, to] : overlapping) {
         EXPECT_THROW(processor.transform(from, to), std::invalid_argument);

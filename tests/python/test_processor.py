@@ -321,3 +321,17 @@ def test_interrupts_are_seen():
         time.sleep(5)
     assert (stack[0] == 1).all() and (stack[-1] == 255).all()
     processor.clear_matrix()  # nothing holds it
+
+
+@pytest.mark.skipif("LD_PRELOAD" in os.environ, reason="sanitizers need what is taken away")
+def test_threads_that_the_system_does_not_have():
+    program = """if True:
+        import resource, numpy as np, korvex_color as kc
+        image, processor = np.arange(3_000_000, dtype=np.uint16).reshape(1000, 1000, 3), kc.Processor()
+        out = np.zeros_like(image)
+        pages = int(open("/proc/self/statm").read().split()[0])
+        resource.setrlimit(resource.RLIMIT_AS, (pages * resource.getpagesize(), -1))
+        processor.transform(image, threads=9, out=out)
+        resource.setrlimit(resource.RLIMIT_AS, (-1, -1))
+        assert np.array_equal(out, image)"""
+    subprocess.run([sys.executable, "-c", program], check=True)
