@@ -159,13 +159,14 @@ def test_stacks_of_all_kinds(recording, run, kind):
                    "PhysicalSizeZ": 4, "TimeIncrement": 250, "TimeIncrementUnit": "ms"})
     save_by_pages(recording / "apart.tif", some)
     save(recording / "bright.tif", np.where(np.arange(6)[:, None, None, None] % 4 == 3, np.uint16(4096), some))
+    save(recording / "volume.tif", some, volumetric=True, compression="zlib")
     tifffile.imwrite(recording / "grey.tif", some[..., 0])
     (recording / "broken.tif").write_bytes((recording / "flat.tif").read_bytes()[:100])
     save(recording / "one.tiff", some[0])
     code, errors = run()
-    assert (code, len(errors.splitlines())) == (1, 4), errors
+    assert (code, len(errors.splitlines())) == (1, 5), errors
     for problem in ["bright.tif: pages 3 to 3: ", "grey.tif: its pages are not RGB", "broken.tif: ",
-                    "one.tiff: another stack has the same name"]:
+                    "volume.tif: its pages are compressed in one piece", "one.tiff: another stack has the same name"]:
         assert f"{recording}/{problem}" in errors
     folder = recording.parent / kind
     for name in ["flat", "day 1/packed", "day 1/planes", "big.endian", "one", "once", "deep", "apart"]:
