@@ -1,11 +1,9 @@
 #include "reference_chart.h"
 
-#include "files/text_file.h"
 #include "images/utf8.h"
+#include "profile/text_numbers.h"
 
 #include <algorithm>
-#include <charconv>
-#include <sstream>
 #include <stdexcept>
 #include <vector>
 
@@ -15,12 +13,11 @@ namespace {
 
 double to_number(const std::string& word)
 {
-    double number = 0;
-    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
-    if (error != std::errc{} || end != word.data() + word.size() || !(number >= -200.0 && number <= 200.0)) {
+    const auto number = profile::parse_number<double>(word);
+    if (!number || !(*number >= -200.0 && *number <= 200.0)) {
         throw std::runtime_error("'" + word + "' is no number from -200 to 200");
     }
-    return number;
+    return *number;
 }
 
 patch to_patch(const std::vector<std::string>& words)
@@ -64,20 +61,9 @@ const reference_chart& published_reference()
 
 reference_chart read_reference(const std::filesystem::path& file)
 {
-    std::istringstream stream(files::read_text(file));
     reference_chart values;
     std::size_t count = 0;
-    std::string text;
-    for (std::size_t number = 1; std::getline(stream, text); ++number) {
-        text.erase(std::min(text.find('#'), text.size()));
-        std::istringstream line(text);
-        std::vector<std::string> words;
-        for (std::string word; line >> word;) {
-            words.push_back(word);
-        }
-        if (words.empty()) {
-            continue;
-        }
+    for (const auto& [number, words] : profile::read_words(file)) {
         try {
             if (count == patch_count) {
                 throw std::runtime_error("there are more than 24 patches");

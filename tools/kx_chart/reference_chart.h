@@ -26,8 +26,8 @@ using reference_chart = std::array<patch, patch_count>;
 // The values published for this chart.
 const reference_chart& published_reference();
 
-// Other values, from a text file: for each patch a line with its name, which may contain blanks, L*, a* and b*; #
-// begins a comment. Throws std::runtime_error with file and line.
+// Other values, from a text file: for each patch a line with its name in UTF-8, which may contain blanks, L*, a* and
+// b*; # begins a comment. Throws std::runtime_error with file and line.
 reference_chart read_reference(const std::filesystem::path& file);
 
 } // namespace kx::chart

@@ -1,7 +1,7 @@
 #include "command_line.h"
 
+#include "profile/text_numbers.h"
 #include "start/command_line_paths.h"
-#include "text_numbers.h"
 #include "vector_levels.h"
 
 #include <korvex_kvi_color_processing.h>
@@ -101,10 +101,10 @@ std::vector<page_range> to_pages(const std::string& text)
     std::istringstream ranges(text);
     for (std::string range; std::getline(ranges, range, ',');) {
         const std::size_t dash = range.find('-');
-        const auto first = parse_number<std::uint32_t>(range.substr(0, dash));
+        const auto first = profile::parse_number<std::uint32_t>(range.substr(0, dash));
         const auto last = dash == std::string::npos  ? first
                           : dash + 1 == range.size() ? std::optional(open_end)
-                                                     : parse_number<std::uint32_t>(range.substr(dash + 1));
+                                                     : profile::parse_number<std::uint32_t>(range.substr(dash + 1));
         if (!first || !last || *first == 0 || *first > *last) {
             throw option_error("--pages", "'" + range + "' is no page and no range of pages, such as 1-10 or 7-");
         }
@@ -131,7 +131,7 @@ void append_matrix(settings& wanted, const nine_numbers& factor)
 
 double to_number(const std::string& word, const std::filesystem::path& file)
 {
-    if (const auto number = parse_number<double>(word)) {
+    if (const auto number = profile::parse_number<double>(word)) {
         return *number;
     }
     throw std::runtime_error(file.string() + ": '" + word + "' is not a number");
@@ -141,7 +141,7 @@ nine_numbers read_matrix(const std::filesystem::path& file)
 try {
     nine_numbers matrix{};
     std::size_t count = 0;
-    for (const text_line& line : read_words(file)) {
+    for (const profile::text_line& line : profile::read_words(file)) {
         for (const std::string& word : line.words) {
             matrix.at(std::min<std::size_t>(count++, 8)) = to_number(word, file);
         }

@@ -1,6 +1,6 @@
 #include "curve_file.h"
 
-#include "text_numbers.h"
+#include "profile/text_numbers.h"
 
 #include <algorithm>
 #include <cmath>
@@ -20,16 +20,16 @@ constexpr std::size_t most_values = 65536;
 
 double to_number(const std::filesystem::path& file, std::size_t line, const std::string& word)
 {
-    const auto number = parse_number<double>(word);
+    const auto number = profile::parse_number<double>(word);
     if (!number || !std::isfinite(*number)) {
         refuse(file, line, "'" + word + "' is not a number");
     }
     return *number;
 }
 
-std::size_t to_size(const std::filesystem::path& file, const text_line& line)
+std::size_t to_size(const std::filesystem::path& file, const profile::text_line& line)
 {
-    const auto size = line.words.size() == 2 ? parse_number<std::size_t>(line.words[1]) : std::nullopt;
+    const auto size = line.words.size() == 2 ? profile::parse_number<std::size_t>(line.words[1]) : std::nullopt;
     if (!size || *size < 2 || *size > most_values) {
         refuse(file, line.number, line.words[0] + " needs a number from 2 to 65536");
     }
@@ -42,7 +42,7 @@ struct curve_table {
     std::optional<std::size_t> size;
     std::size_t columns = 0;
 
-    void add_row(const std::filesystem::path& file, const text_line& line, std::size_t channel)
+    void add_row(const std::filesystem::path& file, const profile::text_line& line, std::size_t channel)
     {
         if (columns == 0) {
             columns = line.words.size();
@@ -73,10 +73,11 @@ struct curve_table {
 };
 
 // Keywords, then rows of three numbers.
-sampled_curve read_cube(const std::filesystem::path& file, const std::vector<text_line>& lines, std::size_t channel)
+sampled_curve read_cube(const std::filesystem::path& file, const std::vector<profile::text_line>& lines,
+                        std::size_t channel)
 {
     curve_table table;
-    for (const text_line& line : lines) {
+    for (const profile::text_line& line : lines) {
         const std::string& keyword = line.words[0];
         const auto number = [&](std::size_t place) {
             if (place >= line.words.size()) {
@@ -109,11 +110,12 @@ sampled_curve read_cube(const std::filesystem::path& file, const std::vector<tex
 }
 
 // Version, From, Length and Components, then the rows between braces.
-sampled_curve read_spi1d(const std::filesystem::path& file, const std::vector<text_line>& lines, std::size_t channel)
+sampled_curve read_spi1d(const std::filesystem::path& file, const std::vector<profile::text_line>& lines,
+                         std::size_t channel)
 {
     curve_table table;
     bool in_rows = false;
-    for (const text_line& line : lines) {
+    for (const profile::text_line& line : lines) {
         const std::string& keyword = line.words[0];
         if (keyword == "Version") {
             continue;
@@ -140,9 +142,9 @@ sampled_curve read_spi1d(const std::filesystem::path& file, const std::vector<te
     return table.finished(file);
 }
 
-bool has_decimal_point(const std::vector<text_line>& lines)
+bool has_decimal_point(const std::vector<profile::text_line>& lines)
 {
-    return std::ranges::any_of(lines, [](const text_line& line) {
+    return std::ranges::any_of(lines, [](const profile::text_line& line) {
         return std::ranges::any_of(line.words, [](const std::string& word) { return word.find('.') != word.npos; });
     });
 }
@@ -159,7 +161,7 @@ double sampled_curve::operator()(double x) const
 
 std::optional<sampled_curve> read_curve_file(const std::filesystem::path& file, std::size_t channel)
 {
-    const std::vector<text_line> lines = read_words(file);
+    const std::vector<profile::text_line> lines = profile::read_words(file);
     const std::string suffix = file.extension().string();
     if (suffix == ".cube") {
         return read_cube(file, lines, channel);
@@ -171,7 +173,7 @@ std::optional<sampled_curve> read_curve_file(const std::filesystem::path& file, 
         return std::nullopt;
     }
     curve_table table;
-    for (const text_line& line : lines) {
+    for (const profile::text_line& line : lines) {
         table.add_row(file, line, channel);
     }
     return table.finished(file);

@@ -2,9 +2,9 @@
 
 #include "camera.h"
 #include "curve_file.h"
-#include "text_numbers.h"
 
 #include "profile/library_settings.h"
+#include "profile/text_numbers.h"
 
 namespace kx::convert {
 
@@ -15,7 +15,7 @@ std::vector<std::uint32_t> read_table(const std::filesystem::path& file, std::si
     const auto refuse = [&file](const std::string& reason) -> void {
         throw std::runtime_error(file.string() + reason);
     };
-    const std::vector<text_line> lines = read_words(file);
+    const std::vector<profile::text_line> lines = profile::read_words(file);
     if (lines.size() != entries) {
         refuse(" has " + std::to_string(lines.size()) + " entries, but the table takes " + std::to_string(entries)
                + " (see the option for the table's bits)");
@@ -28,12 +28,12 @@ std::vector<std::uint32_t> read_table(const std::filesystem::path& file, std::si
         if (words.size() > 2 || words.size() != lines.front().words.size()) {
             refuse(where + "every line needs one value, or every line an index and a value");
         }
-        const auto index = words.size() == 2 ? parse_number<std::size_t>(words.front()) : place;
+        const auto index = words.size() == 2 ? profile::parse_number<std::size_t>(words.front()) : place;
         if (!index || *index >= entries || seen[*index]) {
             refuse(where + "'" + words.front() + "' is not an index from 0 to " + std::to_string(entries - 1)
                    + ", or was there before");
         }
-        const auto value = parse_number<std::uint16_t>(words.back());
+        const auto value = profile::parse_number<std::uint16_t>(words.back());
         if (!value) {
             refuse(where + "'" + words.back() + "' is not a whole number from 0 to 65535");
         }

@@ -1,4 +1,4 @@
-// Numbers from the command line and from text files.
+// Numbers from command lines and from text files.
 #pragma once
 
 #include <charconv>
@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace kx::convert {
+namespace kx::profile {
 
 // The number that the whole text stands for, or nothing.
 template <typename Number>
@@ -34,4 +34,4 @@ struct text_line {
 // Throws files::file_error.
 std::vector<text_line> read_words(const std::filesystem::path& file);
 
-} // namespace kx::convert
+} // namespace kx::profile

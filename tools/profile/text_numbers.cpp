@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <sstream>
 
-namespace kx::convert {
+namespace kx::profile {
 
 std::vector<text_line> read_words(const std::filesystem::path& file)
 {
@@ -27,4 +27,4 @@ std::vector<text_line> read_words(const std::filesystem::path& file)
     return lines;
 }
 
-} // namespace kx::convert
+} // namespace kx::profile
