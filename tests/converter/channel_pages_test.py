@@ -35,6 +35,7 @@ class ChannelPages(ConverterCase):
             with tifffile.TiffFile("out.tif") as tiff:
                 text = tiff.pages[0].description
                 self.assertEqual(tiff.is_imagej, "imagej" in file or "tables" in file)
+                self.assertNotIn("IJMetadata", tiff.pages[0].tags)
                 if tiff.is_imagej:
                     self.assertEqual(set(text.split()[1:]), {"images=5", "frames=5", "hyperstack=true", "loop=false",
                                                              "unit=um"})
@@ -42,7 +43,8 @@ class ChannelPages(ConverterCase):
                     self.assertEqual(tiff.series[0].shape, STACK.shape)
                     self.assertIn('PhysicalSizeX="0.25"', text)
                     channel = '<Channel ID="Channel:0:0" SamplesPerPixel="3">'
-                    self.assertEqual([text.count(part) for part in ("<Channel ", channel, "<Plane ")], [1, 1, 0])
+                    parts = ("<Channel ", channel, "<Plane ", 'PlaneCount="5"')
+                    self.assertEqual([text.count(part) for part in parts], [1, 1, 0, 1])
             self.convert("out.tif", "again.tif", "--overwrite")
         self.convert("plain.tif", "out.tif", "--overwrite", "--pages", "2,4-5", "--planar", warns=["picked pages"])
         self.assert_pages("out.tif", PLANES[[1, 3, 4]])
@@ -51,7 +53,9 @@ class ChannelPages(ConverterCase):
         self.assert_pages("out.tif", STACK[:4])
         # What does not count the file's pages says nothing of them.
         for file, before, after in (("plain.tif", b'SizeT="5"', b'SizeT="6"'), ("plain.tif", b'IFD="0"', b'IFD="3"'),
-                                    ("imagej.tif", b"frames=5", b"frames=6")):
+                                    ("imagej.tif", b"frames=5", b"frames=6"),
+                                    ("imagej.tif", b"channels=3\nframes=5", b"channels=5\nframes=3")):
+            self.assertIn(before, self.content(file))
             pathlib.Path("other.tif").write_bytes(self.content(file).replace(before, after))
             self.assertIn("--channel-pages", self.convert("other.tif", "none.tif", expected=1))
 
@@ -68,10 +72,17 @@ class ChannelPages(ConverterCase):
             self.assert_pages("out.tif", STACK)
         tifffile.imwrite("seven.tif", PLANES.reshape(-1, 21, 37)[:7], photometric="minisblack", metadata=None)
         self.assertIn("has 7 grey pages", self.convert("seven.tif", "none.tif", "--channel-pages", expected=1))
-        with tifffile.TiffWriter("sizes.tif") as writer:
-            for page in (PLANES[0, 0], PLANES[0, 1], PLANES[0, 2, :20]):
-                writer.write(page, photometric="minisblack", metadata=None)
-        self.assertIn("another size", self.convert("sizes.tif", "none.tif", "--channel-pages", expected=1))
+        red, green, blue = PLANES[0]
+        for other, orientation in ((blue[:20], 1), (blue[:, :20].copy(), 1), ((blue >> 8).astype("uint8"), 1), (blue, 3)):
+            with tifffile.TiffWriter("unlike.tif") as writer:
+                for page, turned in ((red, 1), (green, 1), (other, orientation)):
+                    writer.write(page, photometric="minisblack", metadata=None, extratags=[(274, "H", 1, turned, True)])
+            self.assertIn("another size", self.convert("unlike.tif", "none.tif", "--channel-pages", expected=1))
+        for names, warns in (("xxx", []), ("xyx", ["texts of the green and blue pages"])):
+            with tifffile.TiffWriter("named.tif") as writer:
+                for page, name in zip((red, green, blue), names):
+                    writer.write(page, photometric="minisblack", metadata=None, extratags=[(285, "s", 0, name, True)])
+            self.convert("named.tif", "out.tif", "--overwrite", "--channel-pages", warns=warns)
 
 
 if __name__ == "__main__":
