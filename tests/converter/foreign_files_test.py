@@ -171,8 +171,10 @@ class ForeignFiles(ConverterCase):
 
     def test_samples_out_of_range(self):
         twelve = STACK[0] & 4095
-        tifffile.imwrite("in.tif", twelve, photometric="rgb", metadata=None)
-        self.convert("in.tif", "out.tif", warns=["above 4095"])
+        for last in (4096, 4095):
+            twelve[-1, -1, -1] = last
+            tifffile.imwrite("in.tif", twelve, photometric="rgb", metadata=None)
+            self.convert("in.tif", "out.tif", warns=["above 4095"] if last == 4095 else [])
         self.assertEqual(self.convert("in.tif", "out.tif", "--quiet"), "")
         # Counted at both ends, with 12 bits brought to 16.
         report = self.convert("in.tif", "out.tif", "--info", "--input-bits", "12", "--matrix",
