@@ -44,5 +44,8 @@ install(DIRECTORY ${root}/docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT dev
 if(KX_TOOLS)
   install(FILES ${root}/docs/converter.md ${root}/docs/profiles.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT tools)
 endif()
+if(KX_TOOLS AND WIN32)
+  install(FILES ${root}/docs/windows.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT tools)
+endif()
 install(DIRECTORY ${root}/examples/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development
   FILES_MATCHING PATTERN "*.c" PATTERN "*.cpp")

@@ -7,6 +7,7 @@ missing.
 import contextlib
 import os
 import pathlib
+import shutil
 import subprocess
 import unittest
 
@@ -28,13 +29,17 @@ class Names(ConverterCase):
             pathlib.Path(folder, "\u8868 1.txt").write_text("0.0\n1.0\n")
             back = folder.replace("/", "\\")
             options = ["--profile", back + "\\\u8272.json", "--output-lut", folder + "/\u8868 1.txt"]
-            for output in (back + "\\\u51fa\u529b.tif", f"Z:{os.getcwd()}/{folder}/absolute.tif".replace("/", "\\")):
+            for output in (back + "\\\u51fa\u529b.tif", f"{os.getcwd()}/{folder}/absolute.tif",
+                           f"Z:{os.getcwd()}/{folder}/named.tif".replace("/", "\\")):
                 kx = kx_convert(folder + "/\u5199\u771f 1.tif", output, *options)
                 self.assertEqual((kx.returncode, kx.stderr), (0, ""))
                 self.assert_pages(output.replace("\\", "/").removeprefix("Z:"), [STACK[0][..., [1, 2, 0]]])
             kx = kx_convert(back + "\\*.tif", "-o", back + "\\new\\folder", *options)
             self.assertEqual((kx.returncode, kx.stderr), (0, ""))
-            self.assertEqual(len(os.listdir(folder + "/new/folder")), 3)
+            self.assertEqual(len(os.listdir(folder + "/new/folder")), 4)
+            kx = kx_convert(back, "-o", "all", *options)
+            self.assertEqual((kx.returncode, kx.stderr, len(os.listdir("all"))), (0, "", 4))
+            shutil.rmtree("all")
             self.assertIn(f"{folder}/\u7121.tif: cannot be opened: No such file",
                           kx_convert(back + "\\\u7121.tif", "out.tif").stderr)
             os.rename(folder + "/\u5199\u771f 1.tif", "in/1.tif")

@@ -34,11 +34,10 @@ std::vector<file_task> images_in(const fs::path& folder)
 {
     std::vector<file_task> files;
     std::error_code failed;
-    const fs::directory_iterator end;
-    for (fs::directory_iterator entry(folder, failed); !failed && entry != end; entry.increment(failed)) {
-        const fs::path& file = entry->path();
+    for (const fs::directory_entry& entry : entries_of(folder, failed)) {
+        const fs::path& file = entry.path();
         std::error_code unknown;
-        const bool regular = entry->is_regular_file(unknown);
+        const bool regular = entry.is_regular_file(unknown);
         if ((regular || unknown) && has_image_suffix(file) && !file.filename().string().starts_with('.')) {
             files.push_back({file, {}});
         }

@@ -1,6 +1,7 @@
 // What files.cpp asks of the system: the same as of others, and what Windows lacks of POSIX's calls.
 #pragma once
 
+#include "long_name.h"
 #include "output_file.h"
 
 #include <algorithm>
@@ -27,20 +28,6 @@ inline std::string last_error()
     std::string reason = meaning.category() == std::generic_category() ? meaning.message() : code.message();
     reason.erase(reason.find_last_not_of(" .\r\n") + 1);
     return reason;
-}
-
-// As the system takes it, whatever its length.
-inline std::wstring long_name(const fs::path& file)
-{
-    if (file.native().starts_with(L"\\\\?\\")) {
-        return file.native();
-    }
-    std::error_code ignored;
-    const std::wstring name = fs::absolute(file, ignored).lexically_normal().make_preferred().wstring();
-    if (name.size() < MAX_PATH - 12) {
-        return name;
-    }
-    return name.starts_with(L"\\\\") ? L"\\\\?\\UNC" + name.substr(1) : L"\\\\?\\" + name;
 }
 
 inline bool may_write(const fs::path& /*file*/)

@@ -16,6 +16,16 @@ std::filesystem::path without_case(const std::filesystem::path& path)
     return path;
 }
 
+std::vector<std::filesystem::directory_entry> entries_of(const std::filesystem::path& folder, std::error_code& failed)
+{
+    std::vector<std::filesystem::directory_entry> entries;
+    const std::filesystem::directory_iterator end;
+    for (std::filesystem::directory_iterator entry(folder, failed); !failed && entry != end; entry.increment(failed)) {
+        entries.push_back(*entry);
+    }
+    return entries;
+}
+
 std::uint64_t physical_memory()
 {
     const long pages = sysconf(_SC_PHYS_PAGES);

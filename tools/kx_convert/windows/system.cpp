@@ -1,8 +1,8 @@
 #include "system.h"
 
-#include <limits>
+#include "files/windows/long_name.h"
 
-#include <windows.h>
+#include <limits>
 
 namespace kx::convert {
 
@@ -20,6 +20,27 @@ std::filesystem::path without_case(const std::filesystem::path& path)
     LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_UPPERCASE, name.data(), length, upper.data(), length, nullptr, nullptr,
                   0);
     return upper;
+}
+
+// The standard library's iterator ends at paths of 260 characters.
+std::vector<std::filesystem::directory_entry> entries_of(const std::filesystem::path& folder, std::error_code& failed)
+{
+    std::vector<std::filesystem::directory_entry> entries;
+    WIN32_FIND_DATAW found{};
+    const HANDLE search = FindFirstFileW(files::long_name(folder / "*").c_str(), &found);
+    if (search == INVALID_HANDLE_VALUE) {
+        failed.assign(static_cast<int>(GetLastError()), std::system_category());
+        return entries;
+    }
+    do {
+        const std::wstring name = static_cast<const wchar_t*>(found.cFileName);
+        std::error_code unknown;
+        if (name != L"." && name != L"..") {
+            entries.emplace_back(folder / name, unknown);
+        }
+    } while (FindNextFileW(search, &found) != FALSE);
+    FindClose(search);
+    return entries;
 }
 
 std::uint64_t physical_memory()
