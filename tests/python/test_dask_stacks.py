@@ -263,7 +263,7 @@ def test_what_is_refused(recording, command, run, kind):
     command[2] = str(folder)
     deep = {"ome": True, "metadata": {"axes": "TZYXS"}}
     save(recording / "deep.tif", STACK[:6].reshape(3, 2, 10, 12, 3), **deep)
-    for name in "first", "last":
+    for name in "first", "last", "few":
         save(recording / f"{name}.tif", STACK[:6])
     assert run()[0] == 0
     before = pictures(folder, "a")
@@ -271,7 +271,8 @@ def test_what_is_refused(recording, command, run, kind):
     save(recording / "deep.tif", STACK[:12].reshape(4, 3, 10, 12, 3), **deep)  # grown, but in two directions
     save(recording / "first.tif", STACK[[50, *range(1, 9)]])  # grown, but with another page where one was
     save(recording / "last.tif", STACK[[*range(5), *range(50, 54)]])
-    assert run()[1].count("it has changed since it was begun") == 4
+    save(recording / "few.tif", STACK[:2], description="x" * 9999)
+    assert run()[1].count("it has changed since it was begun") == 5
     PROFILE.replace(bits=14).save(recording.parent / "camera.json")
     assert "the profile has changed since it was begun" in run()[1]
     (folder / ".progress").rename(recording.parent / "elsewhere")
