@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import codecs
 import functools
 import json
 import math
@@ -106,16 +107,17 @@ class Profile:
     def load(path: str | os.PathLike[str]) -> Profile:
         """Read a profile from a file.
 
-        Raises OSError when the file cannot be read, ProfileError when it holds no profile. The message begins with the
-        file's name.
+        It is text in UTF-8 or, with a byte-order mark, UTF-16. Raises OSError when the file cannot be read, ProfileError
+        when it holds no profile. The message begins with the file's name.
         """
         with open(path, "rb") as file:
             content = file.read()
+        encoding = "UTF-16" if content.startswith((codecs.BOM_UTF16_LE, codecs.BOM_UTF16_BE)) else "UTF-8"
         try:
-            return Profile.from_json(content.decode())
+            return Profile.from_json(content.decode(encoding))
         except UnicodeDecodeError as error:
             raise ProfileError(
-                f"{os.fspath(path)}: is no text in UTF-8: the byte {content[error.start]:#x} at {error.start}", ""
+                f"{os.fspath(path)}: is no text in {encoding}: the byte {content[error.start]:#x} at {error.start}", ""
             ) from None
         except ProfileError as error:
             raise ProfileError(f"{os.fspath(path)}: {error}", error.path) from None

@@ -58,8 +58,10 @@ def test_values(tmp_path):
     file = tmp_path / "camera.json"
     PROFILE.save(file)
     PROFILE.apply(STACK)
-    same = [kc.Profile.load(file), kc.Profile.load(str(file)), kc.Profile.from_json(PROFILE.to_json()),
-            kc.Profile.from_dict(PROFILE.to_dict()), pickle.loads(pickle.dumps(PROFILE)), copy.deepcopy(PROFILE),
+    utf16 = tmp_path / "utf16.json"
+    utf16.write_text(PROFILE.to_json(), encoding="utf-16")
+    same = [kc.Profile.load(file), kc.Profile.load(str(file)), kc.Profile.load(utf16),
+            kc.Profile.from_json(PROFILE.to_json()), kc.Profile.from_dict(PROFILE.to_dict()), pickle.loads(pickle.dumps(PROFILE)), copy.deepcopy(PROFILE),
             kc.Profile(**{name: np.asarray(value) if isinstance(value, tuple) else value
                           for name, value in MEMBERS.items()})]
     assert {*same} == {PROFILE} and all(one == PROFILE for one in same)
