@@ -29,20 +29,16 @@ def photograph(folder):
     return tifffile.imread(folder / "photograph.tif")
 
 
-@pytest.fixture
-def calibrated_by_kx_chart(folder):
-    def calibrate(*options):
-        corners = [f"{x},{y}" for x, y in CORNERS]
-        command = [os.environ["KX_CHART"], "calibrate", folder / "photograph.tif", folder / "camera.json", "--corners",
-                   *corners, "--bits", 12, "--overwrite", "--report", folder / "report.svg", *options]
-        text = subprocess.run([*map(str, command)], check=True, capture_output=True, text=True).stdout
-        return (folder / "camera.json").read_text(), text
-
-    return calibrate
+def calibrated_by_kx_chart(folder, *options):
+    corners = [f"{x},{y}" for x, y in CORNERS]
+    command = [os.environ["KX_CHART"], "calibrate", folder / "photograph.tif", folder / "camera.json", "--corners",
+               *corners, "--bits", 12, "--overwrite", "--report", folder / "report.svg", *options]
+    text = subprocess.run([*map(str, command)], check=True, capture_output=True, text=True).stdout
+    return (folder / "camera.json").read_text(), text
 
 
-def test_as_kx_chart_does(calibrated_by_kx_chart, folder, photograph):
-    wanted, text = calibrated_by_kx_chart("--dark", folder / "dark.tif", "--description", "one")
+def test_as_kx_chart_does(folder, photograph):
+    wanted, text = calibrated_by_kx_chart(folder, "--dark", folder / "dark.tif", "--description", "one")
     dark = tifffile.imread(folder / "dark.tif")
     profile, differences = kc.calibrate(photograph, CORNERS, bits=12, dark=dark, description="one")
     assert profile.to_json() == wanted
@@ -63,13 +59,13 @@ def test_what_cannot_be_a_profile(photograph):
         assert kc.calibrate(photograph, upside_down, bits=12, force=True)[1].after.mean > 6
 
 
-def test_options(calibrated_by_kx_chart, folder, photograph):
+def test_options(folder, photograph):
     profile, differences = kc.calibrate(photograph, CORNERS, bits=12)
     assert np.abs(np.subtract(profile.black_level, (63.7, 64.2, 65.1))).max() < 0.3  # estimated
     published = differences.after.patches
     reference = [(patch.name + " 2", *np.multiply(patch.reference, 0.95)) for patch in published]
     (folder / "reference.txt").write_text("".join("{} {} {} {}\n".format(*patch) for patch in reference))
-    wanted, _ = calibrated_by_kx_chart("--black-level", 60, 61.5, 62, "--saturation", 3000, "--depth", 16,
+    wanted, _ = calibrated_by_kx_chart(folder, "--black-level", 60, 61.5, 62, "--saturation", 3000, "--depth", 16,
                                        "--tone-curve", "gamma:2.2", "--fit", "least-squares",
                                        "--reference", folder / "reference.txt", "--description", "")
     options = dict(bits=12, black_level=(60, 61.5, 62), saturation=3000, output_depth=16, tone_curve="gamma:2.2",
@@ -96,13 +92,10 @@ def test_without_companions(photograph, monkeypatch):
 @pytest.mark.parametrize("argument, error, options", [
     ("image", ValueError, {"image": np.zeros((1, 20, 30, 3), np.uint16)}),
     ("image", TypeError, {"image": np.zeros((20, 30, 3), np.uint8)}),
-    ("dark frame is not dark", ValueError, {"dark": np.full((20, 30, 3), 4000, np.uint16)}),
     ("black_level", ValueError, {"dark": np.zeros((2, 3, 3), np.uint16), "black_level": (1, 0, 0)}),
     ("corners", ValueError, {"corners": CORNERS[:3]}),
     ("corners", TypeError, {"corners": [["a", "b"]] * 4}),
-    ("corners", ValueError, {"corners": CORNERS[[0, 2, 1, 3]]}),
     ("beyond the picture", ValueError, {}),
-    ("more than a camera of 8 bits", ValueError, {"bits": 8, "image": np.full((20, 30, 3), 256, np.uint16)}),
     ("fit", ValueError, {"fit": "best"}),
     ("reference", ValueError, {"reference": [("white", 96, 0, 0)] * 23}),
     ("order", ValueError, {"order": "grb"}),

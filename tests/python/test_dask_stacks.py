@@ -2,7 +2,6 @@
 
 import json
 import os
-import pathlib
 import subprocess
 import sys
 import time
@@ -14,12 +13,9 @@ import pytest
 import tifffile
 import zarr
 
-import korvex_color as kc
-
-EXAMPLE = pathlib.Path(__file__).parents[2] / "examples/dask_stacks.py"
-sys.path.insert(0, str(EXAMPLE.parent))
 import dask_stack_files
 import dask_stacks
+import korvex_color as kc
 
 PROFILE = kc.Profile(bits=12, black_level=(64, 63, 65), matrix=np.eye(3) * 1.1, tone_curve="srgb", output_depth=8)
 STACK = np.random.default_rng(7).integers(0, 4096, (200, 10, 12, 3), dtype=np.uint16)
@@ -27,15 +23,9 @@ STACK = np.random.default_rng(7).integers(0, 4096, (200, 10, 12, 3), dtype=np.ui
 
 @pytest.fixture(scope="module")
 def cluster(tmp_path_factory):
-    os.environ["PYTHONPATH"] = os.pathsep.join([str(EXAMPLE.parent), os.environ["PYTHONPATH"]])
     with distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None,
                                   local_directory=tmp_path_factory.mktemp("dask")) as cluster:
         yield cluster
-
-
-@pytest.fixture(params=["zarr", "tiff"])
-def kind(request):
-    return request.param
 
 
 @pytest.fixture
@@ -46,11 +36,17 @@ def recording(tmp_path):
     return folder
 
 
+@pytest.fixture(params=["zarr", "tiff"])
+def folder(recording, request):
+    """The output, called as its format."""
+    return recording.parent / request.param
+
+
 @pytest.fixture
-def command(recording, kind):
+def command(recording, folder):
     """The example's, which makes parts of one page."""
-    options = ["--profile", recording.parent / "camera.json", "--format", kind, "--part-size", "0"]
-    return [*map(str, [EXAMPLE, recording, recording.parent / kind, *options])]
+    options = ["--profile", recording.parent / "camera.json", "--format", folder.name, "--part-size", "0"]
+    return [*map(str, [dask_stacks.__file__, recording, folder, *options])]
 
 
 @pytest.fixture
@@ -114,9 +110,8 @@ def stopped_after(process, folder, count):
     return workers
 
 
-def test_kills(recording, command, run, kind):
+def test_kills(recording, folder, command, run):
     save(recording / "day 1/a.tif", STACK)
-    folder = recording.parent / kind
     process = subprocess.Popen([sys.executable, *command], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                env={**os.environ, "DASK_TEMPORARY_DIRECTORY": str(recording.parent)})
     killed, other = stopped_after(process, folder, 10)
@@ -133,7 +128,7 @@ def test_kills(recording, command, run, kind):
     between = parts(folder)
     assert before.items() <= between.items() and len(between) < len(STACK) and len(begun(folder)) == 1
 
-    if kind == "zarr":
+    if folder.name == "zarr":
         (folder / "day 1/a.zarr.incomplete/0/half.partial").touch()  # as if it had been killed while it wrote a chunk
     assert run() == (0, "")
     assert between.items() <= parts(folder).items() and len(parts(folder)) == len(STACK)
@@ -146,7 +141,7 @@ def test_kills(recording, command, run, kind):
     assert run() == (0, "") and made.exists()
 
 
-def test_stacks_of_all_kinds(recording, run, kind):
+def test_stacks_of_all_kinds(recording, folder, run):
     some = STACK[:6]
     save(recording / "flat.tif", some, resolution=(300, 200), resolutionunit="CENTIMETER")
     save(recording / "day 1/packed.tif", some, compression="zlib")
@@ -168,15 +163,14 @@ def test_stacks_of_all_kinds(recording, run, kind):
     for problem in ["bright.tif: pages 3 to 3: ", "grey.tif: its pages are not RGB", "broken.tif: ",
                     "volume.tif: its pages are compressed in one piece", "one.tiff: another stack has the same name"]:
         assert f"{recording}/{problem}" in errors
-    folder = recording.parent / kind
     for name in ["flat", "day 1/packed", "day 1/planes", "big.endian", "one", "once", "deep", "apart"]:
         wanted, made = PROFILE.apply(some[:1] if name == "one" else some), pictures(folder, name)
-        if (name, kind) == ("deep", "zarr"):
+        if (name, folder.name) == ("deep", "zarr"):
             made = np.moveaxis(made, 1, 0)  # time comes first there
         assert np.array_equal(made.reshape(wanted.shape), wanted), name
-    assert begun(folder) == ["bright.tif.incomplete" if kind == "tiff" else "bright.zarr.incomplete"]
+    assert begun(folder) == ["bright.tif.incomplete" if folder.name == "tiff" else "bright.zarr.incomplete"]
     assert {part.name for part in parts(folder) if part.parent.name == "bright.tif"} == {*"01245"}
-    if kind == "tiff":
+    if folder.name == "tiff":
         for name, resolution in {"flat": (300, 200), "deep": (5, 20000)}.items():
             with tifffile.TiffFile(folder / f"{name}.tif") as file:
                 assert (file.pages[0].resolution, file.pages[0].resolutionunit) == (resolution, 3)
@@ -191,8 +185,8 @@ def test_stacks_of_all_kinds(recording, run, kind):
 
 
 @pytest.mark.parametrize("write, options", [(save, {}), (save_by_pages, {"metadata": None})])
-def test_growing_stacks(tmp_path, recording, run, kind, write, options):
-    file, folder, done = recording / "a.tif", recording.parent / kind, {}
+def test_growing_stacks(tmp_path, recording, folder, run, write, options):
+    file, done = recording / "a.tif", {}
     write(file, STACK[:6], **options)
     content = file.read_bytes()
     with tifffile.TiffFile(file) as whole:
@@ -221,8 +215,8 @@ def test_growing_stacks(tmp_path, recording, run, kind, write, options):
     (lambda file, _: save(file, STACK[50:90]), "while it was converted"),
     (lambda file, _: file.unlink(), "No such file"),
     (lambda _, folder: next(iter(parts(folder))).unlink(), "the records of some parts are gone: run this again")])
-def test_what_changes_meanwhile(recording, run, kind, change, says):
-    file, folder = recording / "a.tif", recording.parent / kind
+def test_what_changes_meanwhile(recording, folder, run, change, says):
+    file = recording / "a.tif"
     save(file, STACK[:6])
     code, errors = run(lambda: change(file, folder))
     assert code == 1 and says in errors and len(begun(folder)) == 1
@@ -242,19 +236,18 @@ def test_what_is_cut_short_while_it_is_read(tmp_path, monkeypatch):
         stack.read(4, 6)
 
 
-def test_what_was_cut_short_for_a_while(recording, run, kind):
-    file, folder, pages = recording / "a.tif", recording.parent / kind, STACK[:60]
+def test_what_was_cut_short_for_a_while(recording, folder, run):
+    file, pages = recording / "a.tif", STACK[:60]
     save(file, pages)
     content, then = file.read_bytes(), file.stat()
     assert run(lambda: os.truncate(file, 3000))[0] == 1
     file.write_bytes(content)
     os.utime(file, ns=(then.st_atime_ns, then.st_mtime_ns))
     assert run() == (0, "") and np.array_equal(pictures(folder, "a"), PROFILE.apply(pages))
-    assert kind == "tiff" or "failed_pages" not in zarr.open(str(folder), "r")["a.zarr"].attrs
+    assert folder.name == "tiff" or "failed_pages" not in zarr.open(str(folder), "r")["a.zarr"].attrs
 
 
-def test_what_is_refused(recording, command, run, kind):
-    folder = recording.parent / kind
+def test_what_is_refused(recording, folder, command, run):
     assert run()[0] == 2  # there are no stacks
     save(recording / "a.TIF", STACK[:3])
     command[2] = str(recording / "pictures")

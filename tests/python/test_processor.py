@@ -21,9 +21,9 @@ ZEROS = np.zeros_like(FRAME)
 READ_ONLY = np.zeros_like(FRAME)
 READ_ONLY.flags.writeable = False
 BEYOND = FRAME.copy()
-BEYOND[2, 4, 1] = 4096
+BEYOND[2, 4, 2] = 4096
 ROW = np.zeros((2, 1, 70_000, 3), np.uint16)
-ROW[1, 0, 65_000, 1] = 4097
+ROW[1, 0, 65_000, 2] = 4097
 OVERLAPPING = np.lib.stride_tricks.as_strided(np.zeros(900, np.uint16), FRAME.shape, (4, 6, 2))
 
 
@@ -31,8 +31,9 @@ OVERLAPPING = np.lib.stride_tricks.as_strided(np.zeros(900, np.uint16), FRAME.sh
     ("image must be a NumPy array", TypeError, {"image": FRAME.tolist()}),
     ("image has samples of >u2", TypeError, {"image": FRAME.astype(">u2")}),
     ("image is a masked array", TypeError, {"image": np.ma.masked_equal(FRAME, FRAME[0, 0, 0])}),
-    ("image[1, 2, 4] is 4096", ValueError, {"image": np.moveaxis(BEYOND, -1, 0), "layout": "planar", "out": None}),
-    ("image[1, 0, 65000, 1] is 4097", ValueError, {"image": ROW, "threads": 4, "out": None}),
+    ("image[0, 2, 4] is 4096, beyond the blue", ValueError,
+     {"image": np.moveaxis(BEYOND[..., ::-1], -1, 0), "layout": "planar", "out": None}),
+    ("image[1, 0, 65000, 2] is 4097, beyond the blue", ValueError, {"image": ROW, "threads": 4, "out": None}),
     ("image has the shape", ValueError, {"layout": "planar"}),
     ("depth must be 8 or 16", ValueError, {"depth": 12}),
     ("clamp .* above", ValueError, {"clamp": kc.PerChannel((0, 1), (5, 4), (0, 1))}),
@@ -48,7 +49,7 @@ def test_refused(says, error, options):
     options = {"image": FRAME, "out": ZEROS, **options}
     before = FRAME.copy()
     with kc.Processor(12, 12) as processor:
-        processor.input_luts.enabled = kc.PerChannel(red=False, green=True, blue=False)
+        processor.input_luts.enabled = kc.PerChannel(red=False, green=False, blue=True)
         processor.output_luts.enabled = True
         with pytest.raises(error, match=says.replace("[", r"\[")):
             processor.transform(**options)
