@@ -1,64 +1,16 @@
-"""What kx_convert makes of pixels, byte for byte: docs/profiles.md told a second time, in NumPy.
-
-Usage: arithmetic_test.py KX_CONVERT [unittest's arguments]; ends with 77 if NumPy or tifffile is missing.
-"""
+"""What kx_convert makes of pixels, byte for byte: docs/profiles.md told a second time, in oracle.py."""
 
 import json
 import pathlib
-import unittest
 
-from converter_case import WINDOWS, ConverterCase, kx_convert, tifffile
+from converter_case import WINDOWS, ConverterCase, kx_convert, tifffile, write_pages
 from converter_case import numpy as np
+from oracle import CHANNELS, convert_by, curve_lut
 
-CURVES = {
-    "srgb": lambda x: np.where(x <= 0.0031308, 12.92 * x, 1.055 * x ** (1 / 2.4) - 0.055),
-    "inverse:srgb": lambda x: np.where(x <= 0.04045, x / 12.92, ((x + 0.055) / 1.055) ** 2.4),
-    "rec709": lambda x: np.where(x < 0.018, 4.5 * x, 1.099 * x**0.45 - 0.099),
-    "inverse:rec709": lambda x: np.where(x < 0.081, x / 4.5, ((x + 0.099) / 1.099) ** (1 / 0.45)),
-    "gamma:2.2": lambda x: x ** (1 / 2.2),
-    "linear": lambda x: x,
-}
 WITHOUT = {"bits": 16, "black_level": [0, 0, 0], "white_balance": [1, 1, 1], "matrix": np.eye(3).tolist(),
            "tone_curve": "linear", "output_depth": 16}
 CAMERA = {"bits": 12, "black_level": [60, 64.5, 70], "white_balance": [1.9, 1, 1.5], "tone_curve": "srgb",
           "matrix": [[1.5, -0.4, -0.1], [-0.2, 1.4, -0.2], [0, -0.5, 1.5]], "output_depth": 8}
-
-
-def last(bits):
-    return 2**bits - 1
-
-
-def rounded(values):
-    return np.floor(values + 0.5).astype(np.int64)
-
-
-def curve_lut(curve, bits, largest):
-    x = np.arange(2**bits) / last(bits)
-    shape = CURVES[curve](x) if isinstance(curve, str) else np.interp(x, np.linspace(0, 1, len(curve)), curve)
-    return rounded(largest * np.clip(shape, 0, 1))
-
-
-def convert(frame, profile, *, input_luts={}, output_luts={}, output_bits=None, clamps={}, shifts=(0, 0, 0), channels=3):
-    """`frame` and result are (height, width, channels), red first; what is given by channel has numbers 0 to 2."""
-    n, depth = profile["bits"], profile["output_depth"]
-    has_luts = bool(output_luts) or output_bits is not None or profile["tone_curve"] != "linear"
-    m = (output_bits or (16 if depth == 16 else max(n, 12))) if has_luts else depth
-    samples = np.arange(2**n)
-    light = []
-    for channel, (black, gain) in enumerate(zip(profile["black_level"], profile["white_balance"])):
-        own = rounded(65535 * np.clip(gain * (samples - black) / (last(n) - black), 0, 1))
-        light.append(input_luts.get(channel, own)[frame[..., channel]].astype(np.float32))
-    matrix = (np.array(profile["matrix"]) * last(m) / 65535).astype(np.float32)
-    result = np.zeros((*frame.shape[:2], channels), np.uint8 if depth == 8 else np.uint16)
-    for channel, row in enumerate(matrix):
-        sums = (row[0] * light[0] + row[1] * light[1]) + row[2] * light[2]
-        low, high = clamps.get(channel, (0, min(last(m), (last(depth) + 1 >> shifts[channel]) - 1)
-                                         if shifts[channel] > 0 and not has_luts else last(m)))
-        values = np.clip(np.trunc(sums.astype(np.float64) + 0.5), low, high).astype(np.int64)
-        if has_luts:
-            values = output_luts.get(channel, curve_lut(profile["tone_curve"], m, last(depth)))[values]
-        result[..., channel] = values << shifts[channel] if shifts[channel] >= 0 else values >> -shifts[channel]
-    return result
 
 
 class Arithmetic(ConverterCase):
@@ -66,6 +18,7 @@ class Arithmetic(ConverterCase):
         super().setUp()
         self.random = np.random.default_rng(7)
         self.runs = self.written = 0
+        self.write("camera.json", json.dumps({"version": 1, **CAMERA}))
 
     def write(self, name, text):
         """As the editors of all systems do, in turn."""
@@ -77,7 +30,7 @@ class Arithmetic(ConverterCase):
         """Noise, half of it in the dark, with both ends of the range."""
         frame = self.random.integers(0, 2**bits, (40, 61, 3))
         frame[::2] //= 20
-        frame[0, :3] = [[0], [last(bits)], [1]]
+        frame[0, :3] = [[0], [2**bits - 1], [1]]
         return frame.astype(np.uint8 if bits == 8 else np.uint16)
 
     def expect(self, frame, options, profile, **more):
@@ -99,8 +52,9 @@ class Arithmetic(ConverterCase):
             self.convert("out.png", "out.tif", "--quiet", "--depth", str(profile["output_depth"]))
         found = tifffile.imread("out.tif")
         found = found.transpose(1, 2, 0) if "--planar" in how else found
-        np.testing.assert_array_equal(found, convert(frame, profile, **more), str(words))
-        self.assertEqual(found.dtype, convert(frame[:1], profile, **more).dtype)
+        wanted = convert_by(profile, frame, **more)
+        np.testing.assert_array_equal(found, wanted, str(words))
+        self.assertEqual(found.dtype, wanted.dtype)
 
     def test_profiles(self):
         mixing = [[1.7, -0.5, -0.1], [-0.2, 1.4, -0.3], [0.02, -0.6, 1.8]]
@@ -115,9 +69,7 @@ class Arithmetic(ConverterCase):
                 self.expect(self.photo(bits), "--profile camera.json", profile)
 
     def test_options_come_before_the_profile(self):
-        self.write("camera.json", json.dumps({"version": 1, **CAMERA}))
-        halves = "0.5,0,0\n0 .5 0 # green\n0 0 5e-1\n"
-        self.write("halves.txt", halves)
+        self.write("halves.txt", "0.5,0,0\n0 .5 0 # green\n0 0 5e-1\n")
         area = self.photo()[20:25, 10:40]
         photo = self.photo()
         photo[20:25, 10:40] = area // 2
@@ -139,7 +91,7 @@ class Arithmetic(ConverterCase):
                 ("--output-lut-bits 9", {}, {"output_bits": 9}),
                 ("--output-lut Linear", {"tone_curve": "linear"}, {}),
                 ("--green-input-lut linear --red-clamp 1000 4095", {},
-                 {"input_luts": {1: curve_lut("linear", 12, 65535)}, "clamps": {0: (1000, 4095)}})):
+                 {"input_luts": {"green": curve_lut("linear", 12, 65535)}, "clamps": {"red": (1000, 4095)}})):
             self.expect(photo, options + " --profile camera.json", {**CAMERA, **change}, **more)
 
     def test_options_alone(self):
@@ -150,18 +102,19 @@ class Arithmetic(ConverterCase):
                  {"bits": 12, "white_balance": [1, 1, 2], "output_depth": 8, "tone_curve": "inverse:rec709"}, {}),
                 (16, "--matrix 0 0 1 0.5 0.25 -.25 1.5 0 0", {"matrix": [[0, 0, 1], [0.5, 0.25, -0.25], [1.5, 0, 0]]}, {}),
                 (16, "--input-lut srgb --green-input-lut gamma:2.2", {},
-                 {"input_luts": {0: curve_lut("srgb", 16, 65535), 1: curve_lut("gamma:2.2", 16, 65535),
-                                 2: curve_lut("srgb", 16, 65535)}}),
+                 {"input_luts": {"red": curve_lut("srgb", 16, 65535), "green": curve_lut("gamma:2.2", 16, 65535),
+                                 "blue": curve_lut("srgb", 16, 65535)}}),
                 (16, "--red-output-lut gamma:2.2 --output-lut-bits 12 --blue-clamp 100 3000", {},
-                 {"output_luts": {0: curve_lut("gamma:2.2", 12, 65535)}, "output_bits": 12, "clamps": {2: (100, 3000)}}),
+                 {"output_luts": {"red": curve_lut("gamma:2.2", 12, 65535)}, "output_bits": 12,
+                  "clamps": {"blue": (100, 3000)}}),
                 (16, "--clamp 1000 30000 --red-clamp 500 500", {},
-                 {"clamps": {0: (500, 500), 1: (1000, 30000), 2: (1000, 30000)}}),
+                 {"clamps": {"red": (500, 500), "green": (1000, 30000), "blue": (1000, 30000)}}),
                 # Left shifts saturate.
-                (16, "--shift -4 --blue-shift 3 --channels 4", {}, {"shifts": (-4, -4, 3), "channels": 4})):
+                (16, "--shift -4 --blue-shift 3 --channels 4", {},
+                 {"shifts": {"red": -4, "green": -4, "blue": 3}, "channels": 4})):
             self.expect(self.photo(bits), options, {**WITHOUT, **change}, **more)
 
     def test_samples_of_8_bits_have_8_bits(self):
-        self.write("camera.json", json.dumps({"version": 1, **CAMERA}))
         eight = {"bits": 8, "black_level": [level * 255 / 4095 for level in CAMERA["black_level"]]}
         for options, profile in (("", {**WITHOUT, "bits": 8}), ("--depth 8", {**WITHOUT, "bits": 8, "output_depth": 8}),
                                  ("--input-bits 12", {**WITHOUT, "bits": 8}),
@@ -171,15 +124,12 @@ class Arithmetic(ConverterCase):
                                   {**CAMERA, "bits": 8, "black_level": [7, 7, 7]})):
             self.expect(self.photo(8), options, profile)
         image, thumbnail = self.photo(12), self.photo(8)[:9, :9]
-        with tifffile.TiffWriter("mixed.tif") as writer:
-            writer.write(image, photometric="rgb", metadata=None)
-            writer.write(thumbnail, photometric="rgb", metadata=None)
+        write_pages("mixed.tif", image, thumbnail)
         self.convert("mixed.tif", "both.tif", "--input-bits", "12")
         for page, frame, bits in ((0, image, 12), (1, thumbnail, 8)):
-            np.testing.assert_array_equal(tifffile.imread("both.tif", key=page), convert(frame, {**WITHOUT, "bits": bits}))
+            np.testing.assert_array_equal(tifffile.imread("both.tif", key=page), convert_by({**WITHOUT, "bits": bits}, frame))
 
     def test_files_of_curves_and_tables(self):
-        self.write("camera.json", json.dumps({"version": 1, **CAMERA}))
         self.write("one.spi1d", "Version 1\nFrom -1.0 1.0\nLength 5\nComponents 1\n{\n 0\n 0.9\n 0.25\n 0.5\n 1\n}\n")
         self.write("three.spi1d", "Version 1\nFrom 0 1\nLength 2\nComponents 3\n{\n0 0.1 0.2\n1 0.9 0.8\n}\n")
         self.write("table.cube", "TITLE \"Film\"\n# comment\nLUT_1D_SIZE 3\nDOMAIN_MIN 0 0 0\nDOMAIN_MAX 1 1 2\n"
@@ -189,7 +139,7 @@ class Arithmetic(ConverterCase):
         for file, curves in (("one.spi1d", [[0.25, 0.5, 1]] * 3), ("three.spi1d", [[0, 1], [0.1, 0.9], [0.2, 0.8]]),
                              ("table.cube", [[0, 0.25, 1], [0, 0.5, 1], [0.3, 0.5]]),  # the first half of the table
                              ("range.cube", [[1, 0]] * 3), ("floats.txt", [[0.25, 0.5, 1]] * 3)):
-            luts = {channel: curve_lut(curve, 12, 255) for channel, curve in enumerate(curves)}
+            luts = {channel: curve_lut(curve, 12, 255) for channel, curve in zip(CHANNELS, curves)}
             self.expect(self.photo(), "--profile camera.json --output-lut " + file, CAMERA, output_luts=luts)
         # Entries as they stand, with an index in any order or without.
         entries = self.random.integers(0, 65536, 1024)
@@ -198,10 +148,6 @@ class Arithmetic(ConverterCase):
         self.write("plain.txt", "\n10 # first\n20\n\n+30\n255\n")
         plain = np.array([10, 20, 30, 255])
         self.expect(self.photo(10), "--input-bits 10 --red-input-lut indexed.csv", {**WITHOUT, "bits": 10},
-                    input_luts={0: entries})
+                    input_luts={"red": entries})
         self.expect(self.photo(16), "--depth 8 --green-output-lut plain.txt --output-lut-bits 2",
-                    {**WITHOUT, "output_depth": 8}, output_luts={1: plain}, output_bits=2)
-
-
-if __name__ == "__main__":
-    unittest.main()
+                    {**WITHOUT, "output_depth": 8}, output_luts={"green": plain}, output_bits=2)

@@ -1,10 +1,6 @@
-"""Colour that is stored as one grey page for each channel.
-
-Usage: channel_pages_test.py KX_CONVERT [unittest's arguments]; ends with 77 if NumPy or tifffile is missing.
-"""
+"""Colour that is stored as one grey page for each channel."""
 
 import pathlib
-import unittest
 
 from converter_case import STACK, ConverterCase, numpy, tifffile
 
@@ -83,7 +79,3 @@ class ChannelPages(ConverterCase):
                 for page, name in zip((red, green, blue), names):
                     writer.write(page, photometric="minisblack", metadata=None, extratags=[(285, "s", 0, name, True)])
             self.convert("named.tif", "out.tif", "--overwrite", "--channel-pages", warns=warns)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,4 +1,4 @@
-"""What the tests of kx_convert share. The first argument names the program; exit code 77: something they need is missing.
+"""What the tests of kx_convert share. KX_CONVERT names the program; exit code 77: something they need is missing.
 
 A program for Windows is run by the words of KX_EMULATOR, and held against the one for Linux that KX_NATIVE_CONVERT names.
 """
@@ -21,12 +21,9 @@ try:
 except ImportError as missing:
     print(missing)
     sys.exit(77)
-CONVERTER = [*shlex.split(os.environ.get("KX_EMULATOR", "")), os.path.abspath(sys.argv.pop(1))]
+CONVERTER = [*shlex.split(os.environ.get("KX_EMULATOR", "")), os.environ["KX_CONVERT"]]
 WINDOWS = CONVERTER[-1].endswith(".exe")
 NATIVE = [os.environ.get("KX_NATIVE_CONVERT", "")]
-if WINDOWS and not os.path.exists(*NATIVE):
-    print("the program for Linux is missing:", *NATIVE)
-    sys.exit(77)
 MAGICK = shutil.which("convert-im6.q16") or shutil.which("magick") or ""
 
 STACK = (numpy.arange(5 * 21 * 37 * 3, dtype="uint32") * 40503 >> 4).astype("uint16").reshape(5, 21, 37, 3)
@@ -45,6 +42,10 @@ def need(*programs):
     if not all(map(shutil.which, programs)):
         print("one of these programs is missing:", *programs)
         sys.exit(77)
+
+
+if WINDOWS:
+    need(*NATIVE)
 
 
 def png(frame, kind=2, chunks=()):
@@ -74,6 +75,12 @@ def uncompressed(data):
         return tiff.byteorder, tiff.is_bigtiff, [
             ([(tag.code, tag.dtype, tag.value) for tag in page.tags if tag.name not in places], page.asarray().tobytes())
             for page in tiff.pages]
+
+
+def write_pages(file, *pages, **options):
+    with tifffile.TiffWriter(file) as writer:
+        for page in pages:
+            writer.write(page, **{"photometric": "rgb", "metadata": None, **options})
 
 
 class ConverterCase(unittest.TestCase):

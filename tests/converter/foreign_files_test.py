@@ -1,14 +1,10 @@
-"""kx_convert on files that other programs write and read: libtiff's tools, ImageMagick, tifffile.
-
-Usage: foreign_files_test.py KX_CONVERT [unittest's arguments]; ends with 77 if one of those programs is missing.
-"""
+"""kx_convert on files that other programs write and read: libtiff's tools, ImageMagick, tifffile."""
 
 import json
 import os
-import shutil
+import pathlib
 import struct
 import subprocess
-import unittest
 
 from converter_case import MAGICK, OCTETS, STACK, ConverterCase, need, numpy, tifffile
 
@@ -16,28 +12,6 @@ need("tiffset", MAGICK or "magick")
 
 
 class ForeignFiles(ConverterCase):
-    def test_metadata_of_every_page_stays(self):
-        options = dict(photometric="rgb", metadata=None, resolution=(300, 2000), resolutionunit="CENTIMETER")
-        private = [(65000, "I", 3, (1, 2, 3)), (65001, "s", 0, "hello"), (65002, "d", 2, (1.5, -2.5)),
-                   (65003, "2I", 1, (3, 8)), (65004, "B", 1, 7), (65005, "Q", 1, 5)]
-        with tifffile.TiffWriter("in.tif", byteorder=">", bigtiff=True) as writer:
-            for number, page in enumerate(STACK):
-                texts = {270: f"page {number} \u00b5m", 271: "maker", 272: "model", 306: "2026:01:02 03:04:05",
-                         315: "artist", 33432: "copyright", 269: "title", 285: f"name {number}", 316: "host"}
-                tags = [(code, "s", 0, text.encode(), True) for code, text in texts.items()]
-                writer.write(page, software=f"software {number}", datetime=None, **options,
-                             extratags=tags + [(*tag, True) for tag in private])
-        for output, arguments in (("out.tif", []), ("big.tif", ["--bigtiff", "--planar", "--compression", "deflate"])):
-            self.convert("in.tif", output, *arguments)
-            for page in range(5):
-                before, after = self.tags("in.tif", page), self.tags(output, page)
-                for name in ("ImageDescription", "Make", "Model", "DateTime", "Artist", "Copyright", "DocumentName",
-                             "PageName", "HostComputer", "ResolutionUnit", 65000, 65001, 65002, 65003,
-                             65004, 65005):
-                    self.assertEqual(after[name], before[name], name)
-        with tifffile.TiffFile("big.tif") as tiff:
-            self.assertTrue(tiff.is_bigtiff)
-
     def test_descriptions_hold_for_the_output(self):
         tifffile.imwrite("ome.tif", STACK, photometric="rgb", metadata={
             "axes": "TYXS", "PhysicalSizeX": 0.25, "PhysicalSizeXUnit": "\u00b5m", "SignificantBits": 12}, ome=True)
@@ -105,16 +79,12 @@ class ForeignFiles(ConverterCase):
         tifffile.imwrite("in.tif", STACK, photometric="rgb", metadata=None, extratags=[(65000, "H", 1, 1, False)])
         with tifffile.TiffFile("in.tif") as tiff:
             places = {tag: tiff.pages[1].tags[tag].offset for tag in (296, 65000)}
-        for tag, at, value, text in ((296, 8, 9, "ResolutionUnit"), (65000, 2, 99, "tag 65000 of the unknown type 99"),
-                                     (296, 0, 274, "Orientation")):
-            shutil.copy("in.tif", "odd.tif")
-            with open("odd.tif", "rb+") as file:
-                if tag == 296 and value == 274:  # another tag in its place: orientation 0, out of order too
-                    file.seek(places[tag])
-                    file.write(struct.pack("<HHIHH", 274, 3, 1, 0, 0))
-                else:
-                    file.seek(places[tag] + at)
-                    file.write(struct.pack("<H", value))
+        data = self.content("in.tif")
+        orientation_0 = struct.pack("<HHIHH", 274, 3, 1, 0, 0)  # out of order, too
+        for place, change, text in ((places[296] + 8, b"\x09", "ResolutionUnit"),
+                                    (places[65000] + 2, b"\x63", "tag 65000 of the unknown type 99"),
+                                    (places[296], orientation_0, "Orientation")):
+            pathlib.Path("odd.tif").write_bytes(data[:place] + change + data[place + len(change):])
             self.convert("odd.tif", "out.tif", warns=[text])
             self.assertTrue((tifffile.imread("out.tif", key=range(5)) == STACK).all(), text)
 
@@ -144,9 +114,6 @@ class ForeignFiles(ConverterCase):
         self.convert("out.tif", "back.png")
         self.assertIn(b"iCCP", self.content("back.png"))
         self.assertEqual(self.tags("out.tif")["Artist"], "artist")
-        tifffile.imwrite("odd.tif", STACK[0], photometric="rgb", metadata=None,
-                         extratags=[(34675, "B", 200, b"no profile" * 20, True)])
-        self.convert("odd.tif", "back.png", warns=["ICC profile, which is none"])
         self.assertEqual(round(self.tags("out.tif")["XResolution"][0] / self.tags("out.tif")["XResolution"][1], 1), 118.1)
 
     def test_pictures_with_alpha_and_8_bits(self):
@@ -181,7 +148,3 @@ class ForeignFiles(ConverterCase):
                               *"-1 0 0 0 2 0 0 0 1".split(), warns=["red samples are clipped", "green samples"])
         below, above = (twelve[..., 0] > 0).sum(), (twelve[..., 1] > 2047).sum()
         self.assertIn(f"below red {below}, green 0, blue 0; above red 0, green {above}, blue 0\n", report)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,7 +1,4 @@
-"""No page, sample, tag or text is lost, or the ledger says so; no file is left half-done or open to others.
-
-Usage: nothing_lost_test.py KX_CONVERT [unittest's arguments]; ends with 77 if a program or a module is missing.
-"""
+"""No page, sample, tag or text is lost, or the ledger says so; no file is left half-done or open to others."""
 
 import os
 import pathlib
@@ -10,7 +7,6 @@ import stat
 import struct
 import subprocess
 import time
-import unittest
 import zlib
 
 from converter_case import CONVERTER, OCTETS, STACK, WINDOWS, ConverterCase, kx_convert, need, numpy, png, tifffile
@@ -66,25 +62,33 @@ class Pages(ConverterCase):
 
 
 class Metadata(ConverterCase):
-    def test_tags_keep_their_values_exactly(self):
-        kept = [(65010, "2I", 1, (1234567891, 1000000007)), (65011, "2i", 2, (-7, 3, 2147483647, -2147483647)),
-                (51123, "s", 0, '{"Micro": "Manager"}'), (33432, "s", 0, b"photographer\0editor"),
-                (306, "s", 0, "2026-01-02T03:04:05"), (65421, "f", 1, 20.5),
-                (33723, "I", 3, struct.unpack(">3I", b"IPTC records"))]
+    def test_tags_of_every_page_keep_their_values_exactly(self):
+        kept = [(65000, "I", 3, (1, 2, 3)), (65001, "s", 0, "hello"), (65002, "d", 2, (1.5, -2.5)), (65004, "B", 1, 7),
+                (65005, "Q", 1, 5), (65010, "2I", 1, (1234567891, 1000000007)),
+                (65011, "2i", 2, (-7, 3, 2147483647, -2147483647)), (65421, "f", 1, 20.5),
+                (33723, "I", 3, struct.unpack(">3I", b"IPTC records")), (33432, "s", 0, b"photographer\0editor"),
+                (51123, "s", 0, '{"Micro": "Manager"}'), (306, "s", 0, "2026-01-02T03:04:05"), (269, "s", 0, "title"),
+                (271, "s", 0, "maker"), (272, "s", 0, "model"), (315, "s", 0, "artist"), (316, "s", 0, "host")]
         lost = [(65012, 13, 1, 8), (34412, "B", 8, b"12345678"), (33628, "I", 1, 5), (65420, "I", 1, 1),
                 (65426, "I", 2, (5, 6))]
-        tifffile.imwrite("in.tif", STACK[0], datetime=None, byteorder=">", **PLAIN, resolutionunit=3,
-                         resolution=((1234567891, 1000000007), (300, 7)), extratags=[(*tag, True) for tag in kept + lost])
+        own = [[(270, "s", 0, f"page {number} \u00b5m".encode()), (285, "s", 0, f"name {number}")] for number in range(5)]
+        with tifffile.TiffWriter("in.tif", byteorder=">", bigtiff=True) as writer:
+            for page, texts in zip(STACK, own):
+                writer.write(page, datetime=None, **PLAIN, resolution=((1234567891, 1000000007), (300, 7)), resolutionunit=3,
+                             extratags=[(*tag, True) for tag in texts + kept + lost])
+        read_as = {51123: {"Micro": "Manager"}, 33723: b"IPTC records", 65004: b"\7"}
         for options in ([], ["--bigtiff", "--compression", "deflate"]):
             self.convert("in.tif", "out.tif", *options, warns=["LSM", "tag 65012", "UIC1", "tag 65420", "tag 65426"])
-            seen = self.tags("out.tif")
-            names = {51123: "MicroManagerMetadata", 33432: "Copyright", 306: "DateTime", 33723: "IPTCNAA"}
-            for tag, _, _, value in kept:
-                wanted = {51123: {"Micro": "Manager"}, 33432: "photographer\0editor", 33723: b"IPTC records"}.get(tag, value)
-                self.assertEqual(seen[names.get(tag, tag)], wanted)
-            self.assertEqual((seen["XResolution"], seen["YResolution"]), ((1234567891, 1000000007), (300, 7)))
-            self.assertTrue({tag for tag, *_ in lost}.isdisjoint(seen))
-            self.assert_pages("out.tif", STACK[:1])
+            self.assertEqual(self.content("out.tif")[2], 43 if options else 42)
+            self.assert_pages("out.tif", STACK)
+            with tifffile.TiffFile("out.tif") as tiff:
+                for page, texts in zip(tiff.pages, own):
+                    seen = {tag.code: tag.value for tag in page.tags}
+                    for tag, _, _, value in texts + kept:
+                        text = value.decode() if isinstance(value, bytes) else value
+                        self.assertEqual(seen[tag], read_as.get(tag, text))
+                    self.assertEqual((seen[282], seen[283], seen[296]), ((1234567891, 1000000007), (300, 7), 3))
+                    self.assertTrue({tag for tag, *_ in lost}.isdisjoint(seen))
 
     def test_numbers_above_32_bits_make_a_big_tiff_and_lossless_compression_stays(self):
         for compression, code in (("zlib", 8), (None, 1)) + (() if WINDOWS else (("lzma", 34925),)):
@@ -175,18 +179,3 @@ class Outputs(ConverterCase):
                     wanted.append(b"")  # in the instant between two steps
                 self.assertTrue(self.content(f"{folder}/{name}") in wanted, (folder, name))
                 self.assertTrue(len(wanted) > 1 or not name.startswith("."), (folder, name))
-
-    @unittest.skipIf(WINDOWS, "Wine hides links")
-    def test_links_to_inputs_are_no_outputs(self):
-        os.mkdir("in")
-        os.mkdir("out")
-        for number in range(2):
-            tifffile.imwrite(f"in/{number}.tif", STACK[number], **PLAIN)
-        os.symlink("../in/1.tif", "out/0.tif")
-        self.assertIn("in/1.tif", self.convert("in", "-o", "out/", expected=2))
-        self.assert_pages("in/1.tif", STACK[1:2])
-        self.assertEqual(os.listdir("out"), ["0.tif"])
-
-
-if __name__ == "__main__":
-    unittest.main()

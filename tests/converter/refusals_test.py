@@ -1,15 +1,11 @@
-"""What kx_convert refuses: each with its reason, and with nothing changed or left behind.
-
-Usage: refusals_test.py KX_CONVERT [unittest's arguments]; ends with 77 if NumPy or tifffile is missing.
-"""
+"""What kx_convert refuses: each with its reason, and with nothing changed or left behind."""
 
 import io
 import os
 import pathlib
 import resource
-import unittest
 
-from converter_case import WINDOWS, ConverterCase, kx_convert, numpy, png, tifffile
+from converter_case import WINDOWS, ConverterCase, kx_convert, numpy, png, tifffile, write_pages
 
 GOOD = numpy.random.default_rng(5).integers(0, 65536, (150, 150, 3), "uint16")
 FOURTH = numpy.dstack([GOOD, numpy.full(GOOD.shape[:2], 65535, "uint16")])
@@ -18,9 +14,7 @@ FOURTH = numpy.dstack([GOOD, numpy.full(GOOD.shape[:2], 65535, "uint16")])
 def tiff(*pages, **options):
     """A file's bytes."""
     file = io.BytesIO()
-    with tifffile.TiffWriter(file) as writer:
-        for page in pages:
-            writer.write(page, metadata=None, **{"photometric": "rgb", **options})
+    write_pages(file, *pages, **options)
     return file.getvalue()
 
 
@@ -41,7 +35,9 @@ class Refusals(ConverterCase):
                            ("wrong.json", b'{"version": 1, "bits": 12, "white_balance": [1, 1, 0]}')):
             pathlib.Path(name).write_bytes(data)
         os.mkdir("folder.tif")
+        os.mkdir("links")
         os.symlink("good.tif", "link.tif")
+        os.symlink("../good.tif", "links/stack.tif")
         if not WINDOWS:
             os.mkfifo("pipe.tif", 0o600)
         os.chmod("protected.tif", 0o444)
@@ -68,14 +64,14 @@ class Refusals(ConverterCase):
         for arguments, *texts in (
                 ("good.tif", "output"), ("good.tif out.tif third.tif", "third.tif"), ("--depth 12", "12"),
                 ("--matrix 1 2 3", "9"), ("--matrix 1 2 3 4 5 6 7 8 nan", "must be a number"),
-                ("--matrix 2000 0 0 0 1 0 0 0 1", "/matrix/0/0"), ("--matrix-file none.txt", "none.txt", "No such file"),
-                ("--input-bits 17", "8 to 16"), ("--blue-output-lut gamma:0", "gamma:0"),
+                ("--matrix-file none.txt", "none.txt", "No such file"), ("--input-bits 17", "8 to 16"),
+                ("--blue-output-lut gamma:0", "gamma:0"), ("--format png", "out.tif says another"),
                 ("--output-lut-bits 12", "no output LUT"), ("--green-clamp 7 6", "7", "6"), ("--clamp 0 65536", "65536"),
                 ("--clamp 0 65535 --depth 8 --red-shift -7", "65535", "-7", "8-bit"),
                 ("--clamp 0 4096 --output-lut srgb --output-lut-bits 12", "4096", "4095"), ("--shift 16", "16"),
                 ("--shift 1 --profile camera.json", "the curve's entry 128 shifted by 1"),
                 ("good.tif out.png --channels 4", "--channels", "PNG", "alpha"),
-                ("good.tif out.png --planar", "--planar", "PNG"), ("--level 5", "nothing to compress"), ("--format png", "out.tif says another"),
+                ("good.tif out.png --planar", "--planar", "PNG"), ("--level 5", "nothing to compress"),
                 ("--pages 2", "no page 2", "has 1"), ("--pages 1,0-1", "'0-1'"), ("--pages 2-1", "'2-1'"),
                 ("stack.tif out.png", "out.png", "one page", "2"),
                 ("--profile wrong.json", "--profile: wrong.json: /white_balance/2: must be"),
@@ -147,11 +143,8 @@ class Refusals(ConverterCase):
         if WINDOWS:
             self.skipTest("what follows is Linux's")
         self.refused("good.tif pipe.tif", "pipe.tif", "regular file")
+        self.refused("stack.tif good.tif -o links", "links/stack.tif is an input", "good.tif")
         self.refused("good.tif /dev/full", "/dev/full", "suffix")
         # A full disk, as far as a program can tell.
         for arguments in ("out.tif", "out.tif --compression lzw --planar", "out.png"):
             self.refused("good.tif " + arguments, "cannot be written: File too large", limit=32768)
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,15 +1,10 @@
-"""What users of Windows expect of kx_convert: their names, their wildcards, files that other programs hold open.
-
-Usage: windows_test.py KX_CONVERT [unittest's arguments], with KX_HOLD_FILE in the environment; ends with 77 if something is
-missing.
-"""
+"""What users of Windows expect of kx_convert: their names, their wildcards, files that other programs hold open."""
 
 import contextlib
 import os
 import pathlib
 import shutil
 import subprocess
-import unittest
 
 from converter_case import CONVERTER, STACK, ConverterCase, kx_convert, tifffile
 
@@ -93,7 +88,3 @@ class HeldFiles(ConverterCase):
         with self.held("in.tif", "readable"), self.held("camera.json", "readable"):
             self.assertEqual(kx_convert(*arguments).returncode, 0)
         self.assert_pages("out.tif", STACK[:1])
-
-
-if __name__ == "__main__":
-    unittest.main()

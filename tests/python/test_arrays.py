@@ -6,12 +6,27 @@ from hypothesis import given
 from hypothesis import strategies as st
 
 import korvex_color as kc
-from oracle import CHANNELS, arranged, convert, placed
+from oracle import CHANNELS, arranged, convert
 
 LAYOUTS = [("interleaved", "rgb"), ("interleaved", "bgr"), ("planar", "bgr"), ("planar", "rgb")]
 SIZES = st.sampled_from([0, 1, 1, 2, 3, 7, 40])
 ELEMENT = st.floats(-2, 2, width=32)
 MATRIX = st.lists(st.lists(ELEMENT, min_size=3, max_size=3), min_size=3, max_size=3)
+
+
+@st.composite
+def placed(draw, shape, dtype):
+    """An array of that shape within a larger one, (view, all of the memory): any strides, aligned or not."""
+    axes = draw(st.permutations(range(len(shape)))) if draw(st.booleans()) else list(range(len(shape)))
+    steps = [draw(st.sampled_from([1, 1, 1, 1, 2, -1, -3])) for _ in shape]
+    starts = [draw(st.sampled_from([0, 0, 1, 2])) for _ in shape]
+    sizes = [start + max(count * abs(step), 1) + start % 2 for count, step, start in zip(shape, steps, starts)]
+    offset = draw(st.sampled_from([0, 0, 0, 1]))
+    memory = np.arange(offset + int(np.prod(sizes)) * np.dtype(dtype).itemsize, dtype=np.int64).astype(np.uint8)
+    whole = memory[offset:].view(dtype).reshape([sizes[axis] for axis in axes]).transpose(np.argsort(axes))
+    part = whole[tuple(slice(start, start + count * abs(step), abs(step))
+                       for count, step, start in zip(shape, steps, starts))]
+    return np.flip(part, [axis for axis, step in enumerate(steps) if step < 0]), memory
 
 
 def each(strategy):

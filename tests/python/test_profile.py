@@ -8,7 +8,7 @@ import numpy as np
 import pytest
 
 import korvex_color as kc
-from oracle import CHANNELS, arranged, convert
+from oracle import arranged, convert_by
 
 MEMBERS = {
     "description": "Microscope 2, \u00b5", "bits": 12, "black_level": (64.25, 63, 64.5),
@@ -19,34 +19,12 @@ PROFILE = kc.Profile(**MEMBERS)
 STACK = np.random.default_rng(5).integers(0, 4096, (2, 70, 160, 3), dtype=np.uint16)
 
 
-def round_half_up(values):
-    return np.floor(values + 0.5).astype(np.uint32)
-
-
-def expected(profile, frame, channels):
-    samples = np.arange(2**profile.bits)
-    largest = 2**profile.output_depth - 1
-    input_luts = {
-        name: round_half_up(65535 * np.clip(gain * (samples - black) / (samples[-1] - black), 0, 1))
-        for name, black, gain in zip(CHANNELS, profile.black_level, profile.white_balance)}
-    last, output_luts = largest, None
-    if profile.tone_curve != "linear":
-        last = 2**(16 if profile.output_depth == 16 else max(profile.bits, 12)) - 1
-        x = np.arange(last + 1) / last
-        curve = np.where(x <= 0.0031308, 12.92 * x, 1.055 * x**(1 / 2.4) - 0.055) if profile.tone_curve == "srgb" \
-            else np.interp(x, np.linspace(0, 1, len(profile.tone_curve)), profile.tone_curve)
-        output_luts = dict.fromkeys(CHANNELS, round_half_up(largest * curve))
-    return convert(frame, matrices=[np.array(profile.matrix) * last / 65535], input_luts=input_luts,
-                   output_luts=output_luts, clamp=dict.fromkeys(CHANNELS, (0, last)), depth=profile.output_depth,
-                   channels=channels)
-
-
 @pytest.mark.parametrize("changes", [{}, {"output_depth": 16}, {"tone_curve": "linear"}, {"bits": 14},
                                      {"tone_curve": np.array([0, 0.25, 1])}])
 @pytest.mark.parametrize("layout, order", [("interleaved", "rgb"), ("planar", "bgr")])
 def test_apply(changes, layout, order):
     profile = PROFILE.replace(**changes)
-    wanted = arranged(expected(profile, STACK, 4), "interleaved", "bgr")
+    wanted = arranged(convert_by(profile.to_dict(), STACK, channels=4), "interleaved", "bgr")
     frame = arranged(STACK, layout, order)
     result = profile.apply(frame, channels=4, layout=layout, threads=2, out_layout="interleaved", out_order="bgr")
     assert np.array_equal(result, wanted) and result.dtype == wanted.dtype
@@ -61,7 +39,8 @@ def test_values(tmp_path):
     utf16 = tmp_path / "utf16.json"
     utf16.write_text(PROFILE.to_json(), encoding="utf-16")
     same = [kc.Profile.load(file), kc.Profile.load(str(file)), kc.Profile.load(utf16),
-            kc.Profile.from_json(PROFILE.to_json()), kc.Profile.from_dict(PROFILE.to_dict()), pickle.loads(pickle.dumps(PROFILE)), copy.deepcopy(PROFILE),
+            kc.Profile.from_json(PROFILE.to_json()), kc.Profile.from_dict(PROFILE.to_dict()),
+            pickle.loads(pickle.dumps(PROFILE)), copy.deepcopy(PROFILE),
             kc.Profile(**{name: np.asarray(value) if isinstance(value, tuple) else value
                           for name, value in MEMBERS.items()})]
     assert {*same} == {PROFILE} and all(one == PROFILE for one in same)
@@ -79,7 +58,6 @@ def test_values(tmp_path):
 @pytest.mark.parametrize("path, make", [
     ("/bits", lambda: kc.Profile.from_dict({})),
     ("/tone_curve/1", lambda: PROFILE.replace(tone_curve=np.array([0, np.inf, 1]))),
-    ("/matrix", lambda: PROFILE.replace(matrix=np.eye(2))),
     ("/gamma", lambda: PROFILE.replace(gamma=2)),
     ("/version", lambda: kc.Profile.from_dict({"version": 2, "bits": 12})),
     ("", lambda: kc.Profile.from_json("{")),
@@ -96,18 +74,14 @@ def test_refused_otherwise(tmp_path):
         kc.Profile.load(tmp_path / "none.json")
     with pytest.raises(OSError, match="folder"):
         PROFILE.save(tmp_path / "folder" / "camera.json")
-    (tmp_path / "bad.json").write_text('{"version": 1, "bits": 99}')
-    with pytest.raises(kc.ProfileError, match="bad.json: /bits: ") as caught:
-        kc.Profile.load(tmp_path / "bad.json")
-    assert caught.value.path == "/bits"
+    for content, says, path in [
+            (b'{"version": 1, "bits": 99}', "/bits: ", "/bits"),
+            (b'{"version": 1, "bits": 12, "description": "\xb5"}', "is no text in UTF-8: the byte 0xb5 at 43", "")]:
+        (tmp_path / "bad.json").write_bytes(content)
+        with pytest.raises(kc.ProfileError, match="bad.json: " + says) as caught:
+            kc.Profile.load(tmp_path / "bad.json")
+        assert caught.value.path == path
     with pytest.raises(TypeError, match="/matrix: .* module"):
         kc.Profile(bits=12, matrix=kc)
-    (tmp_path / "latin1.json").write_bytes('{"version": 1, "bits": 12, "description": "\u00b5"}'.encode("latin-1"))
-    with pytest.raises(kc.ProfileError, match="latin1.json: is no text in UTF-8: the byte 0xb5 at 43"):
-        kc.Profile.load(tmp_path / "latin1.json")
-    with pytest.raises(ValueError, match=r"image\[1, 3, 5, 2\] is 4096, beyond the blue"):
-        beyond = STACK.copy()
-        beyond[1, 3, 5, 2] = 4096
-        PROFILE.apply(beyond)
     with pytest.raises(TypeError, match="out"):
         PROFILE.apply(STACK, out=np.empty_like(STACK))
