@@ -9,7 +9,7 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #if defined(__linux__)
@@ -31,7 +31,9 @@ inline void require_version_of([[maybe_unused]] const void* function)
         return;
     }
     std::ifstream file(library.dli_fname, std::ios::binary);
-    const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::ostringstream content;
+    content << file.rdbuf(); // not by iterators, which take long without optimization
+    const std::string bytes = content.str();
     const std::string mark = "@(#)korvex_kvi_color_processing ";
     const std::size_t place = bytes.find(mark);
     if (place == std::string::npos) {
