@@ -3,16 +3,43 @@
 
 #include "frame/module_folder.h"
 #include "frame/standins/recorder.h"
-#include "support/color_processing_exports.h"
+#include "korvex_kvi_color_processing_functions.hpp"
+#include "support/shared_library.h"
+#include "support/transform_request.h"
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <regex>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace kx_test {
+
+using korvex::color::function_table;
+
+// One of the four transforms, called with a record of its arguments.
+struct transform_export {
+    const char* timer_name;
+    std::size_t sample_bytes;
+    std::size_t samples_per_pixel;
+    std::int32_t (*call)(const function_table& kx, kx_color_processor* processor, const transform_request& request);
+};
+
+template <auto entry_point, typename output_sample>
+std::int32_t call(const function_table& kx, kx_color_processor* processor, const transform_request& request)
+{
+    return call_transform<output_sample>(kx.*entry_point, processor, request);
+}
+
+inline constexpr transform_export transform_exports[] = {
+    {"color processing transform 48 to 48", 2, 3, call<&function_table::kx_color_transform_48_to_48, std::uint16_t>},
+    {"color processing transform 48 to 64", 2, 4, call<&function_table::kx_color_transform_48_to_64, std::uint16_t>},
+    {"color processing transform 48 to 24", 1, 3, call<&function_table::kx_color_transform_48_to_24, std::uint8_t>},
+    {"color processing transform 48 to 32", 1, 4, call<&function_table::kx_color_transform_48_to_32, std::uint8_t>},
+};
 
 // One line for each call, load or unload of a companion module.
 using lines = std::vector<std::string>;
@@ -114,11 +141,9 @@ struct small_image {
     // A request for this image. The object must outlive it.
     transform_request request()
     {
-        transform_request request;
-        request.input = input_samples.data();
-        request.output = output_bytes.data();
-        request.pixel_count = static_cast<std::int32_t>(input_samples.size() / 3);
-        return request;
+        return {.input = input_samples.data(),
+                .output = output_bytes.data(),
+                .pixel_count = static_cast<std::int32_t>(input_samples.size() / 3)};
     }
 
     [[nodiscard]] bool output_is_untouched() const
@@ -146,12 +171,22 @@ protected:
         return happened;
     }
 
+    // What the call did whose status this is: it must have succeeded.
+    lines events_of(std::int32_t status)
+    {
+        EXPECT_EQ(status, KX_COLOR_SUCCESS);
+        return events();
+    }
+    lines initialize() { return events_of(kx.kx_color_processing_module_initialize()); }
+    lines destroy(kx_color_processor* processor) { return events_of(kx.kx_color_destroy_color_processor(processor)); }
+    lines terminate() { return events_of(kx.kx_color_processing_module_terminate()); }
+
     // Expects all transforms to call the vector module, and to convert pixels, as the stand-ins do not. The processor
     // has LUTs 1 to 6.
     void expect_transforms_call(kx_color_processor* processor, const std::string& module)
     {
         for (const transform_export& tested : transform_exports) {
-            SCOPED_TRACE(tested);
+            SCOPED_TRACE(tested.timer_name);
             small_image image(3);
             EXPECT_EQ(tested.call(kx, processor, image.request()), 0);
             EXPECT_EQ(events(), LUTs_fetched(1, 6) + vector_call(module, tested) + lines{timing_line(tested)});
@@ -162,31 +197,27 @@ protected:
     standins::recorder& recorder = standins::the_recorder();
     module_folder folder;
     shared_library library{folder.library().c_str()};
-    color_processing_exports kx{library};
+    function_table kx = function_table::found_by([this](const char* name) { return library.address_of(name); });
 };
 
 class initialized_test : public frame_test {
 protected:
     using frame_test::frame_test;
 
-    void SetUp() override
-    {
-        ASSERT_EQ(kx.module_initialize(), 0);
-        events();
-    }
+    void SetUp() override { initialize(); }
 
     void TearDown() override
     {
         destroy_all();
         EXPECT_EQ(recorder.LUT_count(), 0) << "LUTs were left behind";
-        EXPECT_EQ(kx.module_terminate(), 0);
+        terminate();
     }
 
     // A processor of the given level; what its creation did is forgotten.
     kx_color_processor* create(std::int32_t vector_level = 0, std::int32_t input_depth = 8,
                                std::int32_t output_depth = 8)
     {
-        processors_.push_back(kx.create_color_processor_test(input_depth, output_depth, vector_level));
+        processors_.push_back(kx.kx_color_create_color_processor_test(input_depth, output_depth, vector_level));
         EXPECT_NE(processors_.back(), nullptr);
         events();
         return processors_.back();
@@ -196,10 +227,9 @@ protected:
     void destroy_all()
     {
         for (kx_color_processor* processor : processors_) {
-            EXPECT_EQ(kx.destroy_color_processor(processor), 0);
+            destroy(processor);
         }
         processors_.clear();
-        events();
     }
 
 private:

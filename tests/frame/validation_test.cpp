@@ -47,48 +47,48 @@ protected:
              {static_cast<kx_color_processor*>(nullptr), reinterpret_cast<kx_color_processor*>(nothing)}) {
             expect_refusals(processor, 1, [this](const std::string&) { EXPECT_EQ(events(), lines{}); });
         }
-        EXPECT_EQ(kx.create_color_processor(8, 8), nullptr);
-        EXPECT_EQ(kx.create_color_processor_test(8, 8, 0), nullptr);
-        EXPECT_EQ(kx.create_color_processor(-1, 17), nullptr);
+        EXPECT_EQ(kx.kx_color_create_color_processor(8, 8), nullptr);
+        EXPECT_EQ(kx.kx_color_create_color_processor_test(8, 8, 0), nullptr);
+        EXPECT_EQ(kx.kx_color_create_color_processor(-1, 17), nullptr);
         EXPECT_EQ(events(), lines{});
     }
 
     small_image image_{2};
     const float matrix_[9] = {2, 2, 2, 2, 2, 2, 2, 2, 2};
     std::vector<std::pair<std::string, status_call>> status_calls_{
-        {"kx_color_destroy_color_processor", kx.destroy_color_processor},
-        {"kx_color_clear_matrix", kx.clear_matrix},
-        {"kx_color_append_matrix", [this](auto* processor) { return kx.append_matrix(processor, matrix_); }},
-        {"kx_color_enable_input_LUTs", [this](auto* processor) { return kx.enable_input_LUTs(processor, 1, 1, 1); }},
-        {"kx_color_enable_output_LUTs", [this](auto* processor) { return kx.enable_output_LUTs(processor, 1, 1, 1); }},
+        {"kx_color_destroy_color_processor", kx.kx_color_destroy_color_processor},
+        {"kx_color_clear_matrix", kx.kx_color_clear_matrix},
+        {"kx_color_append_matrix", [this](auto* processor) { return kx.kx_color_append_matrix(processor, matrix_); }},
+        {"kx_color_enable_input_LUTs",
+         [this](auto* processor) { return kx.kx_color_enable_input_LUTs(processor, 1, 1, 1); }},
+        {"kx_color_enable_output_LUTs",
+         [this](auto* processor) { return kx.kx_color_enable_output_LUTs(processor, 1, 1, 1); }},
     };
     const std::vector<std::pair<std::string, LUT_call>> LUT_calls_{
-        {"kx_color_get_blue_input_LUT", kx.get_blue_input_LUT},
-        {"kx_color_get_green_input_LUT", kx.get_green_input_LUT},
-        {"kx_color_get_red_input_LUT", kx.get_red_input_LUT},
-        {"kx_color_get_blue_output_LUT", kx.get_blue_output_LUT},
-        {"kx_color_get_green_output_LUT", kx.get_green_output_LUT},
-        {"kx_color_get_red_output_LUT", kx.get_red_output_LUT},
+        {"kx_color_get_blue_input_LUT", kx.kx_color_get_blue_input_LUT},
+        {"kx_color_get_green_input_LUT", kx.kx_color_get_green_input_LUT},
+        {"kx_color_get_red_input_LUT", kx.kx_color_get_red_input_LUT},
+        {"kx_color_get_blue_output_LUT", kx.kx_color_get_blue_output_LUT},
+        {"kx_color_get_green_output_LUT", kx.kx_color_get_green_output_LUT},
+        {"kx_color_get_red_output_LUT", kx.kx_color_get_red_output_LUT},
     };
 };
 
 TEST_F(rejection, nothing_works_and_nothing_is_logged_unless_initialized)
 {
     expect_silent_refusals();
-    EXPECT_EQ(kx.module_initialize(), 0);
-    EXPECT_EQ(kx.module_terminate(), 0);
-    events();
+    initialize();
+    terminate();
     expect_silent_refusals();
 }
 
 TEST_F(rejection, null_processor_is_reported_once_under_the_name_of_the_export)
 {
-    ASSERT_EQ(kx.module_initialize(), 0);
-    events();
+    initialize();
     expect_refusals(nullptr, 2, [this](const std::string& name) {
         EXPECT_EQ(events(), lines{error_line(name, null_processor_text)});
     });
-    EXPECT_EQ(kx.module_terminate(), 0);
+    terminate();
 }
 
 struct fault {
@@ -128,7 +128,7 @@ protected:
     void expect(bool accepted, kx_color_processor* processor, const transform_request& request, const fault& otherwise)
     {
         for (const transform_export& tested : transform_exports) {
-            SCOPED_TRACE(testing::Message() << tested << ", or else: " << otherwise.text);
+            SCOPED_TRACE(testing::Message() << tested.timer_name << ", or else: " << otherwise.text);
             std::fill(image.output_bytes.begin(), image.output_bytes.end(), small_image::untouched);
             EXPECT_EQ(tested.call(kx, processor, request), accepted ? 0 : otherwise.status);
             EXPECT_EQ(image.output_is_untouched(), !accepted);
@@ -163,7 +163,7 @@ TEST_F(validation, clamps_compare_unsigned_and_lie_within_an_enabled_output_LUT)
         // Another input depth, with enabled input LUTs: they have no say in this.
         standins::reset();
         kx_color_processor* const processor = create(0, 16, depth);
-        kx.enable_input_LUTs(processor, 1, 1, 1);
+        kx.kx_color_enable_input_LUTs(processor, 1, 1, 1);
         expect(true, processor, image.request(), faults[10]);
         const auto expect_bound = [&](std::uint16_t transform_request::*min, std::uint16_t transform_request::*max,
                                       const fault& otherwise) {
@@ -174,11 +174,11 @@ TEST_F(validation, clamps_compare_unsigned_and_lie_within_an_enabled_output_LUT)
             request.*max = static_cast<std::uint16_t>(std::min(1 << depth, 65535));
             expect(depth == 16, processor, request, otherwise);
         };
-        kx.enable_output_LUTs(processor, 1, 0, 0);
+        kx.kx_color_enable_output_LUTs(processor, 1, 0, 0);
         expect_bound(&transform_request::blue_min, &transform_request::blue_max, faults[10]);
-        kx.enable_output_LUTs(processor, 0, -1, 0);
+        kx.kx_color_enable_output_LUTs(processor, 0, -1, 0);
         expect_bound(&transform_request::green_min, &transform_request::green_max, faults[11]);
-        kx.enable_output_LUTs(processor, 0, 0, 256);
+        kx.kx_color_enable_output_LUTs(processor, 0, 0, 256);
         expect_bound(&transform_request::red_min, &transform_request::red_max, faults[12]);
         destroy_all();
     }

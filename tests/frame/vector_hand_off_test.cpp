@@ -42,7 +42,7 @@ protected:
             };
             for_each_sample(3, [&](std::size_t index, std::uint16_t value, bool) { samples[index] = value; });
             for (const transform_export& tested : transform_exports) {
-                SCOPED_TRACE(testing::Message() << tested << ", format " << format);
+                SCOPED_TRACE(testing::Message() << tested.timer_name << ", format " << format);
                 const std::size_t bytes = tested.sample_bytes;
                 std::uint8_t* const image = output.end() - bytes * tested.samples_per_pixel * pixels;
                 request.output = image;

@@ -2,6 +2,7 @@
 // happened to them, and the behaviour that the test asks of them. In a small shared library of its own.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -39,6 +40,9 @@ struct vector_script {
     std::chrono::microseconds transform_takes{0};
 };
 
+constexpr std::uint32_t LUT_fill = 0xA5A5A5A5; // of guards, and of entries at first
+constexpr std::ptrdiff_t LUT_guard_words = 16;
+
 struct recorder {
     // What the test asks for.
     bool get_log_returns_null = false;
@@ -58,12 +62,16 @@ struct recorder {
     std::array<std::vector<std::uint32_t>, 1024> LUTs;
     std::int32_t LUTs_created = 0;
 
-    [[nodiscard]] std::uint32_t* LUT_data(std::int32_t number);
-    [[nodiscard]] std::ptrdiff_t LUT_count() const;
+    [[nodiscard]] std::uint32_t* LUT_data(std::int32_t number)
+    {
+        auto& LUT = LUTs.at(static_cast<std::size_t>(number));
+        return LUT.empty() ? nullptr : LUT.data() + LUT_guard_words;
+    }
+    [[nodiscard]] std::ptrdiff_t LUT_count() const
+    {
+        return std::count_if(LUTs.begin(), LUTs.end(), [](const auto& LUT) { return !LUT.empty(); });
+    }
 };
-
-constexpr std::uint32_t LUT_fill = 0xA5A5A5A5; // of guards, and of entries at first
-constexpr std::ptrdiff_t LUT_guard_words = 16;
 
 KX_RECORDER_API recorder& the_recorder();
 
@@ -71,20 +79,5 @@ KX_RECORDER_API recorder& the_recorder();
 KX_RECORDER_API void reset();
 
 KX_RECORDER_API void record(const std::string& event);
-
-inline std::uint32_t* recorder::LUT_data(std::int32_t number)
-{
-    auto& LUT = LUTs.at(static_cast<std::size_t>(number));
-    return LUT.empty() ? nullptr : LUT.data() + LUT_guard_words;
-}
-
-inline std::ptrdiff_t recorder::LUT_count() const
-{
-    std::ptrdiff_t count = 0;
-    for (const auto& LUT : LUTs) {
-        count += LUT.empty() ? 0 : 1;
-    }
-    return count;
-}
 
 } // namespace standins
