@@ -14,17 +14,14 @@ namespace {
 using namespace kx::profile;
 using kx_test::work_directory;
 using testing::HasSubstr;
+using testing::Property;
 
 template <typename Action>
 void expect_refused(Action action, const std::string& path, const std::string& reason, const std::string& what)
 {
-    try {
-        action();
-        ADD_FAILURE() << what << " is accepted";
-    } catch (const profile_error& error) {
-        EXPECT_EQ(error.path(), path) << what;
-        EXPECT_THAT(error.reason(), HasSubstr(reason)) << what;
-    }
+    EXPECT_THAT(action, testing::Throws<profile_error>(testing::AllOf(
+                            Property(&profile_error::path, path), Property(&profile_error::reason, HasSubstr(reason)))))
+        << what;
 }
 
 TEST(profile, wrong_members_are_refused_with_their_paths)
@@ -100,12 +97,7 @@ TEST(profile, files_lose_nothing)
     std::ofstream(directory / "wrong.json") << R"({"version": 1, "bits": 12, "white_balance": [1, 1, 0]})";
     const auto before = directory.content();
     const auto expect_message = [](auto action, const std::string& message) {
-        try {
-            action();
-            ADD_FAILURE() << "no error: " << message;
-        } catch (const profile_error& error) {
-            EXPECT_THAT(error.what(), HasSubstr(message));
-        }
+        EXPECT_THAT(action, testing::ThrowsMessage<profile_error>(HasSubstr(message)));
     };
     expect_message([&] { load_profile(directory / "wrong.json"); }, "wrong.json: /white_balance/2: must be a number");
     expect_message([&] { load_profile(directory / "none.json"); }, "none.json: cannot be opened: No such file");

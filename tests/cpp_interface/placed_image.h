@@ -60,40 +60,27 @@ std::vector<placed_image<Sample>> placed_images(std::vector<Sample>& memory, std
     const auto part_of_larger = [&](kc::pixel_layout layout) {
         return kc::image_view<Sample>(start, layout, width + 7, height + 4, count).rectangle(3, 2, width, height);
     };
-    const std::ptrdiff_t scattered = 2 * w * h * n - 1; // mirrored, and every second column
+    const std::ptrdiff_t pitch = w * n + 5;
+    const kc::image_view<Sample> bottom_up(start + (h - 1) * pitch, bgr, width, height, count, -pitch * bytes);
+    const kc::image_view<Sample> alternating(start, planar, width, height, count, wide * n * bytes, wide * bytes);
+    const std::ptrdiff_t last = 2 * w * h * n - 1;
+    const kc::image_strides every_second_column{-2 * w * n * bytes, -2 * n * bytes, -bytes};
+    const kc::image_view<Sample> mirrored(start + last, kc::channel_order::rgb, width, height, count,
+                                          every_second_column);
     std::vector<placed_image<Sample>> all = {
         {{start, planar, width, height, count}, 0, w, 1, {0, plane, 2 * plane, 3 * plane}},
         {{start, bgr, width, height, count}, 0, w * n, n, {0, 1, 2, 3}},
         {{start, rgb, width, height, count}, 0, w * n, n, {2, 1, 0, 3}},
         {part_of_larger(planar), 2 * wide + 3, wide, 1, {0, wide_plane, 2 * wide_plane, 3 * wide_plane}},
         {part_of_larger(rgb), (2 * wide + 3) * n, wide * n, n, {2, 1, 0, 3}},
-        {{start + (h - 1) * (w * n + 5), bgr, width, height, count, -(w * n + 5) * bytes}, // bottom up
-         (h - 1) * (w * n + 5),
-         -(w * n + 5),
-         n,
-         {0, 1, 2, 3}},
-        {{start, planar, width, height, count, (w + 1) * n * bytes, (w + 1) * bytes}, // planes alternate row by row
-         0,
-         (w + 1) * n,
-         1,
-         {0, w + 1, 2 * (w + 1), 3 * (w + 1)}},
-        {{start + scattered,
-          kc::channel_order::rgb,
-          width,
-          height,
-          count,
-          {-2 * w * n * bytes, -2 * n * bytes, -bytes}},
-         scattered,
-         -2 * w * n,
-         -2 * n,
-         {-2, -1, 0, -3}},
+        {bottom_up, (h - 1) * pitch, -pitch, n, {0, 1, 2, 3}},
+        {alternating, 0, wide * n, 1, {0, wide, 2 * wide, 3 * wide}}, // planes, row by row
+        {mirrored, last, -2 * w * n, -2 * n, {-2, -1, 0, -3}},
     };
     if (channels == 3) { // planes of their own, of which red comes first
-        all.push_back({{start + 2 * wide_plane, start + wide_plane, start, width, height, (w + 2) * bytes},
-                       0,
-                       w + 2,
-                       1,
-                       {2 * wide_plane, wide_plane, 0, 0}});
+        const kc::image_view<Sample> planes(start + 2 * wide_plane, start + wide_plane, start, width, height,
+                                            wide * bytes);
+        all.push_back({planes, 0, wide, 1, {2 * wide_plane, wide_plane, 0, 0}});
     }
     return all;
 }

@@ -17,13 +17,13 @@ namespace kc = korvex::color;
 using testing::HasSubstr;
 using testing::ThrowsMessage;
 
+using view_16 = kc::image_view<std::uint16_t>;
 constexpr auto planar = kc::pixel_layout::planar_bgr;
 constexpr std::size_t huge = std::numeric_limits<std::size_t>::max();
 
 TEST(views, those_that_cannot_be_are_refused)
 {
     std::uint16_t samples[500];
-    using view_16 = kc::image_view<std::uint16_t>;
     const struct {
         const char* reason;
         std::function<view_16()> make;
@@ -76,7 +76,6 @@ protected:
 
 TEST_F(refusals_test, images_that_do_not_fit_together)
 {
-    using view_16 = kc::image_view<const std::uint16_t>;
     for (const view_16& image : {view_16(input.data(), bgr, 5, 4, 4), view_16(input.data(), bgr, 6, 4),
                                  view_16(input.data(), bgr, 5, 3), view_16()}) {
         EXPECT_THROW(processor.transform(image, to()), std::invalid_argument);
@@ -86,7 +85,6 @@ TEST_F(refusals_test, images_that_do_not_fit_together)
 
 TEST_F(refusals_test, images_that_overlap)
 {
-    using view_16 = kc::image_view<std::uint16_t>;
     std::vector<std::uint16_t> memory(1'000, 7);
     std::uint16_t* const start = memory.data();
     const auto at = [&](std::size_t offset) { return view_16(start + offset, bgr, 5, 4); };

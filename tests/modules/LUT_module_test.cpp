@@ -18,16 +18,6 @@ using testing::ElementsAre;
 
 class LUT_module_test : public testing::Test {
 protected:
-    LUT_module_test()
-    {
-        module.find("kx_LUT_module_initialize", initialize);
-        module.find("kx_create_LUT_test", create_LUT);
-        module.find("kx_get_LUT_data", get_LUT_data);
-        module.find("kx_LUT_transform_16", transform_16);
-        module.find("kx_destroy_LUT", destroy_LUT);
-        module.find("kx_LUT_module_terminate", terminate);
-    }
-
     using LUT_pointer = std::unique_ptr<void, kx::destroy_LUT_function*>;
 
     LUT_pointer create_with(const std::vector<std::uint32_t>& entries) const
@@ -38,12 +28,12 @@ protected:
     }
 
     kx_test::shared_library module{KX_MODULE_FILE};
-    kx::LUT_module_initialize_function* initialize = nullptr;
-    kx::create_LUT_function* create_LUT = nullptr;
-    kx::get_LUT_data_function* get_LUT_data = nullptr;
-    kx::LUT_transform_16_function* transform_16 = nullptr;
-    kx::destroy_LUT_function* destroy_LUT = nullptr;
-    kx::LUT_module_terminate_function* terminate = nullptr;
+    kx::LUT_module_initialize_function* initialize = module.find("kx_LUT_module_initialize");
+    kx::create_LUT_function* create_LUT = module.find("kx_create_LUT_test");
+    kx::get_LUT_data_function* get_LUT_data = module.find("kx_get_LUT_data");
+    kx::LUT_transform_16_function* transform_16 = module.find("kx_LUT_transform_16");
+    kx::destroy_LUT_function* destroy_LUT = module.find("kx_destroy_LUT");
+    kx::LUT_module_terminate_function* terminate = module.find("kx_LUT_module_terminate");
 };
 
 TEST_F(LUT_module_test, tables_of_every_size_are_aligned_zero_and_separate)

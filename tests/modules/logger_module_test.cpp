@@ -39,21 +39,16 @@ using testing::IsEmpty;
 
 // The loaded module and its functions.
 struct logger_module : kx_test::shared_library {
-    explicit logger_module(const char* path = KX_MODULE_FILE) : shared_library(path)
-    {
-        find("kvi_get_log", get_log);
-        find("kvi_log", log_line);
-        find("kvi_free_log", free_log);
-    }
+    explicit logger_module(const char* path = KX_MODULE_FILE) : shared_library(path) {}
 
     std::int32_t write(void* log, std::int32_t level, const char* text) const
     {
         return log_line(log, level, "file.cpp", 12, "function", text);
     }
 
-    kx::logger_module::get_log_function* get_log = nullptr;
-    kx::logger_module::log_function* log_line = nullptr;
-    kx::logger_module::free_log_function* free_log = nullptr;
+    kx::logger_module::get_log_function* get_log = find("kvi_get_log");
+    kx::logger_module::log_function* log_line = find("kvi_log");
+    kx::logger_module::free_log_function* free_log = find("kvi_free_log");
 };
 
 // A whole line, with the given level, channel and rest.

@@ -77,11 +77,8 @@ protected:
 
     std::int32_t convert(kx_color_processor* processor, std::int32_t pixel_count, std::int32_t blue_shift = 0)
     {
-        transform_request request;
-        request.input = input.data();
-        request.output = output.data();
-        request.pixel_count = pixel_count;
-        request.blue_shift = blue_shift;
+        const transform_request request{
+            .input = input.data(), .blue_shift = blue_shift, .output = output.data(), .pixel_count = pixel_count};
         return call_transform<std::uint16_t>(kx_color_transform_48_to_48, processor, request);
     }
 

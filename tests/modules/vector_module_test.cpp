@@ -24,11 +24,6 @@ class vector_module_test : public testing::TestWithParam<kx::vector_module_names
 protected:
     vector_module_test()
     {
-        const kx::vector_module_names& names = GetParam();
-        module.find(names.initialize, initialize);
-        module.find(names.transform_8_bit_output, transform_8);
-        module.find(names.transform_16_bit_output, transform_16);
-        module.find(names.terminate, terminate);
         record.input_buffer = input.data();
         record.output_buffer = output.data();
         record.processor = reinterpret_cast<const kx::color_correction*>(identity.data());
@@ -44,10 +39,10 @@ protected:
     }
 
     kx_test::shared_library module{(std::string(GetParam().base_name) + KX_MODULE_SUFFIX).c_str()};
-    kx::vector_module_initialize_function* initialize = nullptr;
-    kx::vector_transform_function* transform_8 = nullptr;
-    kx::vector_transform_function* transform_16 = nullptr;
-    kx::vector_module_terminate_function* terminate = nullptr;
+    kx::vector_module_initialize_function* initialize = module.find(GetParam().initialize);
+    kx::vector_transform_function* transform_8 = module.find(GetParam().transform_8_bit_output);
+    kx::vector_transform_function* transform_16 = module.find(GetParam().transform_16_bit_output);
+    kx::vector_module_terminate_function* terminate = module.find(GetParam().terminate);
 
     std::array<float, 9> identity{1, 0, 0, 0, 1, 0, 0, 0, 1};
     std::vector<std::uint16_t> input = std::vector<std::uint16_t>(3 * std::size_t{pixels}, 5);

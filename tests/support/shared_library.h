@@ -17,11 +17,16 @@ public:
     // The exported function of this name. Throws std::runtime_error if there is none.
     [[nodiscard]] void* address_of(const char* name) const;
 
-    template <typename function>
-    void find(const char* name, function*& entry_point) const
-    {
-        entry_point = reinterpret_cast<function*>(address_of(name));
-    }
+    // The same, for a pointer to functions of any type.
+    struct found {
+        template <typename function>
+        operator function*() const // NOLINT(google-explicit-constructor)
+        {
+            return reinterpret_cast<function*>(address);
+        }
+        void* address;
+    };
+    [[nodiscard]] found find(const char* name) const { return {address_of(name)}; }
 
     // Whether this process has the library in memory.
     static bool is_loaded(const char* path);
