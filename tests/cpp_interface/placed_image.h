@@ -67,6 +67,8 @@ std::vector<placed_image<Sample>> placed_images(std::vector<Sample>& memory, std
     const kc::image_strides every_second_column{-2 * w * n * bytes, -2 * n * bytes, -bytes};
     const kc::image_view<Sample> mirrored(start + last, kc::channel_order::rgb, width, height, count,
                                           every_second_column);
+    const kc::image_strides back{-w * bytes, -bytes, plane * bytes};
+    const kc::image_view<Sample> turned(start + plane - 1, kc::channel_order::bgr, width, height, count, back);
     std::vector<placed_image<Sample>> all = {
         {{start, planar, width, height, count}, 0, w, 1, {0, plane, 2 * plane, 3 * plane}},
         {{start, bgr, width, height, count}, 0, w * n, n, {0, 1, 2, 3}},
@@ -76,6 +78,7 @@ std::vector<placed_image<Sample>> placed_images(std::vector<Sample>& memory, std
         {bottom_up, (h - 1) * pitch, -pitch, n, {0, 1, 2, 3}},
         {alternating, 0, wide * n, 1, {0, wide, 2 * wide, 3 * wide}}, // planes, row by row
         {mirrored, last, -2 * w * n, -2 * n, {-2, -1, 0, -3}},
+        {turned, plane - 1, -w, -1, {0, plane, 2 * plane, 3 * plane}},
     };
     if (channels == 3) { // planes of their own, of which red comes first
         const kc::image_view<Sample> planes(start + 2 * wide_plane, start + wide_plane, start, width, height,
