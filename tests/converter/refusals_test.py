@@ -55,7 +55,7 @@ class Refusals(ConverterCase):
                           preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit)))
         self.assertGreater(done.returncode, 0, arguments)
         self.assertEqual(done.stdout, "", arguments)
-        self.assertTrue(done.stderr.startswith("kx_convert: "), done.stderr)
+        self.assertTrue(done.stderr.startswith("kx_convert: "), (texts, done))
         for text in texts:
             self.assertIn(text, done.stderr, arguments)
         self.assertEqual(self.everything(), before, arguments)
