@@ -70,8 +70,11 @@ inline kc::processor make_processor(const kc::library& library, std::int32_t vec
         const kc::LUT_range output = made.output_LUT(each);
         const double black = last / 50;
         for (std::size_t i = 0; i < input.size(); ++i) {
+            // Rounded, as a profile's: truncated, what comes out whole would now and then be one less, which is no
+            // line.
             const auto sample = static_cast<double>(i);
-            input[i] = sample < black ? 0 : static_cast<std::uint32_t>((sample - black) / (last - black) * last);
+            input[i] =
+                sample < black ? 0 : static_cast<std::uint32_t>(std::lround((sample - black) / (last - black) * last));
             output[i] = static_cast<std::uint32_t>(std::lround(largest * encoded(sample / last)));
         }
     }
